@@ -1,0 +1,90 @@
+// ByteStream: everything that the MP4 library reads passes through one of these, strictly forward.
+#pragma once
+#include <cstdint>
+
+namespace atomkit {
+
+/// Length of a source that doesn't tell it.
+inline constexpr uint64_t kUnknownLength = ~uint64_t{0};
+
+/// Where a file's bytes come from: what the caller of the parse implements. Failures of the source
+/// are thrown by it, in its own type, and pass through the library unchanged.
+class ByteSource {
+ public:
+  /// Reads up to `count` bytes. @return the number of bytes read; fewer at the end of the source
+  virtual uint32_t read(void* buffer, uint32_t count) = 0;
+  /// Skips up to `count` bytes. @return the number of bytes skipped; fewer at the end of the source
+  virtual uint64_t skip(uint64_t count) = 0;
+
+ protected:
+  ~ByteSource() = default;
+};
+
+/// A plain value on the stack of the code that walks a box; borrows what it reads from.
+class ByteStream {
+ public:
+  /// Reads up to `count` bytes. @return the number of bytes read, possibly fewer
+  virtual uint32_t read(void* buffer, uint32_t count) = 0;
+  /// Skips up to `count` bytes. @return the number of bytes skipped, possibly fewer
+  virtual uint64_t skip(uint64_t count) = 0;
+  /// Reads exactly `count` bytes.
+  /// @throws exception "attempting to read past end of atom" or "... of file"
+  virtual void readExact(void* buffer, uint32_t count) = 0;
+  /// Skips exactly `count` bytes.
+  /// @throws exception "attempting to skip past end of atom" or "... of file"
+  virtual void skipExact(uint64_t count) = 0;
+  /// Fails as readExact() of `count` bytes would, but reads nothing: asked before memory is
+  /// allocated for a declared count, so that a count that lies costs no memory.
+  virtual void requireBytes(uint64_t count) = 0;
+
+ protected:
+  ~ByteStream() = default;
+};
+
+/// The file as a whole, over a borrowed source that stands at its start.
+class HostStreamAdapter final : public ByteStream {
+ public:
+  /// @param length  bytes of the source; kUnknownLength when that isn't known
+  HostStreamAdapter(ByteSource& source, uint64_t length) noexcept
+      : source_(&source), length_(length) {}
+
+  uint32_t read(void* buffer, uint32_t count) override;
+  uint64_t skip(uint64_t count) override;
+  void readExact(void* buffer, uint32_t count) override;
+  void skipExact(uint64_t count) override;
+  void requireBytes(uint64_t count) override;
+
+ private:
+  ByteSource* source_;
+  uint64_t length_;
+  uint64_t position_ = 0;
+};
+
+/// The payload of one box: reading ends where the box ends.
+class AtomReader final : public ByteStream {
+ public:
+  /// @param parent  the stream that holds the box, positioned at its first payload byte; borrowed
+  /// @param payloadSize  bytes of the box behind its header
+  AtomReader(ByteStream& parent, uint64_t payloadSize) noexcept
+      : parent_(&parent), remaining_(payloadSize) {}
+
+  /// Payload bytes that were neither read nor skipped yet.
+  uint64_t remaining() const noexcept { return remaining_; }
+
+  /// @throws exception "bug: stream read more bytes than asked for"
+  uint32_t read(void* buffer, uint32_t count) override;
+  /// @throws exception "bug: stream skipped more bytes than asked for"
+  uint64_t skip(uint64_t count) override;
+  void readExact(void* buffer, uint32_t count) override;
+  void skipExact(uint64_t count) override;
+  void requireBytes(uint64_t count) override;
+
+  /// Skips what is left, so that the parent stands just behind the box.
+  void finish();
+
+ private:
+  ByteStream* parent_;
+  uint64_t remaining_;
+};
+
+}  // namespace atomkit

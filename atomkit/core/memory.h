@@ -1,0 +1,49 @@
+// The one place through which the MP4 library allocates.
+#pragma once
+#include <cstddef>
+#include <new>
+#include <utility>
+
+namespace atomkit {
+
+/// Where the library's memory comes from. Both operations must be set; `allocate` returns null when
+/// there is no memory.
+struct Allocator {
+  void* (*allocate)(size_t bytes);
+  void (*release)(void* block);
+};
+
+/// Replaces the allocator (the C library's by default). Blocks must be released by the allocator
+/// that made them, so this is for the start of a program or a test.
+/// @return the allocator that was set before
+Allocator setAllocator(Allocator allocator) noexcept;
+
+/// @return a block of `bytes` bytes aligned for any fundamental type, or null
+void* allocate(size_t bytes) noexcept;
+
+/// Gives back a block of allocate(); null is ignored.
+void release(void* block) noexcept;
+
+/// Constructs a T in memory of its own.
+/// @throws exception "out of memory"
+template <class T, class... Arguments>
+T* create(Arguments&&... arguments);
+
+/// Destroys and frees what create() made; null is ignored.
+template <class T>
+void destroy(T* object) noexcept {
+  if (!object) return;
+  object->~T();
+  release(object);
+}
+
+[[noreturn]] void throwOutOfMemory();
+
+template <class T, class... Arguments>
+T* create(Arguments&&... arguments) {
+  void* block = allocate(sizeof(T));
+  if (!block) throwOutOfMemory();
+  return new (block) T(std::forward<Arguments>(arguments)...);
+}
+
+}  // namespace atomkit

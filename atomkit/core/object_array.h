@@ -1,0 +1,97 @@
+// ObjectArray: a sized array of objects (handles, chapters, tag entries).
+#pragma once
+#include <cstdint>
+#include <new>
+
+#include "atomkit/core/exception.h"
+#include "atomkit/core/memory.h"
+
+namespace atomkit {
+
+/// Owns its elements. Every size is exact, so appending one element copies all the others; it is
+/// meant for the few tracks, chapters and tags of a file. T is default-constructible and
+/// copy-assignable; both may throw.
+template <class T>
+class ObjectArray {
+ public:
+  ObjectArray() noexcept = default;
+  ObjectArray(const ObjectArray&) = delete;
+  ObjectArray& operator=(const ObjectArray&) = delete;
+  ~ObjectArray() { destroyBlock(data_); }
+
+  uint32_t count() const noexcept { return count_; }
+
+  /// Gives the array exactly `count` elements: the first ones keep their values (they are copied by
+  /// assignment into a new block), new ones are default-constructed.
+  /// @throws exception "out of memory when resizing array", or what a copy throws; the array then
+  /// stays
+  ///         as it was
+  void resize(uint32_t count) {
+    if (count == count_) return;
+    T* grown = count ? makeBlock(count) : nullptr;
+    try {
+      const uint32_t kept = count < count_ ? count : count_;
+      for (uint32_t i = 0; i < kept; ++i) grown[i] = data_[i];
+    } catch (...) {
+      destroyBlock(grown);
+      throw;
+    }
+    destroyBlock(data_);
+    data_ = grown;
+    count_ = count;
+  }
+
+  /// Adds one default-constructed element at the end and returns it.
+  T& append() {
+    if (count_ == UINT32_MAX) throw exception(kOutOfMemoryInArray);
+    resize(count_ + 1);
+    return data_[count_ - 1];
+  }
+
+  /// @throws exception "array access out of range"
+  T& operator[](uint32_t index) {
+    checkIndex(index);
+    return data_[index];
+  }
+  const T& operator[](uint32_t index) const {
+    checkIndex(index);
+    return data_[index];
+  }
+
+ private:
+  // A block begins with the number of elements that were constructed, so that it can be destroyed
+  // element by element; the elements follow at the next place that is aligned for them.
+  static constexpr size_t kHeader = alignof(T) > alignof(uint64_t) ? alignof(T) : alignof(uint64_t);
+
+  static T* makeBlock(uint32_t count) {
+    const uint64_t bytes = kHeader + uint64_t{count} * sizeof(T);
+    void* block = bytes <= SIZE_MAX ? allocate(static_cast<size_t>(bytes)) : nullptr;
+    if (!block) throw exception(kOutOfMemoryInArray);
+    auto* constructed = new (block) uint32_t(0);
+    T* elements = reinterpret_cast<T*>(static_cast<unsigned char*>(block) + kHeader);
+    try {
+      for (; *constructed < count; ++*constructed) new (elements + *constructed) T();
+    } catch (...) {
+      destroyBlock(elements);
+      throw;
+    }
+    return elements;
+  }
+
+  static void destroyBlock(T* elements) noexcept {
+    if (!elements) return;
+    auto* constructed =
+        reinterpret_cast<uint32_t*>(reinterpret_cast<unsigned char*>(elements) - kHeader);
+    while (*constructed > 0) elements[--*constructed].~T();
+    release(constructed);
+  }
+
+  void checkIndex(uint32_t index) const {
+    if (index >= count_) throw exception(kIndexOutOfRange);
+  }
+
+  T* data_ = nullptr;
+  uint32_t count_ = 0;
+};
+
+}  // namespace atomkit

@@ -1,0 +1,23 @@
+// The flat chapter list of a movie's user data ('chpl').
+#pragma once
+#include <cstdint>
+
+#include "atomkit/core/byte_stream.h"
+#include "atomkit/core/object_array.h"
+#include "atomkit/core/owned_string.h"
+
+namespace atomkit {
+
+struct ChapterEntry {
+  uint64_t start = 0;  ///< 100 ns
+  SharedString title;  ///< bytes as in the file; empty handle until read
+};
+
+using ChapterMarks = ObjectArray<ChapterEntry>;
+
+/// Reads the payload of a 'chpl' box into `marks`. A version other than 0 or 1 and a count of 0
+/// leave them as they were.
+/// @throws exception "invalid chapter count" above 1024 chapters; past end; out of memory
+void readChapterList(ChapterMarks& marks, AtomReader& reader);
+
+}  // namespace atomkit

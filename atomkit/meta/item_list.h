@@ -1,0 +1,24 @@
+// Item-list metadata: the text tags and the cover picture of 'udta' / 'meta' / 'ilst'.
+#pragma once
+#include <cstdint>
+
+#include "atomkit/core/byte_stream.h"
+#include "atomkit/core/parse_options.h"
+#include "atomkit/core/plain_array.h"
+#include "atomkit/meta/tag_store.h"
+
+namespace atomkit {
+
+struct ItemListTags {
+  bool seen = false;  ///< a 'meta' box was read; later ones are ignored
+  TagStore tags;
+  ByteArray cover;  ///< the picture as it is stored
+};
+
+/// Reads the payload of a 'meta' box. Any exception inside discards the tags (not the cover) and is
+/// not passed on; what the source throws is.
+/// @param payloadSize  bytes of the payload
+void readMetadata(ParseOptions options, ItemListTags& target, AtomReader& reader,
+                  uint64_t payloadSize);
+
+}  // namespace atomkit

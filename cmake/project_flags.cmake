@@ -1,0 +1,42 @@
+# project_flags: what every target of this project is compiled with.
+# Linking to it gives the include root (the repository), the language level, warnings and sanitizers.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_library(project_flags INTERFACE)
+target_include_directories(project_flags INTERFACE ${PROJECT_SOURCE_DIR})
+if(MSVC)
+  target_compile_options(project_flags INTERFACE /W4 /utf-8)
+else()
+  target_compile_options(project_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
+    -Woverloaded-virtual -Wcast-align -Wimplicit-fallthrough)
+  if(WERROR)
+    target_compile_options(project_flags INTERFACE -Werror)
+  endif()
+  if(SANITIZE)
+    # vptr is off: the host's objects are plain tables of operations, made by any compiler, and
+    # carry no type information in front of the table.
+    target_compile_options(project_flags INTERFACE
+      -fsanitize=${SANITIZE} -fno-sanitize-recover=all -fno-sanitize=vptr -fno-omit-frame-pointer)
+    target_link_options(project_flags INTERFACE -fsanitize=${SANITIZE})
+  endif()
+endif()
+
+# plugin_flags: for the code that goes into the plug-in and, later, onto the device. Nothing leaves
+# the shared library unless it is exported on purpose.
+add_library(plugin_flags INTERFACE)
+if(NOT MSVC)
+  target_compile_options(plugin_flags INTERFACE
+    -fvisibility=hidden -fvisibility-inlines-hidden -fno-threadsafe-statics
+    -ffunction-sections -fdata-sections)
+endif()
+
+# A static library of plug-in code: add_plugin_library(NAME source ...)
+function(add_plugin_library name)
+  add_library(${name} STATIC ${ARGN})
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  target_link_libraries(${name} PUBLIC project_flags PRIVATE plugin_flags)
+endfunction()

@@ -1,0 +1,54 @@
+// FailingAllocation: makes the MP4 library's n-th allocation fail and counts what is still held.
+#pragma once
+#include <cstdint>
+#include <cstdlib>
+
+#include "atomkit/core/memory.h"
+
+/// While it lives, the library allocates through it. Not nestable.
+class FailingAllocation {
+ public:
+  /// @param failAt  zero-based number of the allocation that fails;
+  ///        kNever for none
+  explicit FailingAllocation(uint64_t failAt = kNever) {
+    state() = {};
+    state().failAt = failAt;
+    previous_ = atomkit::setAllocator({&allocate, &release});
+  }
+  ~FailingAllocation() { atomkit::setAllocator(previous_); }
+  FailingAllocation(const FailingAllocation&) = delete;
+  FailingAllocation& operator=(const FailingAllocation&) = delete;
+
+  static constexpr uint64_t kNever = ~uint64_t{0};
+
+  uint64_t allocations() const { return state().allocations; }
+  uint64_t blocksHeld() const { return state().held; }
+  uint64_t largestBlock() const { return state().largest; }
+  bool failed() const { return state().allocations > state().failAt; }
+
+ private:
+  struct State {
+    uint64_t failAt = kNever;
+    uint64_t allocations = 0;
+    uint64_t held = 0;
+    uint64_t largest = 0;
+  };
+  static State& state() {
+    static State instance;
+    return instance;
+  }
+
+  static void* allocate(size_t bytes) {
+    if (bytes > state().largest) state().largest = bytes;
+    if (state().allocations++ == state().failAt) return nullptr;
+    void* block = std::malloc(bytes);
+    if (block) ++state().held;
+    return block;
+  }
+  static void release(void* block) {
+    --state().held;
+    std::free(block);
+  }
+
+  atomkit::Allocator previous_;
+};
