@@ -1,0 +1,117 @@
+// SplitterSession: one opened source, its selected tracks, and the state of playing them.
+// Lifetime: embedded in a splitter object; opened once, right after construction, never reopened.
+#pragma once
+#include <cstdint>
+
+#include "atomkit/meta/sample_cursor.h"
+#include "atomkit/movie.h"
+#include "frontend/out_slot.h"
+#include "frontend/vela_splitter.h"
+
+namespace vela {
+
+/// Which splitter a session belongs to.
+enum class CreationMode : uint32_t {  // ABI: do not renumber
+  information = 0,                    ///< IMediaSplitter
+  playback = 1,                       ///< IMediaSplitterEx
+  refused = 2,                        ///< IMediaSplitterAlt
+};
+
+/// Operations that return a TIOResult return the host's code or one of their own, or throw it;
+/// the splitter objects put guarded() around them. Those that read from the stream take the token
+/// of the host's call.
+class SplitterSession {
+ public:
+  explicit SplitterSession(HostContext* hostContext) noexcept : hostContext_(hostContext) {}
+  SplitterSession(const SplitterSession&) = delete;
+  SplitterSession& operator=(const SplitterSession&) = delete;
+
+  /// Opens the source, parses it and selects the tracks. A session that failed to open is only good
+  /// for destruction.
+  TIOResult openSession(const char16_t* sourceName, CreationMode mode, CancelToken* token) noexcept;
+
+  /// 1, or the number of chapters of an audio-only file.
+  uint32_t getItemCount() const noexcept;
+  /// `index` + 1 in an audio-only file; otherwise 0, the whole file.
+  uint32_t getItemId(uint32_t index) const noexcept;
+  /// Sets the time range to a chapter, or to the whole file when `itemId` is 0 or out of range.
+  /// @throws atomkit::exception "invalid chapter data" when the chapter ends before it starts
+  void selectItem(uint32_t itemId);
+  /// Selects the item and tells `info` about it.
+  /// @throws atomkit::exception as selectItem()
+  TIOResult describeItem(uint32_t itemId, MediaInfo& info, CancelToken* token);
+
+  /// Selects the item, tells the formats of the wanted streams and goes to the item's start.
+  /// @param audioFormat, videoFormat  null for a stream that the host does not want
+  /// @throws atomkit::exception
+  TIOResult startItem(uint32_t itemId, AudioFormat* audioFormat, VideoFormat* videoFormat,
+                      CancelToken* token);
+  /// @throws atomkit::exception
+  TIOResult readAudioPacket(AudioPacket& packet, uint8_t& endOfStream, CancelToken* token);
+  /// @param time  receives host units from the item's start
+  /// @throws atomkit::exception
+  TIOResult readVideoPacket(VideoPacket& packet, uint8_t& endOfStream, uint64_t& time,
+                            CancelToken* token);
+  /// @param which  receives a NextStream value
+  /// @throws atomkit::exception
+  TIOResult nextStream(uint32_t& which);
+  /// @param offset  host units from the item's start
+  /// @throws atomkit::exception
+  TIOResult seekTo(uint64_t offset, CancelToken* token);
+  /// @throws atomkit::exception
+  TIOResult seekWithKeyFrame(VideoPacket& packet, uint64_t offset, CancelToken* token);
+
+  uint32_t passThroughTwo(uintptr_t first, uintptr_t second) {
+    return stream_->passThroughTwo(first, second);
+  }
+  uint32_t passThroughOne(uintptr_t argument) { return stream_->passThroughOne(argument); }
+
+ private:
+  friend class SessionProbe;  // the tests' view of the fields
+
+  bool hasAudio() const noexcept { return audioTrack_ >= 0; }
+  bool hasVideo() const noexcept { return videoTrack_ >= 0; }
+
+  // Steps of openSession(), in its order. All throw.
+  void openStream(const char16_t* sourceName, CancelToken* token);
+  void parseMovie(CreationMode mode, CancelToken* token);
+  void selectTracks();
+  bool selectAudio(uint32_t track);
+  bool selectVideo(uint32_t track);
+  void takeTrackFigures();
+
+  HostContext* hostContext_;  // the host's; outlives every splitter
+  int32_t audioTrack_ = -1;   // index in the movie; -1 for none
+  int32_t videoTrack_ = -1;   // index in the movie; -1 for none
+  uint8_t audioEnabled_ = 0;  // the host asked for the audio stream
+  uint8_t videoEnabled_ = 0;  // the host asked for the video stream
+  atomkit::SampleCursor audioCursor_;
+  atomkit::SampleCursor videoCursor_;
+  atomkit::Movie movie_;
+  Reference<HostStream> stream_;  // the read cache over the host's stream
+  uint32_t audioNextSample_ = 0;  // next to deliver
+  uint32_t audioSampleCount_ = 0;
+  uint32_t videoNextSample_ = 0;  // next to deliver
+  uint32_t videoSampleCount_ = 0;
+  uint64_t duration_ = 0;        // host units of the main track; all ones when unknown
+  uint32_t audioTimescale_ = 0;  // ticks per second
+  uint32_t videoTimescale_ = 0;  // ticks per second
+  uint32_t framesToDrop_ = 0;    // sample frames to cut from the next packets' heads
+  uint32_t prerollLeft_ = 0;     // packets that only prime the decoder
+  uint32_t sampleRate_ = 0;      // Hz
+  uint32_t channels_ = 0;
+  int32_t width_ = -1;   // pixels; -1 when the file gives 0
+  int32_t height_ = -1;  // pixels; -1 when the file gives 0
+  Guid audioMediaId_{};
+  Guid videoMediaId_{};
+  const char16_t* audioFormatName_ = nullptr;
+  const char16_t* videoFormatName_ = nullptr;
+  uint8_t audioOnly_ = 0;                 // an audio track and no video track
+  uint64_t rangeStart_ = 0;               // host units, of the selected item
+  uint64_t rangeEnd_ = 0;                 // host units, of the selected item
+  int32_t selectedChapter_ = -1;          // -1 for the whole file
+  uint64_t framesLeft_ = 0;               // sample frames until rangeEnd_
+  uint64_t nextReadOffset_ = kUnknown64;  // file offset behind the last packet read
+};
+
+}  // namespace vela
