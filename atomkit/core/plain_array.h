@@ -2,6 +2,7 @@
 #pragma once
 #include <cstdint>
 #include <type_traits>
+#include <utility>
 
 #include "atomkit/core/exception.h"
 #include "atomkit/core/memory.h"
@@ -35,6 +36,11 @@ class PlainArray {
     if (bytes <= SIZE_MAX) data_ = static_cast<T*>(allocate(static_cast<size_t>(bytes)));
     if (!data_) throw exception(kOutOfMemoryInArray);
     count_ = count;
+  }
+
+  void swap(PlainArray& other) noexcept {
+    std::swap(data_, other.data_);
+    std::swap(count_, other.count_);
   }
 
   /// @throws exception "array access out of range"

@@ -64,6 +64,12 @@ void readU32ArrayWidened(ByteStream& stream, uint64_t* values, uint32_t count) {
   }
 }
 
+void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count) {
+  stream.requireBytes(count);
+  bytes.resize(count);
+  if (count > 0) stream.readExact(bytes.data(), count);
+}
+
 uint32_t readExpandableLength(ByteStream& stream) {
   uint32_t length = 0;
   for (int i = 0; i < 4; ++i) {
@@ -74,7 +80,10 @@ uint32_t readExpandableLength(ByteStream& stream) {
   return length;
 }
 
-void skipVersionAndFlags(ByteStream& stream) { readU32(stream); }
+void skipVersionAndFlags(ByteStream& stream) {
+  readU8(stream);
+  readU24(stream);
+}
 
 void requireEntries(ByteStream& stream, uint32_t count, uint32_t bytesPerEntry) {
   const uint64_t bytes = uint64_t{count} * bytesPerEntry;

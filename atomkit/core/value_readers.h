@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "atomkit/core/byte_stream.h"
+#include "atomkit/core/plain_array.h"
 
 namespace atomkit {
 
@@ -22,6 +23,11 @@ void readU64Array(ByteStream& stream, uint64_t* values, uint32_t count);
 /// `count` 32-bit values, each widened with zeros; works through a buffer of 1024 bytes on the
 /// stack.
 void readU32ArrayWidened(ByteStream& stream, uint64_t* values, uint32_t count);
+
+/// Gives `bytes` the next `count` bytes of the stream in place of its contents.
+/// @throws exception (past end) before anything is allocated when they can't be there;
+///         "out of memory when resizing array"
+void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count);
 
 /// Length of an MPEG-4 descriptor: up to four bytes, seven bits each, most significant first, as
 /// long as the top bit is set. After a fourth byte the value is taken as it stands.
