@@ -14,6 +14,12 @@ constexpr uint64_t ticksToHostUnits(uint64_t ticks, uint32_t timescale) noexcept
   return (ticks * kHostUnitsPerSecond + timescale / 2) / timescale;
 }
 
+/// Host units of a chapter's time.
+/// @param hundredNs  units of 100 ns
+constexpr uint64_t hundredNsToHostUnits(uint64_t hundredNs) noexcept {
+  return ticksToHostUnits(hundredNs, 10000000);
+}
+
 /// Ticks of `hostUnits`, rounding half up. Unsigned 64-bit arithmetic: the product wraps where time
 /// and timescale together exceed 64 bits.
 /// @param timescale  ticks per second; 0 gives 0

@@ -80,6 +80,21 @@ class SplitterSession {
   bool selectVideo(uint32_t track);
   void takeTrackFigures();
 
+  // Delivery and seeking. Those that touch the stream throw the host's code.
+  /// Moves the cursor to `sample` and describes it.
+  atomkit::SampleInfo locate(atomkit::SampleCursor& cursor, uint32_t sample) const;
+  /// Puts the stream on `offset` unless it stands there, and forgets where it stands.
+  void positionStream(uint64_t offset, CancelToken* token);
+  void fillAudio(AudioPacket& packet, uint32_t size, uint32_t frames, CancelToken* token);
+  void fillVideo(VideoPacket& packet, uint32_t size, CancelToken* token);
+  void trimAudio(AudioPacket& packet);
+  void startAudio(AudioFormat* format);
+  void startVideo(VideoFormat* format);
+  /// @param target  host units
+  /// @return false when no sample number stands for the target
+  bool seekAudio(uint64_t target);
+  void seekVideo(uint64_t target);
+
   HostContext* hostContext_;  // the host's; outlives every splitter
   int32_t audioTrack_ = -1;   // index in the movie; -1 for none
   int32_t videoTrack_ = -1;   // index in the movie; -1 for none

@@ -1,0 +1,121 @@
+// Delivery: the next sample of a track as a packet of the host. Nothing is allocated here.
+#include <algorithm>
+
+#include "frontend/guarded.h"
+#include "frontend/host_time.h"
+#include "frontend/sample_frames.h"
+#include "frontend/splitter_session.h"
+
+namespace vela {
+
+atomkit::SampleInfo SplitterSession::locate(atomkit::SampleCursor& cursor, uint32_t sample) const {
+  movie_.move(cursor, sample);
+  atomkit::SampleInfo info;
+  movie_.sampleInfo(cursor, info);
+  return info;
+}
+
+// Until the packet is filled nobody knows where the stream stands: after a failure the next read
+// seeks, also when it is for the same sample.
+void SplitterSession::positionStream(uint64_t offset, CancelToken* token) {
+  const bool standsThere = offset == nextReadOffset_;
+  nextReadOffset_ = kUnknown64;
+  if (standsThere) return;
+  const Word64 target = toWord64(offset);
+  throwOnFailure(stream_->seek(target.low, target.high, token));
+}
+
+TIOResult SplitterSession::readAudioPacket(AudioPacket& packet, uint8_t& endOfStream,
+                                           CancelToken* token) {
+  endOfStream = 0;
+  if (!audioEnabled_) return TIOResult::failed;
+  if (audioNextSample_ >= audioSampleCount_ || framesLeft_ == 0) {
+    endOfStream = 1;
+    return TIOResult::success;
+  }
+  const atomkit::SampleInfo sample = locate(audioCursor_, audioNextSample_);
+  const auto frames =
+      static_cast<uint32_t>(ticksToFrames(sample.duration, sampleRate_, audioTimescale_));
+  if (frames == 0) {
+    endOfStream = 1;
+    return TIOResult::success;
+  }
+  if (sample.size == 0) return TIOResult::failed;
+
+  positionStream(sample.fileOffset, token);
+  fillAudio(packet, sample.size, frames, token);
+  nextReadOffset_ = sample.fileOffset + sample.size;
+
+  if (prerollLeft_ > 0) {
+    packet.setFrameCount(0);
+    --prerollLeft_;
+  } else {
+    trimAudio(packet);
+  }
+  ++audioNextSample_;
+  return TIOResult::success;
+}
+
+void SplitterSession::fillAudio(AudioPacket& packet, uint32_t size, uint32_t frames,
+                                CancelToken* token) {
+  packet.setMediaId(&audioMediaId_);
+  throwOnFailure(packet.readPayload(stream_.get(), size, token));
+  packet.setSampleRate(sampleRate_);
+  packet.setFrameCount(frames);
+  packet.setStartOffset(0);
+  packet.setFurtherValue(0);
+}
+
+// Cuts what lies before the seek target from the head, and what lies behind the range from the end.
+void SplitterSession::trimAudio(AudioPacket& packet) {
+  const uint32_t frames = packet.getFrameCount();
+  const uint32_t dropped = std::min(frames, framesToDrop_);
+  packet.setFrameCount(frames - dropped);
+  packet.setStartOffset(packet.getStartOffset() + dropped);
+  framesToDrop_ -= dropped;
+
+  const uint32_t kept = packet.getFrameCount();
+  if (kept > framesLeft_) {
+    packet.setFrameCount(static_cast<uint32_t>(framesLeft_));
+    framesLeft_ = 0;
+  } else {
+    framesLeft_ -= kept;
+  }
+}
+
+TIOResult SplitterSession::readVideoPacket(VideoPacket& packet, uint8_t& endOfStream,
+                                           uint64_t& time, CancelToken* token) {
+  endOfStream = 0;
+  if (!videoEnabled_) return TIOResult::failed;
+  if (videoNextSample_ >= videoSampleCount_) {
+    endOfStream = 1;
+    return TIOResult::success;
+  }
+  const atomkit::SampleInfo sample = locate(videoCursor_, videoNextSample_);
+  const uint64_t presentation = ticksToHostUnits(sample.compositionTime, sample.timescale);
+  if (presentation >= rangeEnd_) {
+    endOfStream = 1;
+    return TIOResult::success;
+  }
+  if (sample.size == 0) return TIOResult::failed;
+
+  positionStream(sample.fileOffset, token);
+  fillVideo(packet, sample.size, token);
+  nextReadOffset_ = sample.fileOffset + sample.size;
+
+  time = presentation - rangeStart_;
+  ++videoNextSample_;
+  return TIOResult::success;
+}
+
+void SplitterSession::fillVideo(VideoPacket& packet, uint32_t size, CancelToken* token) {
+  packet.setMediaId(&videoMediaId_);
+  const TIOResult code = packet.readPayload(stream_.get(), size, token);
+  if (code != TIOResult::success) {
+    packet.reset();
+    throw code;
+  }
+  packet.setPictureSize(width_, height_);
+}
+
+}  // namespace vela
