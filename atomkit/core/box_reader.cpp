@@ -11,7 +11,8 @@ bool readBoxHeader(ByteStream& stream, BoxHeader& header) {
   for (int i = 4; i < 8; ++i) {
     if (raw[i] < 0x20) return false;
   }
-  uint64_t size = uint64_t{raw[0]} << 24 | raw[1] << 16 | raw[2] << 8 | raw[3];
+  uint64_t size = 0;
+  for (int i = 0; i < 4; ++i) size = size << 8 | raw[i];
   header.headerSize = 8;
   if (size == 1) {
     header.headerSize = 16;

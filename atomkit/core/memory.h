@@ -2,6 +2,7 @@
 #pragma once
 #include <cstddef>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace atomkit {
@@ -41,6 +42,8 @@ void destroy(T* object) noexcept {
 
 template <class T, class... Arguments>
 T* create(Arguments&&... arguments) {
+  // A constructor that throws would lose the block.
+  static_assert(std::is_nothrow_constructible_v<T, Arguments...>);
   void* block = allocate(sizeof(T));
   if (!block) throwOutOfMemory();
   return new (block) T(std::forward<Arguments>(arguments)...);

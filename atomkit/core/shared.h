@@ -21,8 +21,12 @@ class Handle {
   Handle() noexcept = default;
   Handle(const Handle& other) noexcept : target_(other.target_) { acquire(); }
   Handle(Handle&& other) noexcept : target_(std::exchange(other.target_, nullptr)) {}
+  /// Releases the old target, then takes the new one; `other` must not live inside the old target.
   Handle& operator=(const Handle& other) noexcept {
-    Handle(other).swap(*this);
+    if (target_ == other.target_) return *this;
+    drop();
+    target_ = other.target_;
+    acquire();
     return *this;
   }
   Handle& operator=(Handle&& other) noexcept {
