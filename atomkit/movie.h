@@ -6,6 +6,7 @@
 #include "atomkit/core/object_array.h"
 #include "atomkit/core/parse_options.h"
 #include "atomkit/core/shared.h"
+#include "atomkit/header_boxes.h"
 #include "atomkit/meta/chapter_list.h"
 #include "atomkit/meta/item_list.h"
 #include "atomkit/meta/sample_cursor.h"
@@ -121,8 +122,11 @@ class Movie {
   friend class UserDataBoxHandler;
 
   void walkTopLevel(ByteStream& stream, ScanRange range);
+  /// Derives tags, duration and chapters; a second call changes no chapter.
   void finish();
-  void buildChapters(const TagStore* tagSource);
+  /// Sets the duration. @return start of a file without chapter marks, in 100 ns
+  uint64_t determineDuration();
+  void buildMarkedChapters(const TagStore* tagSource);
   const TrackRecord& track(uint32_t index) const;
 
   ParseOptions options_ = 0;
@@ -131,8 +135,7 @@ class Movie {
   uint64_t moovSize_ = 0;
   FourCC lastTopLevelType_ = 0;
   uint64_t scannedEnd_ = 0;
-  uint32_t movieTimescale_ = 0;
-  uint32_t movieDuration_ = 0;  // movie timescale
+  MovieHeader header_;
   ObjectArray<LazyHandle<TrackRecord>> tracks_;
   ObjectArray<Chapter> chapters_;
   TagStore tags_;
