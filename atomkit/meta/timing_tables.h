@@ -19,19 +19,30 @@ struct SampleAtTime {
 
 enum class Direction { backward, forward };
 
-/// A run of 'stts': `sampleCount` samples of `sampleDelta` ticks each.
+/// An entry of 'stts': `sampleCount` samples of `sampleDelta` ticks each.
 struct TimeRun {
   uint32_t sampleCount;
   uint32_t sampleDelta;
 };
 
+/// An entry of 'ctts': `sampleCount` samples that are shown `sampleOffset` ticks after decoding.
+struct CompositionRun {
+  uint32_t sampleCount;
+  int32_t sampleOffset;
+};
+
 class TimingTables {
  public:
+  // Each reader takes the payload of its box. All of them throw the reader's "past end" message,
+  // before anything is allocated when the entry count doesn't fit, and "out of memory when resizing
+  // array".
+
   /// 'stts'. @throws exception "duplicate stts data" when the table already holds an entry
   void readTimeToSample(AtomReader& reader);
   /// 'ctts'. @throws exception "duplicate ctts data" when the table already holds an entry
   void readCompositionOffsets(AtomReader& reader);
-  /// 'stss'. @throws exception "invalid stss data"
+  /// 'stss'. Replaces what an earlier box gave. @throws exception "invalid stss data" when a sample
+  /// number is 0 or not above the one before
   void readSyncSamples(AtomReader& reader);
 
   /// Sum of the sample counts of 'stts', wrapping at 2^32.
@@ -44,26 +55,28 @@ class TimingTables {
   SampleAtTime sampleAt(uint64_t time) const;
 
   /// Ticks between decoding and showing `sample`; 0 for a sample beyond the table.
-  int32_t compositionOffset(uint32_t sample) const;
+  /// Cost: linear in the number of runs.
+  int32_t compositionOffset(uint32_t sample) const noexcept;
 
-  /// Sync sample at or before (backward), or at or after (forward), `sample`; without a table every
-  /// sample is one.
+  /// Sync sample at or before (backward), or at or after (forward), the one that follows `sample`,
+  /// kept within the table; without a table every sample is a sync sample and is its own answer.
+  /// Cost: logarithmic in the number of sync samples.
   uint32_t nearestSyncSample(uint32_t sample, Direction direction) const;
 
   uint32_t timeRunCount() const noexcept { return timeToSample_.count(); }
   /// @throws exception "array access out of range"
   const TimeRun& timeRun(uint32_t index) const { return timeToSample_[index]; }
 
-  uint32_t compositionRunCount() const noexcept { return composition_.count() / 2; }
+  uint32_t compositionRunCount() const noexcept { return composition_.count(); }
   /// Samples of a 'ctts' run. @throws exception "array access out of range"
-  uint32_t compositionRunLength(uint32_t index) const;
+  uint32_t compositionRunLength(uint32_t index) const { return composition_[index].sampleCount; }
   /// Offset of a 'ctts' run in ticks. @throws exception "array access out of range"
-  int32_t compositionRunOffset(uint32_t index) const;
+  int32_t compositionRunOffset(uint32_t index) const { return composition_[index].sampleOffset; }
 
  private:
   uint32_t sampleCount_ = 0;
   PlainArray<TimeRun> timeToSample_;
-  PlainArray<uint32_t> composition_;  // two words a run: sample count, signed offset
+  PlainArray<CompositionRun> composition_;
   PlainArray<uint32_t> syncSamples_;  // zero-based, strictly increasing
 };
 
