@@ -1,0 +1,128 @@
+// Parses arbitrary bytes with every useful options word. Invariants: only atomkit::exception comes
+// out, everything is freed, no block is larger than the input justifies, and a parsed movie answers
+// every query with a value or an exception.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "atomkit/movie.h"
+#include "fuzz/require.h"
+
+namespace {
+
+class InputSource final : public atomkit::ByteSource {
+ public:
+  InputSource(const uint8_t* data, size_t size) : data_(data), left_(size) {}
+
+  uint32_t read(void* buffer, uint32_t count) override {
+    const auto done = static_cast<uint32_t>(std::min<uint64_t>(count, left_));
+    if (done > 0) std::memcpy(buffer, data_, done);
+    advance(done);
+    return done;
+  }
+  uint64_t skip(uint64_t count) override {
+    const uint64_t done = std::min<uint64_t>(count, left_);
+    advance(done);
+    return done;
+  }
+
+ private:
+  void advance(uint64_t done) {
+    data_ += done;
+    left_ -= done;
+  }
+
+  const uint8_t* data_;
+  uint64_t left_;
+};
+
+uint64_t g_blocksHeld = 0;
+size_t g_largestBlock = 0;
+
+void* countedAllocate(size_t bytes) {
+  g_largestBlock = std::max(g_largestBlock, bytes);
+  ++g_blocksHeld;
+  return std::malloc(bytes);
+}
+
+void countedRelease(void* block) {
+  --g_blocksHeld;
+  std::free(block);
+}
+
+void walkTrack(const atomkit::Movie& movie, uint32_t track) {
+  atomkit::TrackSummary summary;
+  movie.summary(track, summary);
+  atomkit::ByteArray config;
+  movie.decoderConfig(track, config);
+  atomkit::SampleCursor cursor;
+  movie.open(cursor, track);
+  for (int steps = 0; steps < 500; ++steps) {
+    atomkit::SampleInfo stepped;
+    movie.sampleInfo(cursor, stepped);
+    REQUIRE(cursor.track == track);
+    if (steps % 50 == 7) {
+      atomkit::SampleCursor placed = cursor;
+      movie.reposition(placed, cursor.sample);
+      atomkit::SampleInfo sought;
+      movie.sampleInfo(placed, sought);
+      REQUIRE(sought.fileOffset == stepped.fileOffset);
+      REQUIRE(sought.size == stepped.size);
+    }
+    const uint32_t before = cursor.sample;
+    if (!movie.step(cursor)) {
+      REQUIRE(cursor.sample == before);
+      break;
+    }
+    REQUIRE(cursor.sample == before + 1);
+  }
+}
+
+void query(const atomkit::Movie& movie) {
+  REQUIRE(movie.chapterCount() >= 1);
+  for (uint32_t i = 0; i < movie.chapterCount(); ++i) {
+    (void)movie.chapterStart(i);
+    (void)movie.chapterEnd(i);
+    const atomkit::TagStore& tags = movie.chapter(i).tags;
+    for (uint32_t entry = 0; entry < tags.entryCount(); ++entry) {
+      REQUIRE(tags.find(tags.entryName(entry)) <= entry);
+      for (uint32_t v = 0; v < tags.valueCount(entry); ++v) (void)tags.value(entry, v);
+    }
+  }
+  for (uint32_t track = 0; track < movie.trackCount(); ++track) {
+    try {
+      walkTrack(movie, track);
+    } catch (const atomkit::exception& error) {
+      REQUIRE(error.message()[0] != 0);
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  // A table is at most the file's size, widened chunk offsets twice that; objects of the model are
+  // a constant each, and the smallest box that makes one takes eight bytes of the file.
+  const size_t largestJustified = 65536 + 64 * size;
+  const auto previous = atomkit::setAllocator({countedAllocate, countedRelease});
+  for (const atomkit::ParseOptions options : {0x37u, 0x36u, 0x3bu, 0x08u, 0x00u}) {
+    g_largestBlock = 0;
+    {
+      atomkit::Movie movie;
+      InputSource source(data, size);
+      try {
+        movie.parse(source,
+                    options & 1 ? atomkit::ScanRange::wholeFile : atomkit::ScanRange::upToMediaData,
+                    options, size);
+        query(movie);
+      } catch (const atomkit::exception& error) {
+        REQUIRE(error.message()[0] != 0);
+      }
+      REQUIRE(g_largestBlock <= largestJustified);
+    }
+    REQUIRE(g_blocksHeld == 0);
+  }
+  atomkit::setAllocator(previous);
+  return 0;
+}
