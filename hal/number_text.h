@@ -11,6 +11,9 @@ class VNumberText {
   /// 10 to the power of `exponent`; wraps in 32 bits (0 from 32 on).
   static uint32_t GPowerOfTen(uint32_t exponent) noexcept;
 
+  /// `base` to the power of `exponent`, squared and multiplied in single precision.
+  static float GPower(float base, int32_t exponent) noexcept;
+
   struct Digits {
     uint64_t m_value;  ///< wraps in 64 bits
     uint32_t m_count;  ///< digits consumed
