@@ -17,7 +17,8 @@ using ChapterMarks = ObjectArray<ChapterEntry>;
 
 /// Reads the payload of a 'chpl' box into `marks`. A version other than 0 or 1 and a count of 0
 /// leave them as they were.
-/// @throws exception "invalid chapter count" above 1024 chapters; past end; out of memory
+/// @throws exception "invalid chapter count" above 1024 chapters, before anything is stored; past
+///         end; out of memory
 void readChapterList(ChapterMarks& marks, AtomReader& reader);
 
 }  // namespace atomkit
