@@ -1,0 +1,20 @@
+// How objects that the host ends through a "deleting destructor" operation are destroyed.
+#pragma once
+#include <cstdint>
+
+#include "hal/memory.h"
+
+namespace vela {
+
+/// Flag of every deletingDestructor(): the memory is freed too.
+inline constexpr uint32_t kFreeMemory = 1;  // ABI: do not renumber
+
+/// Destroys an object made by VMemory::GNew(), and frees its memory when bit 0 of `flags` is set.
+/// `Object` must be the class that was made.
+template <class Object>
+void destroyObject(Object* object, uint32_t flags) noexcept {
+  object->~Object();
+  if (flags & kFreeMemory) VMemory::GFree(object);
+}
+
+}  // namespace vela

@@ -1,0 +1,191 @@
+#include "frontend/read_cache.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "frontend/object_memory.h"
+
+namespace vela {
+
+uint32_t BufferedHostStream::release() {
+  const int32_t count = refs_.decrement();
+  if (count == 0) deletingDestructor(kFreeMemory);
+  return static_cast<uint32_t>(count);
+}
+
+void BufferedHostStream::deletingDestructor(uint32_t flags) { destroyObject(this, flags); }
+
+uint32_t BufferedHostStream::canSeek() {
+  const uint32_t answer = stream_->canSeek();
+  forwardOnly_ = answer ? 0 : 1;
+  if (forwardOnly_ && hostPosition_ == kUnknown64) hostPosition_ = 0;
+  return answer;
+}
+
+TIOResult BufferedHostStream::seek(uint32_t low, uint32_t high, CancelToken*) {
+  position_ = fromWord64({low, high});
+  return TIOResult::success;
+}
+
+TIOResult BufferedHostStream::setLength(uint32_t low, uint32_t high, CancelToken* token) {
+  dropBlocks();
+  forgetHostPosition();
+  return stream_->setLength(low, high, token);
+}
+
+TIOResult BufferedHostStream::getLength(uint64_t* length, CancelToken* token) {
+  return stream_->getLength(length, token);
+}
+
+TIOResult BufferedHostStream::getPosition(uint64_t* position, CancelToken*) {
+  *position = position_;
+  return TIOResult::success;
+}
+
+uint32_t BufferedHostStream::passThroughTwo(uintptr_t first, uintptr_t second) {
+  return stream_->passThroughTwo(first, second);
+}
+
+uint32_t BufferedHostStream::passThroughOne(uintptr_t argument) {
+  return stream_->passThroughOne(argument);
+}
+
+TIOResult BufferedHostStream::read(void* buffer, uint32_t count, uint32_t* done,
+                                   CancelToken* token) {
+  return copy(static_cast<uint8_t*>(buffer), count, done, token);
+}
+
+TIOResult BufferedHostStream::skip(uint32_t count, uint32_t* done, CancelToken* token) {
+  if (forwardOnly_) return copy(nullptr, count, done, token);
+  const uint64_t target = position_ + count;
+  if (count != 0 && !findBlock(target - 1)) {
+    uint64_t length = kUnknown64;
+    const TIOResult result = stream_->getLength(&length, token);
+    if (result != TIOResult::success) return result;
+    const uint64_t left = length > position_ ? length - position_ : 0;
+    count = static_cast<uint32_t>(std::min<uint64_t>(count, left));
+  }
+  position_ += count;
+  *done = count;
+  return TIOResult::success;
+}
+
+TIOResult BufferedHostStream::write(const void* buffer, uint32_t count, uint32_t* done,
+                                    CancelToken* token) {
+  dropBlocks();
+  if (hostPosition_ != position_) {
+    const TIOResult result = moveHost(position_, token);
+    if (result != TIOResult::success) return result;
+  }
+  HostStreamWriter* const writer = stream_.get();
+  uint32_t written = 0;
+  const TIOResult result = writer->write(buffer, count, &written, token);
+  if (result != TIOResult::success) {
+    forgetHostPosition();
+    return result;
+  }
+  position_ += written;
+  hostPosition_ = position_;
+  *done = written;
+  return TIOResult::success;
+}
+
+/// Moves `count` bytes on; copies them when `target` is not null.
+TIOResult BufferedHostStream::copy(uint8_t* target, uint32_t count, uint32_t* done,
+                                   CancelToken* token) {
+  uint32_t copied = 0;
+  while (copied < count) {
+    if (token && token->isCancelled()) return TIOResult::cancelled;
+    Block* block = findBlock(position_);
+    if (!block) {
+      block = &blockToFill();
+      const TIOResult result = fill(*block, token);
+      if (result != TIOResult::success) return result;
+      if (block->start + block->validLength <= position_) {
+        // A stream that is only read forward may need several blocks to get to the position.
+        if (forwardOnly_ && block->validLength != 0) continue;
+        break;
+      }
+    }
+    block->useStamp = ++useClock_;
+    const auto offset = static_cast<uint32_t>(position_ - block->start);
+    const uint32_t amount = std::min(count - copied, block->validLength - offset);
+    if (target) std::memcpy(target + copied, block->data + offset, amount);
+    copied += amount;
+    position_ += amount;
+  }
+  *done = copied;
+  return TIOResult::success;
+}
+
+BufferedHostStream::Block* BufferedHostStream::findBlock(uint64_t position) {
+  for (Block& block : blocks_) {
+    if (block.valid && block.start <= position && position - block.start < block.validLength) {
+      return &block;
+    }
+  }
+  return nullptr;
+}
+
+/// The first block that is free, or else the one that was not used for the longest time.
+BufferedHostStream::Block& BufferedHostStream::blockToFill() {
+  Block* oldest = &blocks_[0];
+  for (Block& block : blocks_) {
+    if (!block.valid) return block;
+    if (block.useStamp < oldest->useStamp) oldest = &block;
+  }
+  return *oldest;
+}
+
+TIOResult BufferedHostStream::fill(Block& block, CancelToken* token) {
+  // DELIBERATE D-002: only this one bit of the position is cleared, which is no alignment: a block
+  // begins at the position itself or exactly 8,192 bytes before it. Hosts see where blocks begin,
+  // and are tuned to it.   Test: D002_*
+  constexpr uint64_t kClearedBit = 0x2000;
+  uint64_t start = position_ & ~kClearedBit;
+  // Without seeking, the only block to be had is the one that comes next.
+  if (forwardOnly_ && hostPosition_ <= position_) start = hostPosition_;
+
+  block.valid = 0;
+  block.start = start;
+  if (hostPosition_ != start) {
+    const TIOResult result = moveHost(start, token);
+    if (result != TIOResult::success) return result;
+  }
+  // DELIBERATE D-003: one fill is one read of the host, however little that delivers. A short read
+  // is the end of the stream; asking again would cost a call at every end.   Test: D003_*
+  HostStreamReader* const reader = stream_.get();
+  uint32_t filled = 0;
+  const TIOResult result = reader->read(block.data, kBlockSize, &filled, token);
+  if (result != TIOResult::success) {
+    forgetHostPosition();
+    return result;
+  }
+  block.validLength = std::min(filled, kBlockSize);
+  hostPosition_ = start + block.validLength;
+  block.valid = 1;
+  return TIOResult::success;
+}
+
+TIOResult BufferedHostStream::moveHost(uint64_t position, CancelToken* token) {
+  const Word64 target = toWord64(position);
+  const TIOResult result = stream_->seek(target.low, target.high, token);
+  if (result == TIOResult::success) {
+    hostPosition_ = position;
+  } else {
+    forgetHostPosition();
+  }
+  return result;
+}
+
+/// After a call that failed the host's stream may stand anywhere, so that the next fill seeks. One
+/// that can't seek is taken to stand where it was.
+void BufferedHostStream::forgetHostPosition() {
+  if (!forwardOnly_) hostPosition_ = kUnknown64;
+}
+
+void BufferedHostStream::dropBlocks() {
+  for (Block& block : blocks_) block.valid = 0;
+}
+
+}  // namespace vela

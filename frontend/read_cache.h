@@ -1,0 +1,77 @@
+// BufferedHostStream: the read cache between the MP4 library and the host's stream.
+#pragma once
+#include <cstdint>
+
+#include "frontend/interlocked_counter.h"
+#include "frontend/out_slot.h"
+#include "frontend/vela_splitter.h"
+
+namespace vela {
+
+/// A stream over the host's stream that keeps four blocks of it in memory. It has a position of its
+/// own: seek() moves nothing but that, and the host's stream is sought when a block is filled at a
+/// place other than where it stands. A place behind the end shows as a short read.
+///
+/// A host's stream that can't seek is only read forward. The cache learns that from canSeek(),
+/// which is to be asked before the first transfer, while the stream stands at its start.
+class BufferedHostStream final : public HostStream {
+ public:
+  static constexpr uint32_t kBlockSize = 16384;  // bytes
+  static constexpr uint32_t kBlockCount = 4;
+
+  /// The new object has the count 0. @param stream  the host's; a reference is held
+  explicit BufferedHostStream(HostStream* stream) : stream_(stream) {}
+  BufferedHostStream(const BufferedHostStream&) = delete;
+  BufferedHostStream& operator=(const BufferedHostStream&) = delete;
+
+  uint32_t addRef() override { return static_cast<uint32_t>(refs_.increment()); }
+  uint32_t release() override;
+  /// Answers to no identifier.
+  uint32_t queryInterface(const Guid*, void**) override { return 0; }
+  void deletingDestructor(uint32_t flags) override;
+
+  uint32_t canSeek() override;
+  TIOResult seek(uint32_t low, uint32_t high, CancelToken* token) override;
+  void unusedSlot6() override {}
+  /// Drops all blocks.
+  TIOResult setLength(uint32_t low, uint32_t high, CancelToken* token) override;
+  TIOResult getLength(uint64_t* length, CancelToken* token) override;
+  void unusedSlot9() override {}
+  TIOResult getPosition(uint64_t* position, CancelToken* token) override;
+  uint32_t passThroughTwo(uintptr_t first, uintptr_t second) override;
+  uint32_t passThroughOne(uintptr_t argument) override;
+
+  /// @return cancelled, with `*done` untouched, when the token says so between two blocks
+  TIOResult read(void* buffer, uint32_t count, uint32_t* done, CancelToken* token) override;
+  /// Ends at the end of the stream. Without seeking, reads what it skips.
+  TIOResult skip(uint32_t count, uint32_t* done, CancelToken* token) override;
+  /// Drops all blocks.
+  TIOResult write(const void* buffer, uint32_t count, uint32_t* done, CancelToken* token) override;
+
+ private:
+  struct Block {
+    uint8_t data[kBlockSize];
+    uint32_t validLength = 0;  // bytes
+    uint64_t start = 0;        // place in the stream, bytes
+    uint64_t useStamp = 0;     // of the use clock; the smallest is the longest unused
+    uint8_t valid = 0;
+  };
+
+  TIOResult copy(uint8_t* target, uint32_t count, uint32_t* done, CancelToken* token);
+  Block* findBlock(uint64_t position);
+  Block& blockToFill();
+  TIOResult fill(Block& block, CancelToken* token);
+  TIOResult moveHost(uint64_t position, CancelToken* token);
+  void forgetHostPosition();
+  void dropBlocks();
+
+  Block blocks_[kBlockCount];
+  uint64_t position_ = 0;               // the position that callers see
+  uint64_t hostPosition_ = kUnknown64;  // where the host's stream stands
+  uint64_t useClock_ = 0;
+  Reference<HostStream> stream_;
+  InterlockedCounter refs_;
+  uint8_t forwardOnly_ = 0;  // the host's stream can't seek
+};
+
+}  // namespace vela

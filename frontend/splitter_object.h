@@ -1,0 +1,120 @@
+// The splitter objects: one class for each creation mode, all of one layout.
+//   table pointer of the mode's interface; the embedded session; the reference count
+#pragma once
+#include <cstdint>
+#include <cstring>
+
+#include "frontend/guarded.h"
+#include "frontend/identifiers.h"
+#include "frontend/interlocked_counter.h"
+#include "frontend/object_memory.h"
+#include "frontend/splitter_session.h"
+#include "frontend/vela_splitter.h"
+
+namespace vela {
+
+/// What the three classes have in common. A new object has the count 0.
+template <class Interface, CreationMode mode>
+class SplitterObject : public Interface {
+ public:
+  static constexpr CreationMode kMode = mode;
+
+  explicit SplitterObject(HostContext* hostContext) noexcept : session_(hostContext) {}
+
+  SplitterSession& session() noexcept { return session_; }
+
+  uint32_t addRef() final { return static_cast<uint32_t>(refs_.increment()); }
+
+  uint32_t release() final {
+    const int32_t count = refs_.decrement();
+    if (count == 0) this->deletingDestructor(kFreeMemory);
+    return static_cast<uint32_t>(count);
+  }
+
+  uint32_t getItemCount() final { return session_.getItemCount(); }
+  uint32_t getItemId(uint32_t index) final { return session_.getItemId(index); }
+  TIOResult describeItem(uint32_t itemId, MediaInfo* info, CancelToken* token) final {
+    return guarded([&] { return session_.describeItem(itemId, *info, token); });
+  }
+  uint32_t passThroughTwo(uintptr_t first, uintptr_t second) final {
+    return session_.passThroughTwo(first, second);
+  }
+
+ protected:
+  ~SplitterObject() = default;
+
+  SplitterSession session_;
+  InterlockedCounter refs_;
+};
+
+/// Creation mode 0: tells about a file.
+class InformationSplitter final : public SplitterObject<IMediaSplitter, CreationMode::information> {
+ public:
+  using SplitterObject::SplitterObject;
+
+  uint32_t queryInterface(const Guid* iid, void** out) override {
+    return answerQuery(sameGuid(*iid, kMediaSplitterId), this, out);
+  }
+  void deletingDestructor(uint32_t flags) override { destroyObject(this, flags); }
+};
+
+/// Creation mode 2. Never handed out, because its session refuses to open; the interface stands
+/// in the contract all the same.
+class RefusedSplitter final : public SplitterObject<IMediaSplitterAlt, CreationMode::refused> {
+ public:
+  using SplitterObject::SplitterObject;
+
+  uint32_t queryInterface(const Guid* iid, void** out) override {
+    return answerQuery(sameGuid(*iid, kMediaSplitterId) || sameGuid(*iid, kMediaSplitterAltId),
+                       this, out);
+  }
+  void deletingDestructor(uint32_t flags) override { destroyObject(this, flags); }
+
+  TIOResult refusedSlot8() override { return TIOResult::failed; }
+  TIOResult refusedSlot9() override { return TIOResult::failed; }
+};
+
+/// Creation mode 1: plays a file.
+class PlaybackSplitter final : public SplitterObject<IMediaSplitterEx, CreationMode::playback> {
+ public:
+  using SplitterObject::SplitterObject;
+
+  uint32_t queryInterface(const Guid* iid, void** out) override {
+    return answerQuery(sameGuid(*iid, kMediaSplitterId) || sameGuid(*iid, kMediaSplitterExId), this,
+                       out);
+  }
+  void deletingDestructor(uint32_t flags) override { destroyObject(this, flags); }
+
+  TIOResult startItem(uint32_t itemId, AudioFormat* audioFormat, VideoFormat* videoFormat,
+                      CancelToken* token) override {
+    return guarded([&] { return session_.startItem(itemId, audioFormat, videoFormat, token); });
+  }
+  TIOResult readAudioPacket(AudioPacket* packet, uint8_t* endOfStream,
+                            CancelToken* token) override {
+    return guarded([&] { return session_.readAudioPacket(*packet, *endOfStream, token); });
+  }
+  TIOResult readVideoPacket(VideoPacket* packet, uint8_t* endOfStream, uint64_t* time,
+                            CancelToken* token) override {
+    uint64_t presented = 0;
+    const TIOResult result =
+        guarded([&] { return session_.readVideoPacket(*packet, *endOfStream, presented, token); });
+    // The host's eight bytes need not be aligned, and stay as they are without a packet.
+    if (result == TIOResult::success && !*endOfStream) {
+      std::memcpy(static_cast<void*>(time), &presented, sizeof presented);
+    }
+    return result;
+  }
+  TIOResult nextStream(uint32_t* which) override {
+    return guarded([&] { return session_.nextStream(*which); });
+  }
+  TIOResult seekTo(Word64 offset, CancelToken* token) override {
+    return guarded([&] { return session_.seekTo(fromWord64(offset), token); });
+  }
+  TIOResult seekWithKeyFrame(VideoPacket* packet, Word64 offset, CancelToken* token) override {
+    return guarded([&] { return session_.seekWithKeyFrame(*packet, fromWord64(offset), token); });
+  }
+  uint32_t slot14() override { return 1; }
+  uint32_t passThroughOne(uintptr_t argument) override { return session_.passThroughOne(argument); }
+};
+
+}  // namespace vela
