@@ -12,6 +12,7 @@ void MovieBoxHandler::handleBox(AtomReader& reader, FourCC type, uint64_t payloa
       return;
     }
     case fourCC("mvhd"):
+      // DELIBERATE D-211: a second header replaces the first without complaint. Test: D211_*
       movie_->header_ = readMovieHeader(reader);
       return;
     case fourCC("trak"): {

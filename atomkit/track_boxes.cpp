@@ -32,6 +32,8 @@ void MediaInfoBoxHandler::handleBox(AtomReader& reader, FourCC type, uint64_t pa
   walkChildren(handler, reader, payloadSize);
 }
 
+// DELIBERATE D-208: a table that stands before 'stsd' is read for a track that turns out unwanted;
+// only the tables behind it are passed over. Test: D208_*
 bool SampleTableBoxHandler::trackWanted() const noexcept {
   const CodecKind kind = record_->description.codecKind;
   if (isAudio(kind)) return options_ & kWantAudio;

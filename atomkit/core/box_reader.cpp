@@ -18,6 +18,8 @@ bool readBoxHeader(ByteStream& stream, BoxHeader& header) {
     header.headerSize = 16;
     size = readU64(stream);
   }
+  // DELIBERATE D-209: size 0, a box to the end of the file, is refused like any other size that is
+  // smaller than the header. Test: D209_*
   if (size < header.headerSize) throw exception(kInvalidBoxHeader);
   header.payloadSize = size - header.headerSize;
   header.type = fourCCFrom(raw + 4);
