@@ -1,0 +1,69 @@
+#include "hal/reorder.h"
+
+#include <cstddef>
+
+#include "hal/assertion.h"
+#include "hal/bit_table.h"
+#include "hal/sort.h"
+
+constexpr VReorder::Reports VReorder::KElementReports = {
+    VASSERT_REPORT("stdhelpers", "199", "done"),
+    VASSERT_REPORT("stdhelpers", "210", "!VBitArrayBitTable::GGet(done,next)"),
+    VASSERT_REPORT("stdhelpers", "211", "next>n"),
+    VASSERT_REPORT("stdhelpers", "212", "n<count"),
+};
+
+constexpr VReorder::Reports VReorder::KPointerReports = {
+    VASSERT_REPORT("stdhelpers", "1128", "done"),
+    VASSERT_REPORT("stdhelpers", "1140", "!VBitArrayBitTable::GGet(done,next)"),
+    VASSERT_REPORT("stdhelpers", "1141", "next>n"),
+    VASSERT_REPORT("stdhelpers", "1142", "n<count"),
+};
+
+void VReorder::GElements(void* p_base, uint32_t size, const uint32_t* p_permutation,
+                         uint32_t p_count) noexcept {
+  GReorder({static_cast<uint8_t*>(p_base), size, p_permutation, p_count, nullptr}, KElementReports);
+}
+
+void VReorder::GPointers(void* p_pointers, const uint32_t* p_permutation,
+                         uint32_t p_count) noexcept {
+  GReorder({static_cast<uint8_t*>(p_pointers), sizeof(void*), p_permutation, p_count, nullptr},
+           KPointerReports);
+}
+
+void VReorder::GReorder(Work p_work, const Reports& p_reports) noexcept {
+  VBitTable done;
+  p_work.m_done = done.SetCount(p_work.m_count);
+  if (!p_work.m_done) {
+    // DELIBERATE D-154: no elements need no storage, and are reported like storage that could not
+    // be had.   Test: D154_*
+    VAssertion::GReport(p_reports.m_noStorage);
+    return;
+  }
+  done.Clear();
+  for (uint32_t n = 0; n < p_work.m_count; ++n) {
+    if (p_work.m_permutation[n] == n || done.Get(n)) continue;
+    GFollowCycle(p_work, n, p_reports);
+  }
+}
+
+void VReorder::GFollowCycle(const Work& p_work, uint32_t n, const Reports& p_reports) noexcept {
+  uint32_t cur = n;
+  uint32_t next = p_work.m_permutation[n];
+  do {
+    // A cycle is entered at its smallest position, so every other one is larger and not done yet;
+    // position n itself is never marked. A walk that meets a marked or smaller position would not
+    // come back to n, ever: it ends there.
+    const bool doneTwice = VBitArrayBitTable::GGet(p_work.m_done, next);
+    const bool notRising = next <= n;
+    if (doneTwice) VAssertion::GReport(p_reports.m_doneTwice);
+    if (notRising) VAssertion::GReport(p_reports.m_notRising);
+    if (n >= p_work.m_count) VAssertion::GReport(p_reports.m_outOfRange);
+    if (doneTwice || notRising) return;
+    VSort::GSwapBytes(p_work.m_base + size_t{cur} * p_work.m_size,
+                      p_work.m_base + size_t{next} * p_work.m_size, p_work.m_size);
+    VBitArrayBitTable::GSet(p_work.m_done, next, 1);
+    cur = next;
+    next = p_work.m_permutation[cur];
+  } while (next != n);
+}

@@ -1,0 +1,42 @@
+// VReorder: brings the elements of an array into the order of a permutation, in place.
+#pragma once
+#include <cstdint>
+
+/// Entry k of a permutation is the index of the element that must end up at position k; it must be
+/// a bijection of 0 ... count-1. Where a check sees that it is not, it reports, and the rest of
+/// that cycle stays as it is. Cost: one swap for each step of a cycle; one bit for each element.
+class VReorder {
+ public:
+  /// Reorders `p_count` elements of `size` bytes. Reports "done" when there is no storage for the
+  /// bits (also for a count of 0), and moves nothing then.
+  static void GElements(void* p_base, uint32_t size, const uint32_t* p_permutation,
+                        uint32_t p_count) noexcept;
+
+  /// The same for an array of pointers to anything.
+  static void GPointers(void* p_pointers, const uint32_t* p_permutation, uint32_t p_count) noexcept;
+
+ protected:
+  /// What a failed check writes; the instances for elements and for pointers differ in the lines.
+  struct Reports {
+    const char16_t* m_noStorage;
+    const char16_t* m_doneTwice;
+    const char16_t* m_notRising;
+    const char16_t* m_outOfRange;
+  };
+  static const Reports KElementReports;
+  static const Reports KPointerReports;
+
+  /// An array in the middle of being reordered; nothing is owned.
+  struct Work {
+    uint8_t* m_base;
+    uint32_t m_size;  // bytes of an element
+    const uint32_t* m_permutation;
+    uint32_t m_count;
+    uint8_t* m_done;  // a bit for each position that has its element
+  };
+  /// Moves the elements of the cycle that begins at position `n`, its smallest.
+  static void GFollowCycle(const Work& p_work, uint32_t n, const Reports& p_reports) noexcept;
+
+ private:
+  static void GReorder(Work p_work, const Reports& p_reports) noexcept;
+};
