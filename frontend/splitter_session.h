@@ -80,6 +80,9 @@ class SplitterSession {
   bool selectVideo(uint32_t track);
   void takeTrackFigures();
 
+  /// The record of describeItem().
+  ItemDescription describeStreams(CancelToken* token);
+
   // Delivery and seeking. Those that touch the stream throw the host's code.
   /// Moves the cursor to `sample` and describes it.
   atomkit::SampleInfo locate(atomkit::SampleCursor& cursor, uint32_t sample) const;

@@ -313,6 +313,9 @@ enum ReplayGainFlag : uint32_t {  // ABI: do not renumber
   kAlbumPeakPresent = 0x8,
 };
 
+/// A tag position that means "behind the last tag".
+inline constexpr uint32_t kAppendTags = 0xffffffff;
+
 /// Receives the description of an item. Gains are in 1/10,000 dB, peaks in 2^-23 of full scale.
 class MediaInfo {
  public:
@@ -331,7 +334,7 @@ class MediaInfo {
   virtual void unusedSlot12() = 0;
   virtual void unusedSlot13() = 0;
   virtual void unusedSlot14() = 0;
-  /// Slot 15. Adds `count` tags; `position` all ones appends them.
+  /// Slot 15. Adds `count` tags; always called with position kAppendTags and one tag.
   virtual void addTags(uint32_t position, uint32_t count, const char16_t* const* keys,
                        const uint32_t* keyLengths, const char16_t* const* values,
                        const uint32_t* valueLengths) = 0;

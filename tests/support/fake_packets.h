@@ -2,6 +2,7 @@
 #pragma once
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -60,6 +61,8 @@ class FakeAudioPacket final : public vela::AudioPacket, public CallLog {
   uint32_t frameCount = 0;
   uint32_t startOffset = 0;
   uint32_t furtherValue = 0xffffffff;
+  uint32_t mostFrames = 0xffffffff;  ///< a larger frame count is stored as this one
+  uint32_t leastStartOffset = 0;     ///< a smaller start offset is stored as this one
 
   uint32_t getFrameCount() override {
     record("getFrameCount");
@@ -74,8 +77,14 @@ class FakeAudioPacket final : public vela::AudioPacket, public CallLog {
     record("setMediaId " + mediaName(*id));
   }
   void setSampleRate(uint32_t hz) override { store(sampleRate, hz, "setSampleRate "); }
-  void setFrameCount(uint32_t frames) override { store(frameCount, frames, "setFrameCount "); }
-  void setStartOffset(uint32_t frames) override { store(startOffset, frames, "setStartOffset "); }
+  void setFrameCount(uint32_t frames) override {
+    store(frameCount, frames, "setFrameCount ");
+    frameCount = std::min(frameCount, mostFrames);
+  }
+  void setStartOffset(uint32_t frames) override {
+    store(startOffset, frames, "setStartOffset ");
+    startOffset = std::max(startOffset, leastStartOffset);
+  }
   void setFurtherValue(uint32_t value) override { store(furtherValue, value, "setFurtherValue "); }
   vela::TIOResult readPayload(vela::HostStreamReader* reader, uint32_t count,
                               vela::CancelToken* token) override {

@@ -1,0 +1,124 @@
+// What a splitter tells about an item: duration, record, and its chapters or its tags.
+#include <cstring>
+
+#include "atomkit/core/owned_string.h"
+#include "atomkit/meta/replay_gain.h"
+#include "atomkit/meta/tag_store.h"
+#include "frontend/host_time.h"
+#include "frontend/replay_gain_adapter.h"
+#include "frontend/splitter_session.h"
+#include "hal/text_codec.h"
+#include "hal/vstring.h"
+#include "hal/wide_text.h"
+
+namespace vela {
+namespace {
+
+/// A text of the file, taken as UTF-8, as the host wants it.
+class HostText {
+ public:
+  /// @param bytes  up to its zero byte
+  explicit HostText(const char* bytes) {
+    VTextCodec::GFromUtf8(bytes, static_cast<uint32_t>(std::strlen(bytes)), text_, 0);
+  }
+  const VString& string() const { return text_; }
+  const char16_t* units() const { return text_.GetBuffer(); }
+
+ private:
+  VBufferString text_;
+};
+
+const char* bytesOf(const atomkit::SharedString& value) { return value ? value->text() : ""; }
+
+/// The first value of the first "title" entry; empty when there is none.
+const char* titleOf(const atomkit::TagStore& tags) {
+  const uint32_t entry = tags.find("title");
+  if (entry == atomkit::TagStore::kNoTag || tags.valueCount(entry) == 0) return "";
+  return bytesOf(tags.value(entry, 0));
+}
+
+/// Copies a format name; it has fewer characters than the record's field.
+template <size_t Size>
+void storeName(char (&field)[Size], const char16_t* name) {
+  VWideText::GNarrow(name, Size - 1, field);
+}
+
+void addTag(MediaInfo& info, const HostText& name, const HostText& value) {
+  const char16_t* const key = name.units();
+  const char16_t* const text = value.units();
+  const uint32_t length = kUntilNul;
+  info.addTags(kAppendTags, 1, &key, &length, &text, &length);
+}
+
+/// Every value of every entry: replay gain as numbers, all else as text.
+void reportTags(const atomkit::TagSource& tags, MediaInfo& info) {
+  ReplayGainAdapter gains(info);
+  for (uint32_t entry = 0; entry < tags.entryCount(); ++entry) {
+    const HostText name(tags.entryName(entry));
+    for (uint32_t i = 0; i < tags.valueCount(entry); ++i) {
+      const HostText value(bytesOf(tags.value(entry, i)));
+      if (!atomkit::applyReplayGain(gains, name.string(), value.string())) {
+        addTag(info, name, value);
+      }
+    }
+  }
+}
+
+void reportChapters(const atomkit::Movie& movie, MediaInfo& info) {
+  const uint32_t count = movie.chapterCount();
+  if (count == 0) return;
+  info.beginChapters(count);
+  for (uint32_t i = 0; i < count; ++i) {
+    const HostText title(titleOf(movie.chapter(i).tags));
+    info.addChapter(i, toWord64(hundredNsToHostUnits(movie.chapterStart(i))), title.units(),
+                    kUntilNul);
+  }
+}
+
+/// Bits per second of `length` bytes; the low word of a quotient that is too large.
+/// @param duration  host units; 0 leaves the rate unknown (0)
+uint32_t bitRate(uint64_t length, uint64_t duration) {
+  constexpr uint64_t kBitsPerByte = 8;
+  if (duration == 0) return 0;
+  return static_cast<uint32_t>(length * (kBitsPerByte * kHostUnitsPerSecond) / duration);
+}
+
+}  // namespace
+
+TIOResult SplitterSession::describeItem(uint32_t itemId, MediaInfo& info, CancelToken* token) {
+  selectItem(itemId);
+  info.setDuration(toWord64(rangeEnd_ - rangeStart_));
+  const ItemDescription record = describeStreams(token);
+  info.setDescription(&record);
+  if (selectedChapter_ < 0) {
+    reportChapters(movie_, info);
+    info.setFlags(0);
+  } else {
+    info.setFlags(0);
+    reportTags(movie_.chapter(static_cast<uint32_t>(selectedChapter_)).tags, info);
+  }
+  return TIOResult::success;
+}
+
+// DELIBERATE D-045: the bit rate is that of the whole file over the main track's duration,
+// whichever item is described.   Test: D045_*
+ItemDescription SplitterSession::describeStreams(CancelToken* token) {
+  ItemDescription record = {};
+  uint64_t length = 0;
+  if (stream_->getLength(&length, token) == TIOResult::success && length != kUnknown64) {
+    record.bitRate = bitRate(length, duration_);
+  }
+  if (hasAudio()) {
+    record.sampleRate = sampleRate_;
+    record.channels = channels_;
+    storeName(record.audioFormatName, audioFormatName_);
+  }
+  if (hasVideo()) {
+    record.width = static_cast<uint32_t>(width_);
+    record.height = static_cast<uint32_t>(height_);
+    storeName(record.videoFormatName, videoFormatName_);
+  }
+  return record;
+}
+
+}  // namespace vela
