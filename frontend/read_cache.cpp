@@ -57,8 +57,8 @@ TIOResult BufferedHostStream::read(void* buffer, uint32_t count, uint32_t* done,
 
 TIOResult BufferedHostStream::skip(uint32_t count, uint32_t* done, CancelToken* token) {
   if (forwardOnly_) return copy(nullptr, count, done, token);
-  const uint64_t target = position_ + count;
-  if (count != 0 && !findBlock(target - 1)) {
+  const uint64_t lastSkipped = position_ + count - 1;
+  if (count != 0 && (lastSkipped < position_ || !findBlock(lastSkipped))) {
     uint64_t length = kUnknown64;
     const TIOResult result = stream_->getLength(&length, token);
     if (result != TIOResult::success) return result;
@@ -101,7 +101,7 @@ TIOResult BufferedHostStream::copy(uint8_t* target, uint32_t count, uint32_t* do
       block = &blockToFill();
       const TIOResult result = fill(*block, token);
       if (result != TIOResult::success) return result;
-      if (block->start + block->validLength <= position_) {
+      if (position_ - block->start >= block->validLength) {
         // A stream that is only read forward may need several blocks to get to the position.
         if (forwardOnly_ && block->validLength != 0) continue;
         break;
