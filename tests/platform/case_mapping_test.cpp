@@ -1,0 +1,93 @@
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cwctype>
+#include <string>
+
+#include "platform/platform.h"
+
+namespace {
+
+std::u16string lowered(std::u16string text) {
+  for (char16_t& unit : text) unit = platform::lowerUnit(unit);
+  return text;
+}
+std::u16string raised(std::u16string text) {
+  for (char16_t& unit : text) unit = platform::upperUnit(unit);
+  return text;
+}
+
+}  // namespace
+
+TEST(CaseMapping, MapsEveryAsciiLetterAndNothingElseOfAscii) {
+  for (char16_t unit = 0; unit < 128; ++unit) {
+    const bool isUpper = unit >= u'A' && unit <= u'Z';
+    const bool isLower = unit >= u'a' && unit <= u'z';
+    EXPECT_EQ(platform::lowerUnit(unit), isUpper ? unit + 32 : unit);
+    EXPECT_EQ(platform::upperUnit(unit), isLower ? unit - 32 : unit);
+  }
+}
+
+TEST(CaseMapping, MapsLettersOfEachScript) {
+  const std::u16string upper = u"ÀÖØÞĀŐŸŽƁƎǄǍȀΑΩΆЀАЯҐӀԱỘＡＺ";
+  const std::u16string lower = u"àöøþāőÿžɓǝǆǎȁαωάѐаяґӏաộａｚ";
+  EXPECT_EQ(lowered(upper), lower);
+  EXPECT_EQ(raised(lower), upper);
+}
+
+TEST(CaseMapping, LeavesSignsBetweenTheLettersAlone) {
+  const std::u16string signs = u"×÷ßªº¿¡ĸŉƻǀ٠日\uFFFD\uFFFF";
+  EXPECT_EQ(lowered(signs), signs);
+  EXPECT_EQ(raised(signs), signs);
+  for (char16_t half = 0xD800; half < 0xE000; ++half) {
+    EXPECT_EQ(platform::lowerUnit(half), half);
+    EXPECT_EQ(platform::upperUnit(half), half);
+  }
+}
+
+TEST(CaseMapping, GivesAnAsciiLetterAsciiPartnersOnly) {
+  for (uint32_t unit = 128; unit < 0x10000; ++unit) {
+    EXPECT_GE(platform::lowerUnit(static_cast<char16_t>(unit)), 128) << std::hex << unit;
+    EXPECT_GE(platform::upperUnit(static_cast<char16_t>(unit)), 128) << std::hex << unit;
+  }
+}
+
+TEST(CaseMapping, IsStableAfterOneStepAndReversible) {
+  const std::u16string titleCase = u"ǅǈǋǲ";  // between the cases
+  const std::u16string sharedPartner = u"ϴẞ";
+  for (uint32_t i = 0; i < 0x10000; ++i) {
+    const auto unit = static_cast<char16_t>(i);
+    const char16_t lower = platform::lowerUnit(unit);
+    EXPECT_EQ(platform::lowerUnit(lower), lower) << std::hex << i;
+    const char16_t upper = platform::upperUnit(unit);
+    EXPECT_EQ(platform::upperUnit(upper), upper) << std::hex << i;
+    const bool isReversible =
+        titleCase.find(unit) == titleCase.npos && sharedPartner.find(unit) == sharedPartner.npos;
+    if (lower != unit && isReversible) {
+      EXPECT_EQ(platform::upperUnit(lower), unit) << std::hex << i;
+    }
+  }
+}
+
+TEST(CaseMapping, AgreesWithTheSystemOnLatinGreekAndCyrillic) {
+  const std::string before = std::setlocale(LC_CTYPE, nullptr);
+  if (!std::setlocale(LC_CTYPE, "C.UTF-8")) GTEST_SKIP() << "no locale to compare with";
+  for (uint32_t i = 0; i < 0x530; ++i) {
+    const auto expected = static_cast<uint32_t>(std::towlower(static_cast<wint_t>(i)));
+    const bool isMapped = expected >= 0x80 || i < 0x80;
+    const bool isFar = expected >= 0x530;  // partner in a block that is not covered
+    if (!isMapped || isFar) continue;
+    EXPECT_EQ(platform::lowerUnit(static_cast<char16_t>(i)), expected) << std::hex << i;
+  }
+  std::setlocale(LC_CTYPE, before.c_str());
+}
+
+TEST(CompareIgnoringCase, OrdersByTheLowerCaseUnits) {
+  EXPECT_EQ(platform::compareIgnoringCase(u"", u""), 0);
+  EXPECT_EQ(platform::compareIgnoringCase(u"Straße ÄÖ", u"sTRAßE äö"), 0);
+  EXPECT_LT(platform::compareIgnoringCase(u"ab", u"ABC"), 0);
+  EXPECT_GT(platform::compareIgnoringCase(u"ABC", u"ab"), 0);
+  EXPECT_LT(platform::compareIgnoringCase(u"A", u"b"), 0);
+  EXPECT_GT(platform::compareIgnoringCase(u"b", u"A"), 0);
+  EXPECT_LT(platform::compareIgnoringCase(u"z", u"\uFFFF"), 0) << "units are unsigned";
+}

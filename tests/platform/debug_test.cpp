@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "platform/platform.h"
+
+namespace {
+
+// Sets the disposition of SIGTRAP for the life of a test.
+class TrapDisposition {
+ public:
+  explicit TrapDisposition(void (*handler)(int)) {
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    ::sigaction(SIGTRAP, &action, &previous_);
+  }
+  ~TrapDisposition() { ::sigaction(SIGTRAP, &previous_, nullptr); }
+  static void (*current())(int) {
+    struct sigaction action = {};
+    ::sigaction(SIGTRAP, nullptr, &action);
+    return action.sa_handler;
+  }
+
+ private:
+  struct sigaction previous_ = {};
+};
+
+volatile sig_atomic_t g_traps = 0;
+void countTrap(int) { g_traps = g_traps + 1; }
+
+std::string written(const char16_t* text) {
+  testing::internal::CaptureStderr();
+  platform::debugOutput(text);
+  return testing::internal::GetCapturedStderr();
+}
+
+}  // namespace
+
+TEST(DebugOutput, WritesTheTextToStandardError) {
+  EXPECT_EQ(written(u"\r\n*** plain\r\n"), "\r\n*** plain\r\n");
+  EXPECT_EQ(written(u""), "");
+}
+
+TEST(DebugOutput, EncodesEveryLengthOfSequence) {
+  EXPECT_EQ(written(u"\u007F\u0080\u07FF\u0800\uFFFF\U00010000\U0010FFFF"),
+            "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
+}
+
+TEST(DebugOutput, ReplacesALoneSurrogateHalf) {
+  const char16_t loneHigh[] = {0xD83D, u'x', 0};
+  const char16_t loneLow[] = {0xDE00, 0};
+  const char16_t highAtTheEnd[] = {0xDBFF, 0};
+  EXPECT_EQ(written(loneHigh), "\xEF\xBF\xBDx");
+  EXPECT_EQ(written(loneLow), "\xEF\xBF\xBD");
+  EXPECT_EQ(written(highAtTheEnd), "\xEF\xBF\xBD");
+}
+
+TEST(DebugOutput, WritesTextsLongerThanItsStage) {
+  for (size_t length = 240; length < 270; ++length) {
+    std::u16string text(length, u'a');
+    text += u"\U0001F600\u20AC!";
+    EXPECT_EQ(written(text.c_str()), std::string(length, 'a') + "\xF0\x9F\x98\x80\xE2\x82\xAC!");
+  }
+}
+
+TEST(DebugOutput, GoesToTheSinkInPlaceOfTheSystem) {
+  static std::u16string taken;
+  const platform::DebugOutputSink sink = [](const char16_t* text) { taken = text; };
+  EXPECT_EQ(platform::setDebugOutputSink(sink), nullptr);
+  EXPECT_EQ(written(u"caught"), "");
+  EXPECT_EQ(taken, u"caught");
+  EXPECT_EQ(platform::setDebugOutputSink(nullptr), sink);
+  EXPECT_EQ(written(u"free"), "free");
+}
+
+TEST(DebugBreak, ReturnsWithoutDebuggerOrHandler) {
+  TrapDisposition standard(SIG_DFL);
+  platform::debugBreak();
+  EXPECT_EQ(TrapDisposition::current(), SIG_DFL);
+}
+
+TEST(DebugBreak, ReturnsWhenTheTrapIsIgnored) {
+  TrapDisposition ignored(SIG_IGN);
+  platform::debugBreak();
+  EXPECT_EQ(TrapDisposition::current(), SIG_IGN);
+}
+
+TEST(DebugBreak, CallsAHandlerOnceAndGoesOn) {
+  TrapDisposition counted(countTrap);
+  g_traps = 0;
+  platform::debugBreak();
+  EXPECT_EQ(g_traps, 1);
+}
+
+TEST(DebugBreak, CallsAHandlerThatTakesSignalInformation) {
+  TrapDisposition restored(SIG_DFL);
+  struct sigaction action = {};
+  action.sa_flags = SA_SIGINFO;
+  action.sa_sigaction = [](int, siginfo_t*, void*) { countTrap(0); };
+  ::sigaction(SIGTRAP, &action, nullptr);
+  g_traps = 0;
+  platform::debugBreak();
+  EXPECT_EQ(g_traps, 1);
+}
+
+namespace {
+
+// Runs debugBreak() in a child that this process traces. The child goes on with `signal` after the
+// stop. @return the child's exit status, or -1 when tracing is not allowed here
+int statusOfTracedChild(int signal, int& stopSignal) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::signal(SIGTRAP, SIG_DFL);
+    if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) ::_exit(1);
+    platform::debugBreak();
+    ::_exit(TrapDisposition::current() == SIG_DFL ? 42 : 2);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 1) return -1;
+  if (!WIFSTOPPED(status)) return status;
+  stopSignal = WSTOPSIG(status);
+  ::ptrace(PTRACE_CONT, child, nullptr, signal);
+  ::waitpid(child, &status, 0);
+  return status;
+}
+
+}  // namespace
+
+TEST(DebugBreak, StopsInADebuggerThatCanResume) {
+  for (const int passedOn : {0, SIGTRAP}) {
+    int stopSignal = 0;
+    const int status = statusOfTracedChild(passedOn, stopSignal);
+    if (status == -1) GTEST_SKIP() << "tracing is not allowed here";
+    EXPECT_EQ(stopSignal, SIGTRAP);
+    EXPECT_TRUE(WIFEXITED(status)) << "the signal that was passed on ended the program";
+    EXPECT_EQ(WEXITSTATUS(status), 42);
+  }
+}
