@@ -1,0 +1,86 @@
+// The text layer over arbitrary bytes: codecs stay inside their input, what one direction writes
+// the other reads back, patterns and numbers end.
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "fuzz/require.h"
+#include "hal/memory_stream.h"
+#include "hal/number_text.h"
+#include "hal/string_pattern.h"
+#include "hal/text_codec.h"
+#include "hal/text_stream.h"
+#include "hal/vstring.h"
+#include "hal/wide_text.h"
+
+namespace {
+
+void decodeOneByOne(const uint8_t* data, uint32_t size) {
+  uint32_t place = 0;
+  while (place < size) {
+    uint32_t codePoint = 0;
+    const uint32_t used = VTextCodec::GDecodeUtf8(data + place, size - place, &codePoint);
+    REQUIRE(used <= size - place && used <= 7);
+    REQUIRE(used != 0 || codePoint == 0);
+    if (used == 0) {
+      ++place;
+      continue;
+    }
+    uint8_t encoded[VTextCodec::KUTF8MaxLength];
+    const uint32_t written = VTextCodec::GEncodeUtf8(codePoint, encoded);
+    REQUIRE(written == VTextCodec::GUtf8Length(codePoint));
+    place += used;
+  }
+}
+
+void roundTrip(const char16_t* text, uint32_t units) {
+  const uint32_t bytes = VTextCodec::GUtf8Length(text, units);
+  std::vector<uint8_t> stored(bytes + 4);
+  VMemoryWriter writer(stored.data(), static_cast<uint32_t>(stored.size()));
+  REQUIRE(VTextStream::GWriteUtf8(writer, text, units, nullptr) == VResult::KSuccess);
+  REQUIRE(writer.GetPosition() == stored.size());
+
+  VBufferString back;
+  VMemoryReader reader(stored.data(), static_cast<uint32_t>(stored.size()));
+  REQUIRE(VTextStream::GReadUtf8(reader, back, nullptr) == VResult::KSuccess);
+  const uint32_t length = VWideText::GLength(text, units);
+  REQUIRE(VWideText::GCompare(text, length, back.GetBuffer(), back.GetLength()) == 0);
+}
+
+void readAsStream(const uint8_t* data, uint32_t size) {
+  VBufferString text;
+  VMemoryReader reader(data, size);
+  const VelaBase::TIOResult code = VTextStream::GReadUtf8(reader, text, nullptr);
+  REQUIRE(code == VResult::KSuccess || text.GetLength() == 0);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t inputSize) {
+  const auto size = static_cast<uint32_t>(inputSize < 4096 ? inputSize : 4096);
+  decodeOneByOne(data, size);
+  readAsStream(data, size);
+
+  VBufferString text;
+  VTextCodec::GFromUtf8(data, size, text, 0);
+  REQUIRE(text.GetLength() <= size);
+  roundTrip(text.GetBuffer(), VWideText::KUntilNul);
+
+  std::vector<char16_t> units(size + 1);
+  REQUIRE(VTextCodec::GUtf8ToUtf16(data, size, units.data()) <= size);
+  if (size > 1) std::memcpy(units.data(), data, size & ~1u);
+  units[size / 2] = 0;
+  roundTrip(units.data(), size / 2);
+
+  (void)VNumberText::GParseScaledSigned(units.data(), size / 2, 10000);
+  (void)VNumberText::GParseFloat(units.data(), static_cast<int32_t>(size / 2));
+
+  // The match tries every place for every '*', so the pattern is kept short.
+  const uint32_t patternUnits = size / 2 < 8 ? size / 2 : 8;
+  (void)VPattern::GMatchesList(units.data(), size / 2 < 64 ? size / 2 : 64, units.data(),
+                               patternUnits, VPattern::ListMode::KList);
+  VBufferString title;
+  VWideText::GFileTitle(units.data(), size / 2, title);
+  REQUIRE(title.GetLength() <= size / 2);
+  return 0;
+}
