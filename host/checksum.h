@@ -1,0 +1,10 @@
+// CRC-32 of packet payloads, the one of Ethernet, gzip and PNG.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+
+namespace velahost {
+
+uint32_t crc32(const uint8_t* bytes, size_t count);
+
+}  // namespace velahost

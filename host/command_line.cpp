@@ -1,0 +1,165 @@
+#include "host/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <map>
+
+#include "host/commands/commands.h"
+#include "host/failure.h"
+
+namespace velahost {
+namespace {
+
+Token* g_interruptible = nullptr;
+
+void onInterrupt(int) {
+  if (g_interruptible) g_interruptible->cancel();
+}
+
+/// While it lives, an interrupt from the keyboard cancels the plug-in's operation.
+class InterruptCancels {
+ public:
+  explicit InterruptCancels(Token& token) {
+    g_interruptible = &token;
+    previous_ = std::signal(SIGINT, onInterrupt);
+  }
+  InterruptCancels(const InterruptCancels&) = delete;
+  InterruptCancels& operator=(const InterruptCancels&) = delete;
+  ~InterruptCancels() {
+    std::signal(SIGINT, previous_);
+    g_interruptible = nullptr;
+  }
+
+ private:
+  void (*previous_)(int);
+};
+
+constexpr char kFooter[] =
+    "Exit status: 0 success; the plug-in's result code 1 (position outside the file), 2 "
+    "(cancelled), 3 (not found), 5 (not supported or malformed), 6 (out of memory), 7 (any other "
+    "code of the stream); 64 wrong usage, 65 not representable in the asked form, 69 no plug-in, "
+    "74 output can't be written.";
+
+constexpr char kInfoHelp[] =
+    "Tell what FILE holds: duration, bit rate, formats with their configuration bytes, chapters, "
+    "and every item with its tags.\n"
+    "There is no option to save a cover picture: the plug-in reads covers, but its interface to "
+    "the host has no operation that hands one out.";
+
+constexpr char kPacketsHelp[] =
+    "List the packets of an item in the order in which the plug-in proposes to read them: stream, "
+    "time in seconds (video) or frames and frames to drop (audio; 0 frames: pre-roll), size, file "
+    "offset, CRC-32. With --json one object a line.";
+
+constexpr char kExtractHelp[] =
+    "Write elementary streams: AAC as ADTS, MP3 as it is, MPEG-4 Visual behind its configuration, "
+    "H.264 with start codes behind its parameter sets (unit lengths in the file are taken to be "
+    "four bytes wide).\n"
+    "ADTS can't carry object types other than main, LC, SSR and LTP, layouts given by a program "
+    "config element, packets of 960 frames or of more than 8184 bytes; such audio is refused.";
+
+constexpr char kSeekHelp[] =
+    "Tell where a seek lands: packets of pre-roll and frames cut (audio), time of the key frame "
+    "(video).";
+
+constexpr char kJsonHelp[] = "Print JSON";
+constexpr char kItemHelp[] = "Item identifier; 0 is the whole file";
+
+}  // namespace
+
+int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::ostream& err,
+                   Terminal errTerminal) {
+  CLI::App app("velahost loads the MP4 splitter plug-in and shows what it makes of a file.",
+               "velahost");
+  app.footer(kFooter);
+  app.require_subcommand(1);
+  app.fallthrough();
+  std::string plugin;
+  app.add_option("--plugin", plugin,
+                 "The plug-in's library. Otherwise the one that VELA_PLUGIN names, or the one "
+                 "built or installed with this program")
+      ->type_name("PATH");
+
+  const auto addCommand = [&app](const char* name, const char* help, std::filesystem::path& file) {
+    CLI::App* const command = app.add_subcommand(name, help);
+    command->add_option("FILE", file, "The MP4 file")->required()->type_name("");
+    return command;
+  };
+  const auto addJson = [](CLI::App* command, Output& output) {
+    command->add_flag_callback(
+        "--json", [&output] { output = Output::json; }, kJsonHelp);
+  };
+
+  InfoOptions infoOptions;
+  CLI::App* const infoCommand = addCommand("info", kInfoHelp, infoOptions.file);
+  addJson(infoCommand, infoOptions.output);
+
+  PacketsOptions packetsOptions;
+  CLI::App* const packetsCommand = addCommand("packets", kPacketsHelp, packetsOptions.file);
+  packetsCommand->add_option("--item", packetsOptions.item, kItemHelp)->type_name("N");
+  const std::map<std::string, Wanted> streams = {
+      {"audio", Wanted::audio}, {"video", Wanted::video}, {"both", Wanted::both}};
+  std::string stream = "both";
+  packetsCommand->add_option("--stream", stream, "audio, video or both")
+      ->check(CLI::IsMember(streams))
+      ->type_name("KIND");
+  packetsCommand->add_option("--from", packetsOptions.from, "Seek there first, from item start")
+      ->type_name("SECONDS");
+  addJson(packetsCommand, packetsOptions.output);
+  packetsCommand->add_flag("--summary", packetsOptions.summary, "Print totals only");
+
+  ExtractOptions extractOptions;
+  CLI::App* const extractCommand = addCommand("extract", kExtractHelp, extractOptions.file);
+  extractCommand->add_option("--audio", extractOptions.audio, "Audio output")->type_name("OUT");
+  extractCommand->add_option("--video", extractOptions.video, "Video output")->type_name("OUT");
+
+  SeekOptions seekOptions;
+  CLI::App* const seekCommand = addCommand("seek", kSeekHelp, seekOptions.file);
+  seekCommand->add_option("--to", seekOptions.to, "Target, from item start")
+      ->required()
+      ->type_name("SECONDS");
+  seekCommand->add_option("--item", seekOptions.item, kItemHelp)->type_name("N");
+  addJson(seekCommand, seekOptions.output);
+
+  try {
+    std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back
+    app.parse(std::move(arguments));
+  } catch (const CLI::ParseError& error) {
+    const bool isHelp = app.exit(error, out, err) == 0;
+    return static_cast<int>(isHelp ? ExitStatus::success : ExitStatus::usage);
+  }
+  packetsOptions.stream = streams.at(stream);
+
+  std::filesystem::path file;
+  try {
+    Session session(plugin);
+    const InterruptCancels interruptCancels(session.token);
+    if (infoCommand->parsed()) {
+      file = infoOptions.file;
+      info(session, infoOptions, out);
+    } else if (packetsCommand->parsed()) {
+      file = packetsOptions.file;
+      packets(session, packetsOptions, out);
+    } else if (extractCommand->parsed()) {
+      file = extractOptions.file;
+      extract(session, extractOptions, out, err, errTerminal);
+    } else {
+      file = seekOptions.file;
+      seek(session, seekOptions, out);
+    }
+    out.flush();
+    if (!out) throw Failure(ExitStatus::outputFailed, "The output can't be written.");
+    return static_cast<int>(ExitStatus::success);
+  } catch (const Failure& failure) {
+    out.flush();
+    err << "velahost: " << (file.empty() ? "" : file.string() + ": ") << failure.what() << '\n';
+    return failure.status();
+  } catch (const std::bad_alloc&) {
+    err << "velahost: " << resultSentence(vela::TIOResult::outOfMemory) << '\n';
+    return exitStatus(vela::TIOResult::outOfMemory);
+  }
+}
+
+}  // namespace velahost

@@ -1,0 +1,51 @@
+// The commands of velahost. Each writes its result to `out`, and throws Failure when it can't.
+#pragma once
+#include <filesystem>
+#include <ostream>
+
+#include "host/playback.h"
+#include "host/progress.h"
+#include "host/splitter_file.h"
+
+namespace velahost {
+
+enum class Output { text, json };
+
+struct InfoOptions {
+  std::filesystem::path file;
+  Output output = Output::text;
+};
+/// Tells what the file holds. Items that can't be described are named, and then end the command
+/// with the first of their results after everything else was told.
+void info(Session& session, const InfoOptions& options, std::ostream& out);
+
+struct PacketsOptions {
+  std::filesystem::path file;
+  uint32_t item = 0;
+  Wanted stream = Wanted::both;
+  double from = 0;  ///< seconds from the item's start
+  Output output = Output::text;
+  bool summary = false;  ///< totals only
+};
+/// Lists the packets in the order in which the plug-in proposes them.
+void packets(Session& session, const PacketsOptions& options, std::ostream& out);
+
+struct ExtractOptions {
+  std::filesystem::path file;
+  std::filesystem::path audio;  ///< empty: not wanted
+  std::filesystem::path video;  ///< empty: not wanted
+};
+/// Writes elementary streams. Output files of a failed extraction are removed.
+void extract(Session& session, const ExtractOptions& options, std::ostream& out, std::ostream& err,
+             Terminal errTerminal);
+
+struct SeekOptions {
+  std::filesystem::path file;
+  uint32_t item = 0;
+  double to = 0;  ///< seconds from the item's start
+  Output output = Output::text;
+};
+/// Tells where audio and video land.
+void seek(Session& session, const SeekOptions& options, std::ostream& out);
+
+}  // namespace velahost

@@ -1,0 +1,45 @@
+#include "host/failure.h"
+
+#include <cstdio>
+
+namespace velahost {
+
+using vela::TIOResult;
+
+std::string resultSentence(TIOResult result) {
+  switch (result) {
+    case TIOResult::success:
+      return "The operation succeeded (result 0).";
+    case TIOResult::outOfRange:
+      return "A position lies outside the file, which may be cut short (result 1).";
+    case TIOResult::cancelled:
+      return "The operation was cancelled (result 2).";
+    case TIOResult::sourceNotFound:
+      return "The file could not be found or opened (result 3).";
+    case TIOResult::failed:
+      return "The file is malformed, cut short, or holds no AAC, MP3, MPEG-4 Visual or H.264 track "
+             "that can be played (result 5).";
+    case TIOResult::outOfMemory:
+      return "There is not enough memory (result 6).";
+  }
+  if (result == kReadFailed) return "The file could not be read (result 0x80000001).";
+  char text[80];
+  std::snprintf(text, sizeof text, "The host stream reported a code of its own (result 0x%08x).",
+                static_cast<unsigned>(result));
+  return text;
+}
+
+int exitStatus(TIOResult result) {
+  switch (result) {
+    case TIOResult::success:
+    case TIOResult::outOfRange:
+    case TIOResult::cancelled:
+    case TIOResult::sourceNotFound:
+    case TIOResult::failed:
+    case TIOResult::outOfMemory:
+      return static_cast<int>(result);
+  }
+  return static_cast<int>(ExitStatus::otherResult);
+}
+
+}  // namespace velahost

@@ -1,0 +1,35 @@
+#include "host/splitter_file.h"
+
+#include <exception>
+
+#include "host/failure.h"
+
+namespace velahost {
+
+std::u16string sourceName(const std::filesystem::path& file) {
+  try {
+    return file.u16string();
+  } catch (const std::exception&) {
+    throw Failure(vela::TIOResult::sourceNotFound);
+  }
+}
+
+Reference<vela::IMediaSplitter> Session::openForInformation(const std::filesystem::path& file) {
+  Reference<vela::IMediaSplitter> splitter;
+  require(plugin_.factory().createSplitter(splitter.outSlot(), sourceName(file).c_str(), &token));
+  return splitter;
+}
+
+Reference<vela::IMediaSplitterEx> Session::openForPlaying(const std::filesystem::path& file) {
+  Reference<vela::IMediaSplitterEx> splitter;
+  require(plugin_.factory().createSplitterEx(splitter.outSlot(), sourceName(file).c_str(), &token));
+  return splitter;
+}
+
+MediaInfoRecord describe(vela::IMediaSplitter& splitter, uint32_t itemId, Token& token) {
+  MediaInfoRecord record;
+  require(splitter.describeItem(itemId, &record, &token));
+  return record;
+}
+
+}  // namespace velahost

@@ -1,0 +1,40 @@
+// One file opened through the plug-in, once for telling about it and once for playing it.
+#pragma once
+#include <filesystem>
+#include <string>
+
+#include "host/host_objects.h"
+#include "host/library_loader.h"
+#include "host/media_info.h"
+#include "host/reference.h"
+
+namespace velahost {
+
+/// The plug-in with its host, and the token that cancels whatever runs.
+class Session {
+ public:
+  /// @param plugin  the library to load; empty to look in the usual places
+  explicit Session(const std::filesystem::path& plugin) : plugin_(findPlugin(plugin), &context) {}
+
+  const Plugin& plugin() const { return plugin_; }
+
+  /// A splitter that tells about the file. @throws Failure with the result of the creation
+  Reference<vela::IMediaSplitter> openForInformation(const std::filesystem::path& file);
+
+  /// A splitter that plays the file. @throws Failure with the result of the creation
+  Reference<vela::IMediaSplitterEx> openForPlaying(const std::filesystem::path& file);
+
+  FileContext context;
+  Token token;
+
+ private:
+  Plugin plugin_;
+};
+
+/// Describes an item. @throws Failure with the result of describeItem()
+MediaInfoRecord describe(vela::IMediaSplitter& splitter, uint32_t itemId, Token& token);
+
+/// A file's name as a source name. @throws Failure when it has no UTF-16 form
+std::u16string sourceName(const std::filesystem::path& file);
+
+}  // namespace velahost
