@@ -4,12 +4,12 @@
 
 #include "atomkit/core/exception.h"
 
-#define EXPECT_THROWS_MESSAGE(statement, expectedMessage)                          \
-  do {                                                                             \
-    try {                                                                          \
-      statement;                                                                   \
-      ADD_FAILURE() << #statement " threw nothing; expected: " << expectedMessage; \
-    } catch (const atomkit::exception& error) {                                    \
-      EXPECT_STREQ(error.message(), expectedMessage);                              \
-    }                                                                              \
+#define EXPECT_THROWS_MESSAGE(statement, expectedMessage)                            \
+  do {                                                                               \
+    try {                                                                            \
+      statement;                                                                     \
+      ADD_FAILURE() << #statement " threw nothing; expected: " << (expectedMessage); \
+    } catch (const atomkit::exception& error) {                                      \
+      EXPECT_STREQ(error.message(), (expectedMessage));                              \
+    }                                                                                \
   } while (false)
