@@ -222,6 +222,34 @@ Bytes metaWith(const Items&... items) {
   return box("meta", full(0), box("ilst", items...));
 }
 
+/// A field of the ZT tagging box; type 1 takes further values.
+struct ZtField {
+  std::string name;
+  std::vector<std::string> values = {};
+  uint8_t type = 1;
+};
+/// 'meta' inside 'tags' or 'tseg': a field list.
+inline Bytes ztFields(const std::vector<ZtField>& fields) {
+  Bytes list = u32(static_cast<uint32_t>(fields.size()));
+  for (const ZtField& field : fields) {
+    list = join(list, u8(field.type), u8(0), u8(static_cast<uint8_t>(field.name.size())),
+                text(field.name), u16(static_cast<uint16_t>(field.values.size())));
+    for (const std::string& value : field.values) {
+      list = join(list, u32(static_cast<uint32_t>(value.size())), text(value));
+    }
+  }
+  return box("meta", list);
+}
+/// 'tseg': the fields of one chapter (zero-based).
+inline Bytes ztSegment(uint32_t chapter, const std::vector<ZtField>& fields) {
+  return box("tseg", box("tshd", u32(chapter)), ztFields(fields));
+}
+/// 'tags', the ZT tagging box.
+template <class... Children>
+Bytes ztTags(const Children&... children) {
+  return box("tags", children...);
+}
+
 // ---- track and movie boxes
 
 /// The boxes of one track, in the order in which they are written. An empty one is left out.
