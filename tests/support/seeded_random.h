@@ -1,0 +1,18 @@
+// Pseudo-random numbers that are the same in every run.
+#pragma once
+#include <cstdint>
+#include <random>
+
+class SeededRandom {
+ public:
+  explicit SeededRandom(uint32_t seed) : engine_(seed) {}
+
+  uint32_t word() { return static_cast<uint32_t>(engine_()); }
+  /// 0 to `limit` - 1.
+  uint32_t below(uint32_t limit) { return word() % limit; }
+  /// True once in `n` times.
+  bool oneIn(uint32_t n) { return below(n) == 0; }
+
+ private:
+  std::mt19937 engine_;
+};
