@@ -18,7 +18,6 @@ constexpr uint32_t kDecoderConfigMinLength = 13;
 // ES_Descriptor
 //   u8 tag (3), length, u16 ES_ID, u8 flags, then the fields that the flags announce, then the
 //   DecoderConfigDescriptor
-// Any other tag stands for a box without an ES_Descriptor, which has only the 16-bit ES_ID.
 //
 // DELIBERATE D-306: the fields that the flags announce (stream dependence, URL, OCR stream) are not
 // skipped; the byte behind the flags is taken as the next tag. Audio and video in MP4 files set
