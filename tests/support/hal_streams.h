@@ -25,8 +25,8 @@ struct StreamScript {
   VelaBase::TIOResult code = kHostCode;
 
   // The record
-  std::vector<uint32_t> counts;  ///< count asked by each call
-  std::vector<void*> contexts;   ///< context given to each call
+  std::vector<uint32_t> counts = {};  ///< count asked by each call
+  std::vector<void*> contexts = {};   ///< context given to each call
 
   bool begin(uint32_t count, void* context) {
     counts.push_back(count);
