@@ -66,6 +66,11 @@ TIOResult SplitterSession::seekTo(uint64_t offset, CancelToken*) {
   return TIOResult::success;
 }
 
+// DELIBERATE D-042: where the duration is unknown the range ends at all ones, and its product with
+// the sampling rate wraps: at the item's start no frames are left, so audio is at its end at once.
+// Test: D042_*
+// DELIBERATE D-046: the start and the length of a range are rounded to frames each by itself. Where
+// chapters meet between two frames, one may be left out or played twice.   Test: D046_*
 bool SplitterSession::seekAudio(uint64_t target) {
   const atomkit::SampleAtTime found = movie_.sampleAt(static_cast<uint32_t>(audioTrack_),
                                                       hostUnitsToTicks(target, audioTimescale_));
@@ -84,6 +89,9 @@ void SplitterSession::seekVideo(uint64_t target) {
   videoNextSample_ = movie_.nearestSyncSample(track, sample, atomkit::Direction::backward);
 }
 
+// DELIBERATE D-043: the frames left count for audio alone. With both streams enabled, audio samples
+// behind the last frame of the range are still announced, and reading them reports the end.
+// Test: D043_*
 TIOResult SplitterSession::nextStream(uint32_t& which) {
   if (!audioEnabled_ && !videoEnabled_) return TIOResult::failed;
   const bool audioLeft = audioNextSample_ < audioSampleCount_;

@@ -11,9 +11,11 @@
 #include "tests/support/boxes.h"
 #include "tests/support/call_log.h"
 
-inline bool operator==(const vela::Guid& left, const vela::Guid& right) {
+namespace vela {
+inline bool operator==(const Guid& left, const Guid& right) {
   return std::memcmp(left.bytes, right.bytes, sizeof left.bytes) == 0;
 }
+}  // namespace vela
 
 /// How an identifier shows in a log.
 inline std::string mediaName(const vela::Guid& id) {

@@ -1,0 +1,147 @@
+// Items of a file: how many, which identifiers, and which range an identifier selects.
+#include "tests/frontend/open_session.h"
+
+using namespace boxes;
+using vela::TIOResult;
+
+namespace {
+
+constexpr uint64_t kSecondHundredNs = 10000000;
+constexpr uint64_t kSecond = vela::kHostUnitsPerSecond;
+
+Bytes threeChapters() {
+  return chpl({{0, "One"}, {kSecondHundredNs, "Two"}, {3 * kSecondHundredNs, "Three"}});
+}
+
+/// Five seconds of audio in packets of 100 ms.
+MediaTrack fiveSeconds() { return aacTrack({.samples = 50, .delta = 4800}); }
+
+/// Length in host units of what an identifier selects, as the host is told.
+uint64_t durationOf(OpenSession& open, uint32_t itemId) {
+  EXPECT_EQ(open.describe(itemId), TIOResult::success);
+  return open.info.duration;
+}
+
+}  // namespace
+
+TEST(Items, OfAnAudioFileAreItsChapters) {
+  OpenSession open(movieFile({.tracks = {fiveSeconds()}, .udta = threeChapters()}).bytes);
+  EXPECT_EQ(open.session.getItemCount(), 3u);
+  EXPECT_EQ(open.session.getItemId(0), 1u);
+  EXPECT_EQ(open.session.getItemId(2), 3u);
+  EXPECT_EQ(open.session.getItemId(0xffffffff), 0u);
+}
+
+TEST(Items, OfAnAudioFileWithoutMarksIsOne) {
+  OpenSession open(movieFile({.tracks = {fiveSeconds()}}).bytes);
+  EXPECT_EQ(open.session.getItemCount(), 1u);
+  EXPECT_EQ(open.session.getItemId(0), 1u);
+  EXPECT_EQ(durationOf(open, 1), 5 * kSecond);
+}
+
+TEST(Items, OfAFilmIsTheWholeFileEvenWithChapters) {
+  OpenSession open(
+      movieFile({.tracks = {fiveSeconds(), avcTrack()}, .udta = threeChapters()}).bytes);
+  EXPECT_EQ(open.session.getItemCount(), 1u);
+  EXPECT_EQ(open.session.getItemId(0), 0u);
+  EXPECT_EQ(open.session.getItemId(7), 0u);
+}
+
+TEST(Items, OfAFileWithVideoOnlyIsTheWholeFile) {
+  OpenSession open(movieFile({.tracks = {avcTrack()}}).bytes);
+  EXPECT_EQ(open.session.getItemCount(), 1u);
+  EXPECT_EQ(open.session.getItemId(0), 0u);
+}
+
+TEST(SelectItem, ZeroIsTheWholeFile) {
+  OpenSession open(movieFile({.tracks = {fiveSeconds()}, .udta = threeChapters()}).bytes);
+  EXPECT_EQ(durationOf(open, 0), 5 * kSecond);
+}
+
+TEST(SelectItem, AChapterOfOneSecondEndsAt16777216) {
+  OpenSession open(movieFile({.tracks = {fiveSeconds()}, .udta = threeChapters()}).bytes);
+  EXPECT_EQ(durationOf(open, 1), 16777216u);
+}
+
+TEST(SelectItem, AChapterEndsWhereTheNextBeginsAndTheLastAtTheEndOfTheMovie) {
+  OpenSession open(movieFile({.tracks = {fiveSeconds()}, .udta = threeChapters()}).bytes);
+  EXPECT_EQ(durationOf(open, 2), 2 * kSecond);
+  EXPECT_EQ(durationOf(open, 3), 2 * kSecond);
+}
+
+TEST(SelectItem, AnIdentifierOutOfRangeIsTheWholeFile) {
+  OpenSession open(movieFile({.tracks = {fiveSeconds()}, .udta = threeChapters()}).bytes);
+  for (const uint32_t itemId : {4u, 0x7fffffffu, 0x80000000u, 0xffffffffu}) {
+    EXPECT_EQ(durationOf(open, itemId), 5 * kSecond) << itemId;
+  }
+}
+
+TEST(SelectItem, RoundsTheBoundsOfAChapterEachByItself) {
+  // 100 ns are 1.68 host units: the bounds 1 and 2 round to 2 and 3, although 1.68 lie between
+  // them.
+  OpenSession open(
+      movieFile({.tracks = {fiveSeconds()}, .udta = chpl({{1, "a"}, {2, "b"}})}).bytes);
+  EXPECT_EQ(durationOf(open, 1), 1u);
+}
+
+TEST(SelectItem, AChapterOfStartAndEndZeroFailsWithItsMessage) {
+  OpenSession open(
+      movieFile({.tracks = {fiveSeconds()}, .udta = chpl({{0, "a"}, {0, "b"}})}).bytes);
+  EXPECT_THROWS_MESSAGE(open.session.selectItem(1), "invalid chapter data");
+  EXPECT_EQ(open.describe(1), TIOResult::failed);
+  EXPECT_EQ(open.info.calls, Calls{});
+  EXPECT_EQ(durationOf(open, 2), 5 * kSecond);
+}
+
+TEST(SelectItem, AChapterThatEndsBeforeItStartsFails) {
+  OpenSession open(movieFile({.tracks = {fiveSeconds()},
+                              .udta = chpl({{2 * kSecondHundredNs, "a"}, {kSecondHundredNs, "b"}})})
+                       .bytes);
+  EXPECT_EQ(open.describe(1), TIOResult::failed);
+  EXPECT_EQ(durationOf(open, 2), 4 * kSecond);
+}
+
+TEST(SelectItem, AChapterBehindTheEndOfTheMovieFails) {
+  OpenSession open(
+      movieFile({.tracks = {fiveSeconds()}, .udta = chpl({{0, "a"}, {6 * kSecondHundredNs, "b"}})})
+          .bytes);
+  EXPECT_EQ(durationOf(open, 1), 6 * kSecond);
+  EXPECT_EQ(open.describe(2), TIOResult::failed);
+}
+
+TEST(SelectItem, OfAnUnknownDurationEndsTheWholeFileAtAllOnes) {
+  MediaTrack track = fiveSeconds();
+  track.boxes.duration = 0xffffffff;
+  OpenSession open(movieFile({.tracks = {track}}).bytes);
+  EXPECT_EQ(durationOf(open, 0), vela::kUnknown64);
+}
+
+TEST(Deliberate, D041_TheIdentifier1OfAFilmIsItsFirstChapter) {
+  OpenSession open(
+      movieFile({.tracks = {fiveSeconds(), avcTrack({.samples = 100})},
+                 .udta = chpl({{kSecondHundredNs / 2, "One"}, {2 * kSecondHundredNs, "Two"}})})
+          .bytes);
+  EXPECT_EQ(durationOf(open, 1), kSecond + kSecond / 2);
+  EXPECT_EQ(durationOf(open, 2), 5 * kSecond) << "there is no item 2";
+  // The key frame at or before half a second (sample 12) is sample 10, shown before the item.
+  ASSERT_EQ(open.startVideo(1), TIOResult::success);
+  const std::vector<Seen> seen = playVideo(open, 4);
+  ASSERT_EQ(seen.size(), 4u);
+  EXPECT_EQ(seen[0].sample, 10u);
+}
+
+TEST(Deliberate, D047_AKeyFrameBeforeTheItemHasATimeThatWraps) {
+  OpenSession open(
+      movieFile({.tracks = {fiveSeconds(), avcTrack({.samples = 100})},
+                 .udta = chpl({{kSecondHundredNs / 2, "One"}, {2 * kSecondHundredNs, "Two"}})})
+          .bytes);
+  ASSERT_EQ(open.startVideo(1), TIOResult::success);
+  const uint64_t start = kSecond / 2;
+  const uint64_t picture = vela::ticksToHostUnits(10 * 1000, 25000);
+  const std::vector<Seen> seen = playVideo(open, 4);
+  ASSERT_EQ(seen.size(), 4u);
+  EXPECT_EQ(seen[0], (Seen{10, picture - start}));
+  EXPECT_EQ(seen[3], (Seen{13, vela::ticksToHostUnits(13 * 1000, 25000) - start}));
+  EXPECT_GT(seen[0].time, vela::kUnknown64 / 2);
+  EXPECT_LT(seen[3].time, kSecond);
+}
