@@ -4,6 +4,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "hal/memory.h"
+
 class VFilter;
 struct VListNode;
 
@@ -33,7 +35,7 @@ static_assert(sizeof(VRecord) == 16, "records are copied as 16 bytes on every sy
 /// Anything that yields records one after the other. A position is a node of the source, null
 /// meaning no element; every operation takes the caller's position variable by reference, whether
 /// or not it changes it.
-class VRecordSource {
+class VRecordSource : public VHeapObject {
  public:
   using Position = VListNode*;
 

@@ -50,6 +50,9 @@ struct SortSplit {
   uint32_t m_right;
 };
 
+// DELIBERATE D-158: neither side stops at elements equal to the pivot, so that among few different
+// keys a split takes off only those at one end, and the sort is quadratic. Which elements are
+// compared and swapped, and when, must not change.   Test: D158_*
 SortSplit Split(const SortedArray& p_array, SortRange p_range) {
   const uint32_t lo = p_range.m_lo;
   const uint32_t hi = p_range.m_hi;

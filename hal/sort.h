@@ -13,8 +13,8 @@ class VSort {
 
   /// Sorts `p_count` elements of `p_size` bytes in rising order. Does nothing for fewer than two
   /// elements or a size of 0.
-  /// Cost: about 2 n log2 n compares on random, rising, falling and equal keys; quadratic in the
-  /// worst case. Needs no heap.
+  /// Cost: less than 2 n log2 n compares on random, rising and falling keys and when all are equal;
+  /// quadratic when few different keys are mixed. Needs no heap.
   static void GSort(void* p_base, uint32_t p_count, uint32_t p_size, Compare p_compare,
                     Swap p_swap = &GSwapBytes);
 

@@ -13,6 +13,12 @@ class SeededRandom {
   /// True once in `n` times.
   bool oneIn(uint32_t n) { return below(n) == 0; }
 
+  // What the standard library asks of a generator, for std::shuffle() and the like.
+  using result_type = uint32_t;
+  static constexpr uint32_t min() { return 0; }
+  static constexpr uint32_t max() { return UINT32_MAX; }
+  uint32_t operator()() { return word(); }
+
  private:
   std::mt19937 engine_;
 };
