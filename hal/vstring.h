@@ -28,10 +28,12 @@ class VString : public VHeapObject {
 };
 
 /// The part of `string` behind the length that it has now. Borrows `string`, which must not become
-/// shorter than that.
+/// shorter than that. Not copyable: a copy would look like the tail of a tail.
 class VStringTail final : public VString {
  public:
   explicit VStringTail(VString& string) noexcept;
+  VStringTail(const VStringTail&) = delete;
+  VStringTail& operator=(const VStringTail&) = delete;
 
   uint64_t Set(const char16_t* text, uint32_t p_count, uint32_t start) override;
   const char16_t* GetBuffer() const override;
