@@ -107,6 +107,15 @@ TEST(AvcConfiguration, RefusedBoxKeepsTheOldConfiguration) {
   EXPECT_EQ(bytesOf(config), raw({42}));
 }
 
+TEST(AvcConfiguration, FailureInsideTheSetsLeavesTheConfigurationEmpty) {
+  ByteArray config;
+  config.resize(1);
+  EXPECT_THROWS_MESSAGE(
+      readAvcC(box("avcC", raw({1, 0x42, 0, 10, 0xff, 0xe2}), u16(1), u8(0x67), u16(9)), config),
+      "attempting to read past end of atom");
+  EXPECT_EQ(config.count(), 0u);
+}
+
 TEST(AvcConfiguration, ExtensionsOfTheHighProfilesAreIgnored) {
   ByteArray config;
   readAvcC(box("avcC", raw({1, 100, 0, 31, 0xff, 0xe1}), u16(1), u8(0x67), u8(1), u16(1), u8(0x68),
@@ -119,7 +128,7 @@ TEST(AvcConfiguration, AllSetCountsAgreeWithAPlainRepack) {
   SeededRandom random(20);
   for (int round = 0; round < 200; ++round) {
     AvcConfigFields fields;
-    fields.sps = randomSets(random, random.below(32), 40);
+    fields.sps = randomSets(random, random.below(32), 600);
     fields.pps = randomSets(random, random.below(256), 40);
     ByteArray config;
     readAvcC(avcC(fields), config);

@@ -300,6 +300,19 @@ TEST(SampleCursor, SampleBeyondTheSizeTableIsOutOfRange) {
   EXPECT_THROWS_MESSAGE(infoAt(record, cursor), "array access out of range");
 }
 
+TEST(SampleCursor, PlaceBehindTheEndOfItsRunMovesToTheNextRun) {
+  TrackRecord record;
+  fillTrack(record, smallTrack());
+  SampleCursor cursor = cursorOn(record, 0);
+  cursor.timePosition = 50;
+  cursor.compositionPosition = 50;
+  ASSERT_TRUE(advanceCursor(record, cursor));
+  EXPECT_EQ(cursor.timeRun, 1u);
+  EXPECT_EQ(cursor.timePosition, 0u);
+  EXPECT_EQ(cursor.compositionRun, 1u);
+  EXPECT_EQ(cursor.compositionPosition, 0u);
+}
+
 TEST(SampleCursor, StaleTimeRunIsOutOfRange) {
   TrackRecord record;
   fillTrack(record, smallTrack());
@@ -372,13 +385,15 @@ TEST(SampleCursor, WalkThroughAChunkOfManySamplesIsLinear) {
 
 TEST(SampleCursor, DecodeTimeRunsIn64Bits) {
   TrackRecord record;
-  fillTrack(
-      record,
-      {.times = {{10, 0xffffffff}}, .constantSize = 1, .chunkRuns = {{1, 1}}, .chunkOffsets = {0}});
+  fillTrack(record, {.times = {{10, 0xffffffff}, {5, 7}},
+                     .constantSize = 1,
+                     .chunkRuns = {{1, 1}},
+                     .chunkOffsets = {0}});
   SampleCursor cursor = cursorOn(record, 8);
   EXPECT_EQ(cursor.decodeTime, uint64_t{8} * 0xffffffff);
   ASSERT_TRUE(advanceCursor(record, cursor));
   EXPECT_EQ(infoAt(record, cursor).compositionTime, uint64_t{9} * 0xffffffff);
+  EXPECT_EQ(cursorOn(record, 11).decodeTime, uint64_t{10} * 0xffffffff + 7);
 }
 
 // ---- odd on purpose
@@ -410,7 +425,8 @@ TEST(Deliberate, D325_SampleBeyondTheTimeTableHasNoTime) {
   tables.constantSize = 10;
   TrackRecord record;
   fillTrack(record, tables);
-  const SampleCursor cursor = cursorOn(record, 5);
+  SampleCursor cursor = cursorOn(record, 4);
+  seekCursor(record, cursor, 5);
   EXPECT_EQ(cursor.timeRun, kNoIndex);
   EXPECT_EQ(cursor.timePosition, kNoIndex);
   EXPECT_EQ(cursor.decodeTime, 0u);

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "tests/atomkit/meta/box_reading.h"
 #include "tests/support/counting_allocator.h"
 #include "tests/support/movie_builder.h"
@@ -318,6 +320,15 @@ TEST(VideoEntry, CompressorNameOfALaterEntryReplacesTheFirst) {
                 avc1({.compressorName = join(text("b"), zeros(31))})),
            description);
   EXPECT_STREQ(description.compressorName->text(), "b");
+}
+
+TEST(VideoEntry, HolderOfAnEarlierCompressorNameKeepsIt) {
+  SampleDescription description;
+  readStsd(stsd(avc1({.compressorName = repeat('a', 32)})), description);
+  const SharedString held = description.compressorName;
+  readStsd(stsd(avc1({.compressorName = repeat('b', 32)})), description);
+  EXPECT_EQ(held->text(), std::string(32, 'a'));
+  EXPECT_EQ(description.compressorName->text(), std::string(32, 'b'));
 }
 
 TEST(VideoEntry, WithoutTheVideoOptionOnlyTheKindIsSet) {
