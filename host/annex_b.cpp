@@ -13,6 +13,11 @@ constexpr std::array<uint8_t, 4> kStartCode = {0, 0, 0, 1};
 }  // namespace
 
 std::vector<uint8_t> annexBParameterSets(const std::vector<uint8_t>& config) {
+  if (config.empty()) {
+    throw Failure(ExitStatus::notRepresentable,
+                  "The video can't be written with start codes: the plug-in found no parameter "
+                  "sets.");
+  }
   std::vector<uint8_t> out;
   for (size_t at = 0; at < config.size();) {
     const size_t left = config.size() - at;

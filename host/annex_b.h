@@ -7,7 +7,7 @@ namespace velahost {
 
 /// The parameter sets of the video format, each behind a start code.
 /// @param config  any number of { u16 length, length bytes }, big-endian
-/// @throws Failure (notRepresentable) when the lengths don't add up
+/// @throws Failure (notRepresentable) when there are none, or the lengths don't add up
 std::vector<uint8_t> annexBParameterSets(const std::vector<uint8_t>& config);
 
 /// Replaces the length in front of every unit of a packet by a start code, in place. The length is

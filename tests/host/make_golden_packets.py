@@ -15,8 +15,9 @@ pictures attached as covers are not tracks.
 
 A table holds one line a packet: size, file offset, presentation time and decoding time in ticks of
 the stream's timescale, K for a sync sample, CRC-32 of the payload. Decoding times count from the
-first packet: ffprobe moves them where composition offsets are negative. The stream's line tells how
-long the last packet lasts, which ffprobe says only when it may fill in what it deduces.
+first packet: ffprobe moves them where composition offsets are negative. Two things of a stream are
+read from the file itself: how long the last packet lasts, which ffprobe cuts to the track's end,
+and whether there is a table of sync samples.
 A stream of more than 20,000 packets is kept as one line for every 100 packets instead: number of
 packets, bytes, offset, presentation time and decoding time of the first one, and the CRC-32 over
 the lines that a full table would hold.
@@ -24,6 +25,7 @@ the lines that a full table would hold.
 import argparse
 import json
 import pathlib
+import struct
 import subprocess
 import zlib
 
@@ -63,12 +65,42 @@ def packets_of(path, index):
                  entries).get("packets", [])
 
 
-def last_duration(path, index, packets):
-    if "duration" in packets[-1]:
-        return packets[-1]["duration"]
-    filled = probe(path, "-fflags", "-nofillin", "-select_streams", str(index), "-show_entries",
-                   "packet=duration").get("packets", [])
-    return filled[-1]["duration"]
+def children(data, start, end):
+    while start + 8 <= end:
+        size, kind = struct.unpack(">I4s", data[start:start + 8])
+        header = 8
+        if size == 1:
+            size, header = struct.unpack(">Q", data[start + 8:start + 16])[0], 16
+        if size < header:
+            return
+        yield kind, start + header, min(start + size, end)
+        start += size
+
+
+def boxes(data, start, end, path):
+    for kind, first, last in children(data, start, end):
+        if kind == path[0] and path[1:]:
+            yield from boxes(data, first, last, path[1:])
+        elif kind == path[0]:
+            yield first, last
+
+
+def sample_table(path, track, kind):
+    """The payload of one box of a track's sample table, or None."""
+    data = path.read_bytes()
+    first, last = list(boxes(data, 0, len(data), [b"moov", b"trak"]))[track]
+    found = list(boxes(data, first, last, [b"mdia", b"minf", b"stbl", kind]))
+    return data[slice(*found[0])] if found else None
+
+
+def last_duration(path, track, count):
+    table = sample_table(path, track, b"stts")
+    for entry in range(struct.unpack(">I", table[4:8])[0]):
+        samples, delta = struct.unpack(">II", table[8 + 8 * entry:16 + 8 * entry])
+        if count <= samples:
+            return delta
+        count -= samples
+    raise ValueError(f"{path.name}: fewer durations than packets")
 
 
 def rows_of(packets):
@@ -99,11 +131,11 @@ def table(path):
         total += len(packets)
         rows = list(rows_of(packets))
         timescale = stream["time_base"].split("/")[1]
-        sync_table = kind == "video" and b"stss" in path.read_bytes()
+        sync_table = sample_table(path, stream["index"], b"stss") is not None
         whole = len(rows) <= FULL_TABLE_LIMIT
         lines.append("\t".join([
             "stream", kind, "timescale", timescale, "packets", str(len(rows)), "last",
-            str(last_duration(path, stream["index"], packets)), "sync",
+            str(last_duration(path, stream["index"], len(packets))), "sync",
             "table" if sync_table else "every", "rows", "packets" if whole else "runs"]))
         lines += rows if whole else digests(rows, packets)
     return "\n".join(lines) + "\n" if total else None
@@ -125,7 +157,7 @@ def main():
     media = {".mp4", ".m4a"}
     write_tables(sorted(p for p in DATA.iterdir() if p.suffix in media), DATA / "golden/packets/own")
     if options.corpus:
-        outcomes = (DATA / "golden/corpus.tsv").read_text().splitlines()
+        outcomes = (DATA / "golden/files.tsv").read_text().splitlines()
         clean = [line.split("\t")[0] for line in outcomes if line.split("\t")[1:2] == ["clean"]]
         write_tables([options.corpus / name for name in clean], DATA / "golden/packets/corpus")
 

@@ -1,0 +1,80 @@
+// What becomes of every file of the corpus, good or bad, when the reference host plays it.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "host/command_line.h"
+#include "tests/host/golden_packets.h"
+#include "tests/host/media.h"
+
+namespace {
+
+using golden::Outcome;
+using golden::outcomes;
+
+struct CommandRun {
+  int status;
+  std::string out;
+  std::string err;
+  double seconds;
+};
+
+CommandRun run(const std::string& command, const std::string& file) {
+  std::ostringstream out;
+  std::ostringstream err;
+  const auto start = std::chrono::steady_clock::now();
+  const int status = velahost::runCommandLine(
+      {command, file, "--plugin", media::pluginFile().string()}, out, err, velahost::Terminal::no);
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+  return {status, out.str(), err.str(), taken.count()};
+}
+
+size_t linesStarting(const std::string& text, const std::string& word) {
+  size_t count = 0;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) count += line.starts_with(word);
+  return count;
+}
+
+class CorpusFile : public testing::TestWithParam<Outcome> {};
+
+TEST_P(CorpusFile, EndsInItsResultInTime) {
+  const media::File file{media::File::Origin::corpus, GetParam().name};
+  SKIP_WITHOUT_CORPUS(file);
+  const CommandRun info = run("info", file.path().string());
+  const CommandRun play = run("packets", file.path().string());
+  EXPECT_EQ(info.status, GetParam().info) << info.err;
+  EXPECT_EQ(play.status, GetParam().play) << play.err;
+  EXPECT_EQ(linesStarting(play.out, "audio"), GetParam().audioPackets);
+  EXPECT_EQ(linesStarting(play.out, "video"), GetParam().videoPackets);
+  EXPECT_EQ(info.status == 0, info.err.empty()) << "a failure, and only that, has a sentence";
+  EXPECT_EQ(play.status == 0, play.err.empty());
+  if (!GetParam().clean) {
+    EXPECT_LT(info.seconds, 1.0);
+    EXPECT_LT(play.seconds, 1.0);
+  }
+}
+
+std::string outcomeName(const testing::TestParamInfo<Outcome>& outcome) {
+  return media::caseName({{media::File::Origin::corpus, outcome.param.name}, outcome.index});
+}
+
+INSTANTIATE_TEST_SUITE_P(Corpus, CorpusFile, testing::ValuesIn(outcomes()), outcomeName);
+
+TEST(CorpusTable, NamesEveryFileOfTheCorpus) {
+  if (!media::corpusFolder()) GTEST_SKIP() << "skipped: VELA_CORPUS is not set";
+  const std::vector<Outcome> known = outcomes();
+  for (const auto& entry : std::filesystem::directory_iterator(*media::corpusFolder())) {
+    const std::string name = entry.path().filename().string();
+    if (name == "MANIFEST.tsv") continue;
+    EXPECT_TRUE(std::any_of(known.begin(), known.end(), [&](const Outcome& outcome) {
+      return outcome.name == name;
+    })) << name;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,107 @@
+#include "tests/host/media.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace media {
+
+namespace fs = std::filesystem;
+
+fs::path dataFolder() { return VELA_TEST_DATA; }
+fs::path pluginFile() { return VELA_PLUGIN_FILE; }
+fs::path hostProgram() { return VELA_HOST_PROGRAM; }
+
+std::optional<fs::path> corpusFolder() {
+  const char* const folder = std::getenv("VELA_CORPUS");
+  if (!folder || !*folder) return std::nullopt;
+  return fs::path(folder);
+}
+
+fs::path File::path() const {
+  return (origin == Origin::own ? dataFolder() : corpusFolder().value()) / name;
+}
+
+std::ostream& operator<<(std::ostream& out, const File& file) { return out << file.name; }
+
+std::vector<File> filesWithGoldenPackets() {
+  std::vector<File> files;
+  for (const auto& [folder, origin] :
+       {std::pair("own", File::Origin::own), std::pair("corpus", File::Origin::corpus)}) {
+    for (const auto& entry : fs::directory_iterator(dataFolder() / "golden/packets" / folder)) {
+      files.push_back({origin, entry.path().stem().string()});
+    }
+  }
+  std::sort(files.begin(), files.end(), [](const File& left, const File& right) {
+    return std::pair(left.origin, left.name) < std::pair(right.origin, right.name);
+  });
+  return files;
+}
+
+std::string caseName(const testing::TestParamInfo<File>& info) {
+  std::string name = info.param.origin == File::Origin::own ? "own_" : "corpus_";
+  for (const char c : info.param.name) {
+    name.push_back(std::isalnum(static_cast<unsigned char>(c)) ? c : '_');
+  }
+  return name;
+}
+
+std::string readText(const fs::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  if (!in) ADD_FAILURE() << file << " can't be read";
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+std::vector<std::vector<std::string>> readTable(const fs::path& file) {
+  std::vector<std::vector<std::string>> rows;
+  std::istringstream text(readText(file));
+  for (std::string line; std::getline(text, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::vector<std::string> fields;
+    size_t start = 0;
+    for (size_t tab = line.find('\t'); tab != std::string::npos; tab = line.find('\t', start)) {
+      fields.push_back(line.substr(start, tab - start));
+      start = tab + 1;
+    }
+    fields.push_back(line.substr(start));
+    rows.push_back(std::move(fields));
+  }
+  return rows;
+}
+
+ScratchFolder::ScratchFolder() {
+  std::string pattern = (fs::temp_directory_path() / "velahost-test-XXXXXX").string();
+  if (!mkdtemp(pattern.data())) ADD_FAILURE() << "no scratch folder";
+  folder_ = pattern;
+}
+
+ScratchFolder::~ScratchFolder() {
+  std::error_code ignored;
+  fs::remove_all(folder_, ignored);
+}
+
+ProgramResult runProgram(const std::string& command) {
+  ProgramResult result{-1, ""};
+  std::FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
+  if (!pipe) return result;
+  char piece[4096];
+  for (size_t got = std::fread(piece, 1, sizeof piece, pipe); got != 0;
+       got = std::fread(piece, 1, sizeof piece, pipe)) {
+    result.output.append(piece, got);
+  }
+  const int status = pclose(pipe);
+  if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+  return result;
+}
+
+bool haveFfmpeg() { return runProgram("ffmpeg -version && ffprobe -version").status == 0; }
+
+}  // namespace media
