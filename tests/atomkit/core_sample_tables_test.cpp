@@ -241,7 +241,7 @@ TEST(LocateChunk, AStalePositionBehindTheMapThrows) {
   feed(tables, stsc({{1, 4, 1}}));
   ChunkMapPosition stale{2, 0};
   EXPECT_THROWS_MESSAGE(tables.locateChunk(0, stale), kOutOfRange);
-  ChunkMapPosition wrapping{0x55555556, 0};  // three times the entry before it wraps to 0xffffffff
+  ChunkMapPosition wrapping{0x55555557, 0};  // three times the entry before it wraps to 2
   EXPECT_THROWS_MESSAGE(tables.locateChunk(0, wrapping), kOutOfRange);
   ChunkMapPosition atEnd{1, 0};
   EXPECT_EQ(tables.locateChunk(9, atEnd).chunk, 3u);

@@ -84,6 +84,9 @@ TEST(HostStreamAdapter, RequiredBytesAreComparedWithTheKnownLengthAndNothingIsRe
   stream.requireBytes(6);
   EXPECT_THROWS_MESSAGE(stream.requireBytes(7), "attempting to read past end of file");
   EXPECT_EQ(source.reads, 0u);
+  readU8(stream);
+  stream.requireBytes(5);
+  EXPECT_THROWS_MESSAGE(stream.requireBytes(6), "attempting to read past end of file");
 }
 
 TEST(HostStreamAdapter, ASourceOfUnknownLengthMayHoldAnyNumberOfBytes) {
@@ -186,6 +189,15 @@ TEST(AtomReader, AParentThatReadsMoreThanAskedIsABug) {
   AtomReader reader(parent, 10);
   uint8_t buffer[4];
   EXPECT_THROWS_MESSAGE(reader.read(buffer, 4), "bug: stream read more bytes than asked for");
+}
+
+TEST(AtomReader, AParentThatReadsMoreThanIsLeftInTheBoxIsABug) {
+  LoggingStream parent;
+  parent.surplus = 1;
+  AtomReader reader(parent, 2);
+  uint8_t buffer[8];
+  EXPECT_THROWS_MESSAGE(reader.read(buffer, 8), "bug: stream read more bytes than asked for");
+  EXPECT_THROWS_MESSAGE(reader.skip(8), "bug: stream skipped more bytes than asked for");
 }
 
 TEST(AtomReader, AParentThatSkipsMoreThanAskedIsABug) {

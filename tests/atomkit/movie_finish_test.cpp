@@ -275,11 +275,13 @@ TEST(ChapterTags, WithoutTheirOptionThereAreNone) {
 }
 
 TEST(Finish, ASecondTimeChangesNothing) {
-  ParsedMovie movie(withUserData(chpl({{5, "One"}, {3 * kSecond, "Two"}})));
-  // A parse of nothing more finds the movie header in place and finishes again.
+  ParsedMovie movie(withUserData(
+      join(ztTags(ztSegment(1, {{"mood", {"calm"}}})), chpl({{5, "One"}, {3 * kSecond, "Two"}}))));
+  // A parse of nothing more finds the movie header in place and finishes again; the segment has
+  // been used up by then.
   parse(movie, Bytes{});
   EXPECT_EQ(movie.chapterCount(), 2u);
-  EXPECT_EQ(describe(movie.chapter(1).tags), "title=Two track=2");
+  EXPECT_EQ(describe(movie.chapter(1).tags), "mood=calm title=Two");
   EXPECT_EQ(movie.duration(), 10 * kSecond);
 }
 

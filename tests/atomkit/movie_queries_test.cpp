@@ -202,6 +202,18 @@ TEST(Cursor, OpeningClearsItAndKeepsTheTrack) {
   EXPECT_EQ(cursor.offsetInChunk, 0u);
 }
 
+TEST(Cursor, OpeningClearsItAlsoWhenTheTrackIsNotThere) {
+  const ParsedMovie movie(twoTracks().bytes);
+  SampleCursor cursor;
+  movie.open(cursor, 0);
+  movie.move(cursor, 17);
+  EXPECT_THROWS_MESSAGE(movie.open(cursor, 2), kOutOfRange);
+  EXPECT_EQ(cursor.track, 2u);
+  EXPECT_EQ(cursor.sample, 0u);
+  EXPECT_EQ(cursor.decodeTime, 0u);
+  EXPECT_EQ(cursor.chunk.chunk, 0u);
+}
+
 TEST(Cursor, MovingToItsOwnSampleDoesNothing) {
   const ParsedMovie movie(twoTracks().bytes);
   SampleCursor cursor;
