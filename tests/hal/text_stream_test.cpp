@@ -18,7 +18,6 @@ using boxes::join;
 using boxes::raw;
 using boxes::u32;
 constexpr uint32_t kUntilNul = 0xFFFFFFFF;
-constexpr uint32_t kAll = VString::KAll;
 
 int g_token = 0;
 void* const kContext = &g_token;
