@@ -95,6 +95,8 @@ TIOResult BufferedHostStream::copy(uint8_t* target, uint32_t count, uint32_t* do
                                    CancelToken* token) {
   uint32_t copied = 0;
   while (copied < count) {
+    // DELIBERATE D-006: the bytes copied so far are not reported, and the position stays behind
+    // them. Whoever cancels seeks before reading on.   Test: D006_*
     if (token && token->isCancelled()) return TIOResult::cancelled;
     Block* block = findBlock(position_);
     if (!block) {
@@ -104,6 +106,8 @@ TIOResult BufferedHostStream::copy(uint8_t* target, uint32_t count, uint32_t* do
       if (position_ - block->start >= block->validLength) {
         // A stream that is only read forward may need several blocks to get to the position.
         if (forwardOnly_ && block->validLength != 0) continue;
+        // DELIBERATE D-007: a block that met the end of the stream is kept without a stamp of this
+        // use, so that it is the next to be replaced.   Test: D007_*
         break;
       }
     }

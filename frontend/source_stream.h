@@ -14,6 +14,8 @@ namespace vela {
 class SourceStream final : public atomkit::ByteSource {
  public:
   /// Skips of up to so many bytes are left to the stream's own skip(); longer ones seek.
+  // DELIBERATE D-005: the border lies behind 256, not in front of it. It decides which calls a
+  // stream gets.   Test: D005_*
   static constexpr uint32_t kLongestPlainSkip = 256;
 
   /// @param stream  a reference is held

@@ -181,6 +181,27 @@ TEST_F(ReadCache, ReplacesTheFirstOfBlocksWithEqualStamps) {
   EXPECT_EQ(callsToTouch(0x100), (Calls{seekTo(0x100), "read 16384 -> 8"}));
 }
 
+TEST(Deliberate, D007_ABlockThatMetTheEndOfTheStreamIsTheNextToBeReplaced) {
+  FakeHostStream host(pattern(0x30010));
+  const vela::Reference<BufferedHostStream> cache(
+      VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host)));
+  const auto callsToTouch = [&](uint32_t place) {
+    host.calls.clear();
+    uint8_t byte = 0;
+    uint32_t done = 0;
+    EXPECT_EQ(cache->seek(place, 0, nullptr), TIOResult::success);
+    EXPECT_EQ(cache->read(&byte, 1, &done, nullptr), TIOResult::success);
+    return host.take();
+  };
+  callsToTouch(0x00000);
+  callsToTouch(0x10000);
+  callsToTouch(0x20000);
+  EXPECT_EQ(callsToTouch(0x32008), (Calls{seekTo(0x30008), "read 16384 -> 8"}));
+  callsToTouch(0x08000);  // replaces that block, not the older one of 0
+  EXPECT_EQ(callsToTouch(0x00000), Calls{});
+  EXPECT_EQ(callsToTouch(0x30008), (Calls{seekTo(0x30008), "read 16384 -> 8"}));
+}
+
 TEST_F(ReadCache, TakesABlockThatIsNotValidBeforeTheLeastRecentlyUsed) {
   for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
   readAt(0x00000, 1);
@@ -238,11 +259,19 @@ TEST_F(ReadCache, IsCancelledBeforeAnythingIsRead) {
   EXPECT_EQ(position(), 0u);
 }
 
-TEST_F(ReadCache, IsCancelledBetweenBlocksWithoutReportingTheBytesCopied) {
-  token.cancelAt = 2;
-  EXPECT_EQ(tryRead(50000), TIOResult::cancelled);
+TEST(Deliberate, D006_ACancelledReadReportsNothingAndLeavesThePositionBehindWhatItCopied) {
+  FakeHostStream host(pattern(0x10000));
+  FakeCancelToken token(2);
+  const vela::Reference<BufferedHostStream> cache(
+      VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host)));
+  Bytes bytes(50000);
+  uint32_t done = kUntouched;
+  EXPECT_EQ(cache->read(bytes.data(), 50000, &done, &token), TIOResult::cancelled);
+  EXPECT_EQ(done, kUntouched);
   EXPECT_EQ(host.take(), (Calls{seekTo(0), kFullRead, kFullRead}));
-  EXPECT_EQ(position(), 2u * 16384) << "what was copied is behind the position";
+  uint64_t position = 0;
+  EXPECT_EQ(cache->getPosition(&position, nullptr), TIOResult::success);
+  EXPECT_EQ(position, 2u * 16384);
 }
 
 TEST_F(ReadCache, IsCancelledEvenWhenTheBytesAreThere) {

@@ -56,15 +56,10 @@ TEST_F(Source, ReadsAndReportsAShortRead) {
   EXPECT_EQ(stream.lastToken, &token);
 }
 
-TEST_F(Source, LeavesASkipOf256BytesToTheStream) {
-  EXPECT_EQ(source.skip(256), 256u);
-  EXPECT_EQ(stream.calls, Calls{"skip 256 -> 256"});
-}
-
-TEST_F(Source, SeeksForASkipOf257Bytes) {
-  EXPECT_EQ(source.skip(257), 257u);
+TEST_F(Source, SeeksForALongSkip) {
+  EXPECT_EQ(source.skip(1000), 1000u);
   EXPECT_EQ(stream.calls,
-            (Calls{"canSeek -> 1", "getLength -> 5000", "getPosition -> 0", "seek 257"}));
+            (Calls{"canSeek -> 1", "getLength -> 5000", "getPosition -> 0", "seek 1000"}));
 }
 
 TEST_F(Source, SeeksNoFurtherThanTheEndForALongSkip) {
@@ -85,6 +80,16 @@ TEST_F(Source, LeavesALongSkipToAStreamOfUnknownLength) {
   EXPECT_EQ(source.skip(1000), 1000u);
   EXPECT_EQ(stream.calls, (Calls{"canSeek -> 1", "getLength -> unknown", "skip 1000 -> 1000"}));
   EXPECT_THROWS_CODE(source.skip(kFourGiB), TIOResult::outOfRange);
+}
+
+TEST(Deliberate, D005_ASkipOf256BytesIsTheStreamsOwnAndOneOf257BytesSeeks) {
+  FakeHostStream stream(Bytes(5000, 7));
+  vela::SourceStream source(&stream, nullptr);
+  EXPECT_EQ(source.skip(256), 256u);
+  EXPECT_EQ(stream.take(), Calls{"skip 256 -> 256"});
+  EXPECT_EQ(source.skip(257), 257u);
+  EXPECT_EQ(stream.take(),
+            (Calls{"canSeek -> 1", "getLength -> 5000", "getPosition -> 256", "seek 513"}));
 }
 
 TEST_F(Source, ReportsAShortSkip) {
