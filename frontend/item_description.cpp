@@ -85,6 +85,7 @@ uint32_t bitRate(uint64_t length, uint64_t duration) {
 
 }  // namespace
 
+// DELIBERATE D-048: the item is selected for good, also while another one is played.   Test: D048_*
 TIOResult SplitterSession::describeItem(uint32_t itemId, MediaInfo& info, CancelToken* token) {
   selectItem(itemId);
   info.setDuration(toWord64(rangeEnd_ - rangeStart_));

@@ -261,11 +261,15 @@ TEST(AudioDelivery, HeadAndEndOfOnePacketAreCutTogether) {
   EXPECT_EQ(playAudio(open), (std::vector<Heard>{{0, 450, 150}}));
 }
 
-TEST(AudioDelivery, ItemThatEndsOnAPacketBorderHasNoEmptyPacket) {
+TEST(AudioDelivery, ItemThatEndsOnAPacketBorderHasNeitherACutNorAnEmptyPacket) {
   OpenSession open(fileWithFirstItemOf(3 * kFrames).bytes);
   ASSERT_EQ(open.startAudio(1), TIOResult::success);
-  EXPECT_EQ(playAudio(open),
-            (std::vector<Heard>{{0, kFrames, 0}, {1, kFrames, 0}, {2, kFrames, 0}}));
+  EXPECT_EQ(playAudio(open, 2), (std::vector<Heard>{{0, kFrames, 0}, {1, kFrames, 0}}));
+  FakeAudioPacket last;
+  ASSERT_EQ(open.readAudio(last), TIOResult::success);
+  EXPECT_EQ(last.frameCount, kFrames);
+  EXPECT_EQ(last.count("setFrameCount "), 2u) << "filled, and cut at the head by nothing";
+  EXPECT_EQ(playAudio(open), std::vector<Heard>{});
 }
 
 TEST(AudioDelivery, FramesLeftOfMoreThan32BitsCutNothing) {

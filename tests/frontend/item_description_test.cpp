@@ -116,6 +116,14 @@ TEST(DescribeItem, OfAnIdentifierAboveTheChaptersDescribesTheWholeFile) {
   EXPECT_EQ(open.info.chapters.size(), 2u);
 }
 
+TEST(DescribeItem, OfTheWholeFileAfterAChapterListsTheChapters) {
+  OpenSession open(audioFile(chpl({{0, "One"}, {kSecondHundredNs, "Two"}})).bytes);
+  ASSERT_EQ(open.describe(2), TIOResult::success);
+  ASSERT_EQ(open.describe(0), TIOResult::success);
+  EXPECT_EQ(open.info.duration, 5 * kSecond);
+  EXPECT_EQ(open.info.chapters.size(), 2u);
+}
+
 TEST(DescribeItem, WorksBeforeDuringAndAfterPlayback) {
   OpenSession open(movieFile({.tracks = {aacTrack({.samples = 6})}}).bytes);
   ASSERT_EQ(open.startAudio(), TIOResult::success);

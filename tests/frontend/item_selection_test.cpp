@@ -145,3 +145,14 @@ TEST(Deliberate, D047_AKeyFrameBeforeTheItemHasATimeThatWraps) {
   EXPECT_GT(seen[0].time, vela::kUnknown64 / 2);
   EXPECT_LT(seen[3].time, kSecond);
 }
+
+TEST(Deliberate, D048_DescribingAnotherItemMovesTheRangeOfThePlayback) {
+  OpenSession open(movieFile({.tracks = {fiveSeconds()}, .udta = threeChapters()}).bytes);
+  ASSERT_EQ(open.startAudio(3), TIOResult::success);
+  EXPECT_EQ(playAudio(open, 11).back(), (Heard{30, 4800, 0})) << "behind ten packets of pre-roll";
+  EXPECT_EQ(durationOf(open, 1), kSecond);
+  // What was begun goes on, and a seek goes into the item that was described.
+  EXPECT_EQ(playAudio(open, 1), (std::vector<Heard>{{31, 4800, 0}}));
+  ASSERT_EQ(open.seek(0), TIOResult::success);
+  EXPECT_EQ(playAudio(open).size(), 10u);
+}

@@ -169,6 +169,14 @@ TEST(NextStream, ComparesPresentationTimesNotDecodingTimes) {
   EXPECT_EQ(open.next(), kNextAudio);
 }
 
+TEST(NextStream, ComparesThePresentationTimeOfAudioToo) {
+  MediaTrack audio = aacTrack({.samples = 200});
+  audio.boxes.ctts = ctts({{200, 2 * 48000}});
+  OpenSession open(movieFile({.tracks = {audio, avcTrack({.samples = 20})}}).bytes);
+  ASSERT_EQ(open.startBoth(), TIOResult::success);
+  EXPECT_EQ(open.next(), kNextVideo) << "audio comes first in the file, but two seconds later";
+}
+
 TEST(NextStream, FailsOnASampleThatTheTablesDoNotDescribe) {
   MediaTrack audio = aacTrack({.samples = 4});
   audio.boxes.stsz = stsz({24});  // three of the four samples have no size

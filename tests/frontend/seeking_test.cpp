@@ -16,6 +16,14 @@ BuiltMovie film() {
   return movieFile({.tracks = {aacTrack({.samples = 47}), avcTrack({.samples = 25})}});
 }
 
+/// One tick a sample: tick 2^32 - 1 lies in sample 2^32 - 1, a number that stands for "none".
+MediaTrack endlessAudio() {
+  MediaTrack audio = aacTrack({.samples = 1});
+  audio.boxes.stts = stts({{0xffffffff, 1}, {10, 1}});
+  audio.boxes.mdhd = mdhdLong({.duration = 0x100000005, .versionAndFlags = u32(1)});
+  return audio;
+}
+
 }  // namespace
 
 // ---- startItem
@@ -140,6 +148,14 @@ TEST(StartItem, FailsWhenTheTrackHasNoTimeTable) {
   EXPECT_EQ(open.startAudio(), TIOResult::failed);
 }
 
+TEST(StartItem, FailsWhenTheItemBeginsAtTheSampleNumberThatMeansNone) {
+  OpenSession open(movieFile({.tracks = {endlessAudio()},
+                              .udta = chpl({{0, "One"}, {hundredNsAt48k(0xffffffff), "Two"}})})
+                       .bytes);
+  EXPECT_EQ(open.startAudio(2), TIOResult::failed);
+  EXPECT_EQ(open.audioFormat.calls, Calls{"audio AAC 2"});
+}
+
 TEST(StartItem, OfAFileWithoutDurationIsAtItsEndAtOnce) {
   MediaTrack audio = aacTrack({.samples = 4});
   audio.boxes.duration = 0;
@@ -254,11 +270,7 @@ TEST(SeekTo, FailsWhereTheAudioTimeTableHasEnded) {
 }
 
 TEST(SeekTo, FailsForTheSampleNumberThatMeansNone) {
-  // One tick a sample: tick 2^32 - 1 lies in sample 2^32 - 1, a number that stands for "none".
-  MediaTrack audio = aacTrack({.samples = 1});
-  audio.boxes.stts = stts({{0xffffffff, 1}, {10, 1}});
-  audio.boxes.mdhd = mdhdLong({.duration = 0x100000005, .versionAndFlags = u32(1)});
-  OpenSession open(movieFile({.tracks = {audio}}).bytes);
+  OpenSession open(movieFile({.tracks = {endlessAudio()}}).bytes);
   ASSERT_EQ(open.startAudio(), TIOResult::success);
   EXPECT_EQ(open.session.seekTo(framesAt48k(0xffffffff), nullptr), TIOResult::failed);
   EXPECT_EQ(open.session.seekTo(framesAt48k(0xfffffffe), nullptr), TIOResult::success);
@@ -347,6 +359,14 @@ TEST(SeekWithKeyFrame, OfAFailedSeekLeavesThePacketAlone) {
   ASSERT_EQ(open.startVideo(), TIOResult::success);
   FakeVideoPacket packet;
   EXPECT_EQ(open.seekWithKeyFrame(packet, at(5)), TIOResult::failed);
+  EXPECT_EQ(packet.calls, Calls{});
+}
+
+TEST(SeekWithKeyFrame, OfASeekThatFindsNoAudioSampleLeavesThePacketAlone) {
+  OpenSession open(movieFile({.tracks = {endlessAudio(), avcTrack()}}).bytes);
+  ASSERT_EQ(open.startBoth(), TIOResult::success);
+  FakeVideoPacket packet;
+  EXPECT_EQ(open.seekWithKeyFrame(packet, framesAt48k(0xffffffff)), TIOResult::failed);
   EXPECT_EQ(packet.calls, Calls{});
 }
 

@@ -131,8 +131,8 @@ class FakeHostStream final : public vela::HostStream, public CallLog {
     });
   }
   vela::TIOResult getLength(uint64_t* length, vela::CancelToken* token) override {
+    *length = claimedLength.value_or(bytes.size());  // written even when the call fails
     return perform("getLength", "", token, [&] {
-      *length = claimedLength.value_or(bytes.size());
       result_ = *length == vela::kUnknown64 ? "unknown" : std::to_string(*length);
       return vela::TIOResult::success;
     });
