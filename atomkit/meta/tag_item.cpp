@@ -43,9 +43,9 @@ class ItemBoxHandler final : public BoxHandler {
     }
   }
 
-  /// Adds the tag of an item whose value is text.
+  /// Adds the tag of an item whose value is text; the items that readData() converts have none.
   void finish() {
-    if (handled_ || !value_ || value_->empty()) return;
+    if (!value_ || value_->empty()) return;
     const char* name = name_.empty() ? tagNameOf(itemType_) : canonicalTagName(name_.text());
     if (name) addTag(*tags_, name, std::move(value_));
   }

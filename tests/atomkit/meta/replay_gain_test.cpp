@@ -206,6 +206,8 @@ TEST(ReplayGainText, GainHasTwoDecimalsAndItsUnit) {
   EXPECT_EQ(gainText(10000), u"1.00 dB");
   EXPECT_EQ(gainText(-10000), u"-1.00 dB");
   EXPECT_EQ(gainText(10500), u"1.05 dB");
+  EXPECT_EQ(gainText(10900), u"1.09 dB");
+  EXPECT_EQ(gainText(11000), u"1.10 dB");
   EXPECT_EQ(gainText(123456), u"12.34 dB");
 }
 
