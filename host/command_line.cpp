@@ -5,6 +5,7 @@
 #include <csignal>
 #include <exception>
 #include <map>
+#include <new>
 
 #include "host/commands/commands.h"
 #include "host/failure.h"
@@ -37,32 +38,37 @@ class InterruptCancels {
 };
 
 constexpr char kFooter[] =
-    "Exit status: 0 success; the plug-in's result code 1 (position outside the file), 2 "
-    "(cancelled), 3 (not found), 5 (not supported or malformed), 6 (out of memory), 7 (any other "
-    "code of the stream); 64 wrong usage, 65 not representable in the asked form, 69 no plug-in, "
-    "74 output can't be written.";
+    "Exit status: 0 success; the plug-in's result code 1 (position outside the file),\n"
+    "2 (cancelled), 3 (not found), 5 (not supported or malformed), 6 (out of memory),\n"
+    "7 (any other code of the stream); 64 wrong usage, 65 not representable in the\n"
+    "asked form, 69 no plug-in, 74 output can't be written.";
 
 constexpr char kInfoHelp[] =
-    "Tell what FILE holds: duration, bit rate, formats with their configuration bytes, chapters, "
-    "and every item with its tags.\n"
-    "There is no option to save a cover picture: the plug-in reads covers, but its interface to "
-    "the host has no operation that hands one out.";
+    "Tell what a file holds: duration, formats, chapters, and every item with its tags.";
+constexpr char kInfoFooter[] =
+    "There is no option to save a cover picture: the plug-in reads covers, but its\n"
+    "interface to the host has no operation that hands one out.\n"
+    "A film's tags are those that its first chapter bears, because the interface tells\n"
+    "tags with a chapter only.";
 
 constexpr char kPacketsHelp[] =
-    "List the packets of an item in the order in which the plug-in proposes to read them: stream, "
-    "time in seconds (video) or frames and frames to drop (audio; 0 frames: pre-roll), size, file "
-    "offset, CRC-32. With --json one object a line.";
+    "List the packets of an item in the order in which the plug-in proposes to read them.";
+constexpr char kPacketsFooter[] =
+    "Columns: stream; time in seconds (video); frames to play and frames to drop at the\n"
+    "start (audio; 0 frames: the packet only primes the decoder); size; file offset;\n"
+    "CRC-32. With --json one object a line.";
 
-constexpr char kExtractHelp[] =
-    "Write elementary streams: AAC as ADTS, MP3 as it is, MPEG-4 Visual behind its configuration, "
-    "H.264 with start codes behind its parameter sets (unit lengths in the file are taken to be "
-    "four bytes wide).\n"
-    "ADTS can't carry object types other than main, LC, SSR and LTP, layouts given by a program "
-    "config element, packets of 960 frames or of more than 8184 bytes; such audio is refused.";
+constexpr char kExtractHelp[] = "Write the elementary streams of a file.";
+constexpr char kExtractFooter[] =
+    "AAC is written as ADTS, MP3 as it is, MPEG-4 Visual behind its configuration, H.264\n"
+    "with start codes behind its parameter sets. The lengths of H.264 units in the file\n"
+    "are taken to be four bytes wide; packets for which that is untrue are refused.\n"
+    "ADTS can't carry object types other than main, LC, SSR and LTP, channel layouts given\n"
+    "by a program config element, and packets of 960 frames or of more than 8184 bytes;\n"
+    "such audio is refused. High-efficiency AAC is written as its core.";
 
 constexpr char kSeekHelp[] =
-    "Tell where a seek lands: packets of pre-roll and frames cut (audio), time of the key frame "
-    "(video).";
+    "Tell where a seek lands: pre-roll and frames cut (audio), key frame (video).";
 
 constexpr char kJsonHelp[] = "Print JSON";
 constexpr char kItemHelp[] = "Item identifier; 0 is the whole file";
@@ -82,8 +88,10 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
                  "built or installed with this program")
       ->type_name("PATH");
 
-  const auto addCommand = [&app](const char* name, const char* help, std::filesystem::path& file) {
+  const auto addCommand = [&app](const char* name, const char* help, const std::string& footer,
+                                 std::filesystem::path& file) {
     CLI::App* const command = app.add_subcommand(name, help);
+    command->footer(footer.empty() ? kFooter : footer + "\n\n" + kFooter);
     command->add_option("FILE", file, "The MP4 file")->required()->type_name("");
     return command;
   };
@@ -93,11 +101,12 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
   };
 
   InfoOptions infoOptions;
-  CLI::App* const infoCommand = addCommand("info", kInfoHelp, infoOptions.file);
+  CLI::App* const infoCommand = addCommand("info", kInfoHelp, kInfoFooter, infoOptions.file);
   addJson(infoCommand, infoOptions.output);
 
   PacketsOptions packetsOptions;
-  CLI::App* const packetsCommand = addCommand("packets", kPacketsHelp, packetsOptions.file);
+  CLI::App* const packetsCommand =
+      addCommand("packets", kPacketsHelp, kPacketsFooter, packetsOptions.file);
   packetsCommand->add_option("--item", packetsOptions.item, kItemHelp)->type_name("N");
   const std::map<std::string, Wanted> streams = {
       {"audio", Wanted::audio}, {"video", Wanted::video}, {"both", Wanted::both}};
@@ -111,12 +120,13 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
   packetsCommand->add_flag("--summary", packetsOptions.summary, "Print totals only");
 
   ExtractOptions extractOptions;
-  CLI::App* const extractCommand = addCommand("extract", kExtractHelp, extractOptions.file);
+  CLI::App* const extractCommand =
+      addCommand("extract", kExtractHelp, kExtractFooter, extractOptions.file);
   extractCommand->add_option("--audio", extractOptions.audio, "Audio output")->type_name("OUT");
   extractCommand->add_option("--video", extractOptions.video, "Video output")->type_name("OUT");
 
   SeekOptions seekOptions;
-  CLI::App* const seekCommand = addCommand("seek", kSeekHelp, seekOptions.file);
+  CLI::App* const seekCommand = addCommand("seek", kSeekHelp, "", seekOptions.file);
   seekCommand->add_option("--to", seekOptions.to, "Target, from item start")
       ->required()
       ->type_name("SECONDS");

@@ -15,10 +15,10 @@ namespace {
 
 constexpr size_t kLabelWidth = 12;
 
-/// "label", padded, then the value.
+/// The label, padded, then the value.
 void line(std::ostream& out, const std::string& label, const std::string& value) {
   const size_t padding = label.size() < kLabelWidth ? kLabelWidth - label.size() : 1;
-  out << label << std::string(padding, ' ') << value << '\n';
+  out << label << std::string(padding, ' ') << (value.empty() ? "none" : value) << '\n';
 }
 
 std::string plural(uint32_t count, const std::string& one) {
@@ -110,8 +110,8 @@ void writeTags(std::ostream& out, const MediaInfoRecord& info) {
   for (const NamedValue& entry : values) {
     std::string label = printableLines(entry.name).front();
     for (const std::string& part : printableLines(entry.value)) {
-      const std::string padding(widest - columns(label), ' ');
-      out << "  " << label << padding << (part.empty() ? "" : "  ") << part << '\n';
+      const std::string padding(part.empty() ? 0 : widest - columns(label) + 2, ' ');
+      out << "  " << label << padding << part << '\n';
       label.clear();
     }
   }

@@ -102,6 +102,6 @@ ProgramResult runProgram(const std::string& command) {
   return result;
 }
 
-bool haveFfmpeg() { return runProgram("ffmpeg -version && ffprobe -version").status == 0; }
+bool haveFfmpeg() { return runProgram("command -v ffmpeg && command -v ffprobe").status == 0; }
 
 }  // namespace media
