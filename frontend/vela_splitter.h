@@ -5,8 +5,8 @@
 //   declaration order here is the slot order of that table. No interface has a C++ destructor in
 //   its table: slot 3 of a reference-counted interface is the ordinary operation
 //   deletingDestructor(). Interface pointers are never passed to `delete`.
-// - Yes/no results and arguments are 32-bit words, 0 or not 0. Result codes are
-// VelaBase::TIOResult.
+// - Yes/no results and arguments are 32-bit words, 0 or not 0. Result codes are of the type
+//   VelaBase::TIOResult.
 // - A 64-bit argument crosses as a Word64; a 64-bit value behind a pointer is eight bytes.
 // - Text is UTF-16. A count of kUntilNul means: up to the terminating NUL.
 // - An identifier is the address of a Guid (16 bytes in the usual in-memory order).
@@ -14,8 +14,7 @@
 //   value (slot 0), then gives back the one that the slot held (slot 1), if any.
 // - No exception leaves the plug-in, and none may leave an operation of the host.
 // - An object is used by one thread at a time; only addRef() and release() of a splitter may be
-// called
-//   from several threads at once.
+//   called from several threads at once.
 #pragma once
 #include <cstdint>
 
