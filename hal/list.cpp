@@ -89,7 +89,7 @@ bool VList::Reorder(const uint32_t* p_permutation, uint32_t p_count) {
   if (!nodes) return false;
   VListNode* walk = m_first;
   for (uint32_t index = 0; index < p_count; ++index) {
-    VASSERT_AT("stdhelpers", 1416, walk != 0);
+    VASSERT_TEXT_AT("stdhelpers", 1416, walk, "walk != 0");
     if (!walk) {
       // Fewer nodes than the count says: there is nothing to put at the places that are left.
       VMemory::GDeleteArray(nodes);
@@ -98,8 +98,8 @@ bool VList::Reorder(const uint32_t* p_permutation, uint32_t p_count) {
     nodes[index] = walk;
     walk = walk->m_next;
   }
-  VASSERT_AT("stdhelpers", 1421,
-             (walk == 0 && m_count == p_count) || (walk != 0 && m_count > p_count));
+  VASSERT_TEXT_AT("stdhelpers", 1421, walk ? m_count > p_count : m_count == p_count,
+                  "(walk == 0 && m_count == p_count) || (walk != 0 && m_count > p_count)");
   VReorder::GPointers(nodes, p_permutation, p_count);
   VListNode* before = nullptr;
   for (uint32_t index = 0; index < p_count; ++index) {
@@ -167,10 +167,13 @@ bool VList::Gather(VRecordSource& source, VFilter& filter, Chain& p_chain) {
 void VList::Link(VListNode* p_before, VListNode* p_after, const Chain& p_chain) {
   VListNode* const first = p_chain.m_first;
   VListNode* const last = p_chain.m_last;
-  VASSERT_AT("stdhelpers", 1537,
-             p_before == 0 || p_after == 0 ||
-                 (p_before->m_next == p_after && p_after->m_prev == p_before));
-  VASSERT_AT("stdhelpers", 1539, (first != 0 && last != 0) || (first == 0 && last == 0));
+  VASSERT_TEXT_AT(
+      "stdhelpers", 1537,
+      !p_before || !p_after || (p_before->m_next == p_after && p_after->m_prev == p_before),
+      "p_before == 0 || p_after == 0 || (p_before->m_next == p_after && p_after->m_prev == "
+      "p_before)");
+  VASSERT_TEXT_AT("stdhelpers", 1539, !first == !last,
+                  "(first != 0 && last != 0) || (first == 0 && last == 0)");
   if (!first || !last) return;
   first->m_prev = p_before;
   last->m_next = p_after;

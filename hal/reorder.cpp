@@ -2,23 +2,8 @@
 
 #include <cstddef>
 
-#include "hal/assertion.h"
 #include "hal/bit_table.h"
 #include "hal/sort.h"
-
-constexpr VReorder::Reports VReorder::KElementReports = {
-    VASSERT_REPORT("stdhelpers", "199", "done"),
-    VASSERT_REPORT("stdhelpers", "210", "!VBitArrayBitTable::GGet(done,next)"),
-    VASSERT_REPORT("stdhelpers", "211", "next>n"),
-    VASSERT_REPORT("stdhelpers", "212", "n<count"),
-};
-
-constexpr VReorder::Reports VReorder::KPointerReports = {
-    VASSERT_REPORT("stdhelpers", "1128", "done"),
-    VASSERT_REPORT("stdhelpers", "1140", "!VBitArrayBitTable::GGet(done,next)"),
-    VASSERT_REPORT("stdhelpers", "1141", "next>n"),
-    VASSERT_REPORT("stdhelpers", "1142", "n<count"),
-};
 
 void VReorder::GElements(void* p_base, uint32_t size, const uint32_t* p_permutation,
                          uint32_t p_count) noexcept {

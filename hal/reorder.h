@@ -2,6 +2,8 @@
 #pragma once
 #include <cstdint>
 
+#include "hal/assertion.h"
+
 /// Entry k of a permutation is the index of the element that must end up at position k; it must be
 /// a bijection of 0 ... count-1. Where a check sees that it is not, it reports, and the rest of
 /// that cycle stays as it is. Cost: one swap for each step of a cycle; one bit for each element.
@@ -23,8 +25,18 @@ class VReorder {
     const char16_t* m_notRising;
     const char16_t* m_outOfRange;
   };
-  static const Reports KElementReports;
-  static const Reports KPointerReports;
+  static constexpr Reports KElementReports = {
+      VASSERT_REPORT("stdhelpers", "199", "done"),
+      VASSERT_REPORT("stdhelpers", "210", "!VBitArrayBitTable::GGet(done,next)"),
+      VASSERT_REPORT("stdhelpers", "211", "next>n"),
+      VASSERT_REPORT("stdhelpers", "212", "n<count"),
+  };
+  static constexpr Reports KPointerReports = {
+      VASSERT_REPORT("stdhelpers", "1128", "done"),
+      VASSERT_REPORT("stdhelpers", "1140", "!VBitArrayBitTable::GGet(done,next)"),
+      VASSERT_REPORT("stdhelpers", "1141", "next>n"),
+      VASSERT_REPORT("stdhelpers", "1142", "n<count"),
+  };
 
   /// An array in the middle of being reordered; nothing is owned.
   struct Work {

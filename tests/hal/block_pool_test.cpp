@@ -65,6 +65,8 @@ TEST(BlockPool, ReusesAReleasedBlockThatIsLargeEnough) {
   EXPECT_TRUE(pool.release(block));
   EXPECT_EQ(pool.blocks()[0].m_in_use, 0);
   const uint64_t allocations = allocation.allocations();
+  EXPECT_EQ(pool.acquire(100, 16), block);
+  EXPECT_TRUE(pool.release(block));
   EXPECT_EQ(pool.acquire(50, 16), block);
   EXPECT_EQ(allocation.allocations(), allocations);
   EXPECT_EQ(pool.blocks().size(), 1u);

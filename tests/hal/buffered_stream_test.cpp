@@ -44,6 +44,7 @@ TEST(BufferedWriter, StagingIsHalvedUntilItCanBeHad) {
   EXPECT_EQ(sizeWhenFailing(100, 3), 12u);
   EXPECT_EQ(sizeWhenFailing(100, 6), 1u);
   EXPECT_EQ(sizeWhenFailing(100, 7), 0u);
+  EXPECT_EQ(sizeWhenFailing(2, 1), 1u);
   EXPECT_EQ(sizeWhenFailing(0, 0), 0u);
   EXPECT_EQ(sizeWhenFailing(1, 1), 0u);
 }

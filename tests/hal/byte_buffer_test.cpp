@@ -49,6 +49,14 @@ TEST(ByteBuffer, SetSizeDoublesFromOneToEight) {
   EXPECT_EQ(buffer.GetSize(), 5u);
 }
 
+TEST(ByteBuffer, SetSizeOfOneByteOrNoneNeedsNoDoubling) {
+  VByteBuffer buffer;
+  EXPECT_EQ(buffer.SetSize(0), nullptr);
+  EXPECT_EQ(buffer.GetCapacity(), 0u);
+  EXPECT_NE(buffer.SetSize(1), nullptr);
+  EXPECT_EQ(buffer.GetCapacity(), 1u);
+}
+
 TEST(ByteBuffer, SetSizeDoublesFromTheCurrentCapacity) {
   VByteBuffer buffer;
   buffer.SetSize(8);

@@ -88,13 +88,13 @@ TEST(List, EveryOperationStandsInItsSlot) {
   EXPECT_EQ(position, firstOf(*list));
   EXPECT_TRUE(call<bool>(list, 1, &position)) << "Last";
   EXPECT_EQ(position, lastOf(*list));
-  uint8_t record[18];
+  alignas(VRecord) uint8_t record[24];
   std::memset(record, 0xA5, sizeof(record));
-  EXPECT_TRUE((call<bool>(list, 2, &position, &record[1]))) << "Get";
+  EXPECT_TRUE((call<bool>(list, 2, &position, &record[4]))) << "Get";
   const VRecord expected = recordOf(2);
-  EXPECT_EQ(std::memcmp(&record[1], &expected, 16), 0);
-  EXPECT_EQ(record[0], 0xA5);
-  EXPECT_EQ(record[17], 0xA5) << "sixteen bytes and no more";
+  EXPECT_EQ(std::memcmp(&record[4], &expected, 16), 0);
+  EXPECT_EQ(record[3], 0xA5);
+  EXPECT_EQ(record[20], 0xA5) << "sixteen bytes and no more";
   EXPECT_TRUE((call<bool>(list, 3, &position, int32_t{-2}))) << "Move";
   EXPECT_EQ(position, firstOf(*list));
   EXPECT_EQ(call<uint32_t>(list, 4), 3u) << "GetCount";
