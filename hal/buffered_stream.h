@@ -29,6 +29,7 @@ class VBufferedWriter final : public VByteWriter {
   VByteBuffer m_staging;
   uint32_t m_staged = 0;  // bytes
 };
+static_assert(sizeof(VBufferedWriter) == 4 * sizeof(void*) + 8);
 
 /// Borrows the inner reader and reads ahead of its caller, by less than the staging.
 class VBufferedReader final : public VByteReader {
@@ -55,3 +56,4 @@ class VBufferedReader final : public VByteReader {
   uint32_t m_filled = 0;    // bytes
   uint32_t m_consumed = 0;  // bytes, at most m_filled
 };
+static_assert(sizeof(VBufferedReader) == 3 * sizeof(void*) + 16);
