@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "hal/number_text.h"
 #include "hal/wide_text.h"
 
@@ -78,9 +80,9 @@ int64_t VNumberText::GParseScaledSigned(const char16_t* text, uint32_t maximum,
 
 float VNumberText::GParseFloat(const char16_t* text, int32_t maximum) noexcept {
   constexpr uint32_t limit = 127;
-  const bool isLimited = maximum < 0 || static_cast<uint32_t>(maximum) > limit;
   char16_t copy[limit + 1];
-  VWideText::GCopy(copy, text, isLimited ? limit : static_cast<uint32_t>(maximum));
+  // A negative maximum is a very large one.
+  VWideText::GCopy(copy, text, std::min(static_cast<uint32_t>(maximum), limit));
 
   const char16_t* next = copy;
   while (*next == u' ') ++next;

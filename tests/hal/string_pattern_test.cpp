@@ -99,6 +99,7 @@ TEST(PatternList, WithoutListModeIsOnePattern) {
 
 TEST(PatternList, PassesOverSemicolonsAndThenSpaces) {
   EXPECT_TRUE(matchesList(u"b", u"a;;;   b"));
+  EXPECT_FALSE(matchesList(u"", u"a;;b")) << "two semicolons enclose no empty pattern";
   EXPECT_TRUE(matchesList(u"b", u"a; b"));
   EXPECT_FALSE(matchesList(u"b", u"a ;b ")) << "spaces belong to a pattern elsewhere";
   EXPECT_TRUE(matchesList(u"b ", u"a;b "));
