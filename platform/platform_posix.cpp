@@ -76,8 +76,8 @@ void writeDebugChannel(const char16_t* text) noexcept {
 void debugBreak() noexcept {
   struct sigaction current;
   if (::sigaction(SIGTRAP, nullptr, &current) != 0) return;
-  const bool isHandled = (current.sa_flags & SA_SIGINFO) ||
-                         (current.sa_handler != SIG_DFL && current.sa_handler != SIG_IGN);
+  // Both kinds of handler share their place, so this finds either.
+  const bool isHandled = current.sa_handler != SIG_DFL && current.sa_handler != SIG_IGN;
   if (isHandled) {
     ::raise(SIGTRAP);
     return;
