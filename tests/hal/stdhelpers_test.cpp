@@ -7,10 +7,9 @@
 #include <sstream>
 #include <string>
 
-// This test has no other include of the library.
-static_assert(sizeof(VBufferString) && sizeof(VStringTail) && sizeof(VBoundedReader) &&
-              sizeof(VMemoryReader) && sizeof(VMemoryWriter) && sizeof(VAlignedBlock) &&
-              sizeof(VAcceptAllFilter));
+// This file has no other include of the library.
+static_assert(sizeof(VBufferString) > 0);
+static_assert(sizeof(VBoundedReader) > 0);
 
 TEST(StdHelpers, GathersEveryHeaderOfTheLibrary) {
   const std::filesystem::path folder = HAL_FOLDER;
