@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "atomkit/core/fourcc.h"
+#include "atomkit/core/growing_array.h"
 #include "atomkit/core/object_array.h"
 #include "atomkit/core/parse_options.h"
 #include "atomkit/core/shared.h"
@@ -127,6 +128,7 @@ class Movie {
   /// Sets the duration. @return start of a file without chapter marks, in 100 ns
   uint64_t determineDuration();
   void buildMarkedChapters(const TagStore* tagSource);
+  void mergeChapterTags();
   const TrackRecord& track(uint32_t index) const;
 
   ParseOptions options_ = 0;
@@ -136,7 +138,8 @@ class Movie {
   FourCC lastTopLevelType_ = 0;
   uint64_t scannedEnd_ = 0;
   MovieHeader header_;
-  ObjectArray<LazyHandle<TrackRecord>> tracks_;
+  // Appended one by one; a hostile file holds as many as there is room for empty boxes.
+  GrowingArray<LazyHandle<TrackRecord>> tracks_;
   ObjectArray<Chapter> chapters_;
   TagStore tags_;
   uint64_t duration_ = 0;

@@ -16,7 +16,7 @@ void MovieBoxHandler::handleBox(AtomReader& reader, FourCC type, uint64_t payloa
       movie_->header_ = readMovieHeader(reader);
       return;
     case fourCC("trak"): {
-      TrackBoxHandler handler(movie_->options_, *movie_->tracks_.append());
+      TrackBoxHandler handler(movie_->options_, *movie_->tracks_.append({}));
       walkChildren(handler, reader, payloadSize);
       return;
     }

@@ -65,16 +65,14 @@ void Movie::buildMarkedChapters(const TagStore* tagSource) {
   const uint32_t count = chapterMarks_.count();
   chapters_.resize(count);
   for (uint32_t i = 0; i < count; ++i) {
+    Chapter& chapter = chapters_[i];
+    chapter.start = chapterMarks_[i].start;
+    if (tagSource) chapter.tags.copyFrom(*tagSource);
+  }
+  mergeChapterTags();
+  for (uint32_t i = 0; i < count; ++i) {
     const ChapterEntry& mark = chapterMarks_[i];
     Chapter& chapter = chapters_[i];
-    chapter.start = mark.start;
-    if (tagSource) chapter.tags.copyFrom(*tagSource);
-    if (tagging_.seen) {
-      if (auto* segment = tagging_.segments.find(i)) {
-        chapter.tags.merge(segment->payload);
-        tagging_.segments.remove(*segment);
-      }
-    }
     if (mark.title && !mark.title->empty() && lacks(chapter.tags, "title")) {
       chapter.tags.set("title", mark.title, TagFlag::extensible);
     }
@@ -83,6 +81,23 @@ void Movie::buildMarkedChapters(const TagStore* tagSource) {
       std::snprintf(number, sizeof number, "%u", static_cast<unsigned>(i + 1));
       chapter.tags.set("track", makeSharedString(number), TagFlag::extensible);
     }
+  }
+}
+
+// A chapter takes the first segment that bears its number; that segment is used up. One walk over
+// the segments serves all chapters, however many of either a file has.
+void Movie::mergeChapterTags() {
+  bool served[kMaxChapters] = {};
+  auto* segment = tagging_.segments.first();
+  while (segment) {
+    auto* const next = segment->next;
+    const uint32_t chapter = segment->key;
+    if (chapter < chapters_.count() && !served[chapter]) {
+      served[chapter] = true;
+      chapters_[chapter].tags.merge(segment->payload);
+      tagging_.segments.remove(*segment);
+    }
+    segment = next;
   }
 }
 

@@ -77,6 +77,9 @@ class LazyHandle {
     handle_ = other.access();
     return *this;
   }
+  /// Moving leaves an empty handle empty.
+  LazyHandle(LazyHandle&& other) noexcept = default;
+  LazyHandle& operator=(LazyHandle&& other) noexcept = default;
 
   /// The object, made now if there was none.
   /// @throws exception "out of memory"

@@ -4,11 +4,6 @@
 #include "atomkit/core/value_readers.h"
 
 namespace atomkit {
-namespace {
-
-constexpr uint32_t kMaxChapters = 1024;
-
-}  // namespace
 
 // 'chpl' chapter list
 //   u8 version, u8 reserved[4] (flags and a reserved byte, not looked at), u32 chapter_count,

@@ -8,6 +8,9 @@
 
 namespace atomkit {
 
+/// Most chapters that a list may have.
+inline constexpr uint32_t kMaxChapters = 1024;
+
 struct ChapterEntry {
   uint64_t start = 0;  ///< 100 ns
   SharedString title;  ///< bytes as in the file; empty handle until read

@@ -5,7 +5,7 @@
 
 #include "atomkit/core/owned_string.h"
 #include "atomkit/core/shared.h"
-#include "atomkit/meta/growing_array.h"
+#include "atomkit/core/growing_array.h"
 
 namespace atomkit {
 

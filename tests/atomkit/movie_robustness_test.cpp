@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -270,6 +271,41 @@ TEST(Robustness, TwoHundredTracksAreKeptApart) {
     movie.summary(i, summary);
     EXPECT_EQ(summary.timescale, 1000 + i);
   }
+}
+
+/// Processor time of one parse. What is allowed is far above what is measured in an unoptimised
+/// build with sanitizers, and far below what work that grows with the square of the count takes.
+double secondsToParse(const Bytes& bytes, Movie& movie) {
+  const std::clock_t start = std::clock();
+  MemorySource source(bytes);
+  movie.parse(source, ScanRange::wholeFile, kEverything, bytes.size());
+  return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+}
+constexpr double kSecondsAllowed = 5;
+
+TEST(MovieRobustness, ManyEmptyTracksCostTimeInProportion) {
+  constexpr uint32_t kTracks = 131072;
+  const Bytes empty = box("trak");
+  Bytes tracks;
+  for (uint32_t i = 0; i < kTracks; ++i) tracks.insert(tracks.end(), empty.begin(), empty.end());
+  Movie movie;
+  EXPECT_LT(secondsToParse(join(ftyp(), box("moov", mvhd(), tracks)), movie), kSecondsAllowed);
+  EXPECT_EQ(movie.trackCount(), kTracks);
+}
+
+TEST(MovieRobustness, ManyChapterSegmentsCostTimeInProportion) {
+  constexpr uint32_t kSegments = 70000;
+  Bytes segments;
+  for (uint32_t i = 0; i < kSegments; ++i) {
+    const Bytes one = ztSegment(1000, {});
+    segments.insert(segments.end(), one.begin(), one.end());
+  }
+  const std::vector<Mark> marks(1000, Mark{});
+  const Bytes bytes =
+      join(ftyp(), moov({.tracks = {trak()}, .udta = join(box("tags", segments), chpl(marks))}));
+  Movie movie;
+  EXPECT_LT(secondsToParse(bytes, movie), kSecondsAllowed);
+  EXPECT_EQ(movie.chapterCount(), 1000u);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "atomkit/meta/growing_array.h"
+#include "atomkit/core/growing_array.h"
 
 #include <gtest/gtest.h>
 

@@ -25,12 +25,13 @@ class GrowingArray {
 
   uint32_t count() const noexcept { return count_; }
 
-  /// Adds `element` at the end.
+  /// Adds `element` at the end and returns it.
   /// @throws exception "out of memory when resizing array"; the array then stays as it was
-  void append(T element) {
+  T& append(T element) {
     if (count_ == capacity_) grow();
-    new (data_ + count_) T(std::move(element));
+    T* const added = new (data_ + count_) T(std::move(element));
     ++count_;
+    return *added;
   }
 
   /// Destroys the elements and gives the memory back.
