@@ -23,7 +23,8 @@ class BitReader {
     for (; bits > 0; --bits, ++position_) {
       const size_t byte = position_ / 8;
       if (byte >= bytes_.size()) throw cannot("its decoder configuration is cut short");
-      value = value << 1 | (bytes_[byte] >> (7 - position_ % 8) & 1u);
+      const uint32_t whole = bytes_[byte];
+      value = value << 1 | (whole >> (7 - position_ % 8) & 1);
     }
     return value;
   }
