@@ -55,12 +55,13 @@ void SplitterSession::startVideo(VideoFormat* format) {
 }
 
 TIOResult SplitterSession::seekTo(uint64_t offset, CancelToken*) {
-  const uint64_t target = rangeStart_ + offset;
-  if (target >= rangeEnd_) {
+  // Compared like this, an offset of any size can't wrap round to a place before the item.
+  if (offset >= rangeEnd_ - rangeStart_) {
     if (audioEnabled_) audioNextSample_ = audioSampleCount_;
     if (videoEnabled_) videoNextSample_ = videoSampleCount_;
     return TIOResult::success;
   }
+  const uint64_t target = rangeStart_ + offset;
   if (audioEnabled_ && !seekAudio(target)) return TIOResult::failed;
   if (videoEnabled_) seekVideo(target);
   return TIOResult::success;

@@ -31,6 +31,12 @@ uint32_t VStringTail::GetLength() const {
 VBufferString::~VBufferString() { VMemory::GFree(m_buffer); }
 
 uint64_t VBufferString::Set(const char16_t* text, uint32_t p_count, uint32_t start) {
+  const uint64_t status = Store(text, p_count, start);
+  if (status != 0 || start == 0) m_complete = status == 0;
+  return status;
+}
+
+uint64_t VBufferString::Store(const char16_t* text, uint32_t p_count, uint32_t start) {
   constexpr uint64_t stored = 0;
   constexpr uint64_t notStored = 1;
   start = std::min(start, m_length);

@@ -59,8 +59,15 @@ class VBufferString final : public VString {
   const char16_t* GetBuffer() const override;
   uint32_t GetLength() const override;
 
+  /// False once a Set() found no memory: what producers wrote without looking at its result may
+  /// then lack a part. True again when a Set() at unit 0 succeeds.
+  bool IsComplete() const { return m_complete; }
+
  private:
+  uint64_t Store(const char16_t* text, uint32_t p_count, uint32_t start);
+
   char16_t* m_buffer = nullptr;  // room for m_capacity units and the NUL; null while empty
   uint32_t m_capacity = 0;       // units
   uint32_t m_length = 0;         // units
+  bool m_complete = true;
 };

@@ -101,7 +101,7 @@ TEST(OutOfMemory, WhileAnItemStartsFailsAndASecondStartSucceeds) {
   }
 }
 
-TEST(OutOfMemory, ForATextLeavesItEmptyAndTellsTheRest) {
+TEST(OutOfMemory, ForATextEndsTheDescriptionWithItsCode) {
   const BuiltMovie file = movieFile({.tracks = {aacTrack({.samples = 12})},
                                      .udta = metaWith(ilstText("\xA9"
                                                                "ART",
@@ -123,14 +123,11 @@ TEST(OutOfMemory, ForATextLeavesItEmptyAndTellsTheRest) {
     FailingHalAllocation memory(opening + i);
     {
       OpenSession open(file.bytes);
-      EXPECT_EQ(open.describe(1), TIOResult::success);
+      EXPECT_EQ(open.describe(1), TIOResult::outOfMemory);
       EXPECT_TRUE(memory.failed());
-      ASSERT_EQ(open.info.tags.size(), 2u);
-      uint32_t empty = 0;
       for (const auto& tag : open.info.tags) {
-        empty += (tag.key.empty() ? 1u : 0u) + (tag.value.empty() ? 1u : 0u);
+        EXPECT_FALSE(tag.key.empty() || tag.value.empty()) << "no part of a tag is told";
       }
-      EXPECT_EQ(empty, 1u);
     }
     EXPECT_EQ(memory.blocksHeld(), 0u);
   }

@@ -318,8 +318,10 @@ TEST_F(ReadCache, DoesNotServeABlockWhoseFillFailed) {
   host.failCall("read", 0, kHostCode);
   seek(0x40000);
   EXPECT_EQ(tryRead(1), kHostCode);
+  host.calls.clear();
+  EXPECT_EQ(read(4), fileBytes(0x40000, 4)) << "not what the block held before";
+  EXPECT_EQ(host.take(), (Calls{seekTo(0x40000), kFullRead}));
   EXPECT_EQ(callsToTouch(0x00000), (Calls{seekTo(0x00000), kFullRead}));
-  EXPECT_EQ(callsToTouch(0x40000), (Calls{seekTo(0x40000), kFullRead}));
 }
 
 TEST(Deliberate, D003_OneFillIsOneHostReadWhateverItDelivers) {
@@ -401,6 +403,13 @@ TEST_F(ShortReadCache, SkipsAnywhereWhenTheLengthIsUnknown) {
   host.claimedLength = vela::kUnknown64;
   EXPECT_EQ(skip(5000), 5000u);
   EXPECT_EQ(read(1), Bytes{});
+}
+
+TEST_F(ShortReadCache, SkipsNothingAtTheLastPlaceThat64BitsCanName) {
+  read(1);  // a block holds the place that the sum would wrap to
+  seek(0xFFFFFFFFFFFFFFFE);
+  EXPECT_EQ(skip(10), 0u);
+  EXPECT_EQ(position(), 0xFFFFFFFFFFFFFFFE);
 }
 
 TEST_F(ReadCache, StaysWhereItIsWhenASkipCannotLearnTheLength) {
@@ -514,6 +523,10 @@ TEST_F(ReadCache, DropsItsBlocksWhenTheLengthIsSet) {
   EXPECT_EQ(host.calls.back(), "setLength 100");
   EXPECT_EQ(position(), 51u);
   EXPECT_EQ(readAt(99, 10).size(), 1u);
+  readAt(0, 100);
+  EXPECT_EQ(cache->setLength(200, 0, &token), TIOResult::success);
+  EXPECT_EQ(callsToTouch(100), (Calls{seekTo(100), "read 16384 -> 100"}))
+      << "setting the length may have moved the host's stream";
   host.failCall("setLength", 0, kHostCode);
   EXPECT_EQ(cache->setLength(0, 1, &token), kHostCode);
   EXPECT_EQ(host.calls.back(), "setLength 4294967296 failed 4660");

@@ -201,9 +201,10 @@ TEST(SplitterObject, StoresTheTimeOfAVideoPacketAtAnyAddressAndOnlyWithAPacket) 
   uint64_t time = 0;
   std::memcpy(&time, words + 1, sizeof time);
   EXPECT_EQ(time, vela::ticksToHostUnits(1000, 25000));
+  record.low = 9;
   ASSERT_EQ(readInto(place), 0u);
   EXPECT_EQ(end, 1);
-  EXPECT_EQ(record.low, 0u);
+  EXPECT_EQ(record.low, 9u);
 }
 
 TEST(InterlockedCounter, HasThreeOperationsAndACountBehindTheTablePointer) {

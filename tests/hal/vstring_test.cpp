@@ -101,6 +101,19 @@ TEST(BufferString, KeepsItsContentWhenThereIsNoMemory) {
   EXPECT_EQ(allocation.blocksHeld(), 0u);
 }
 
+TEST(BufferString, TellsThatAPartIsMissingUntilItIsSetAnew) {
+  FailingHalAllocation allocation(1, 2);
+  VBufferString string;
+  string.Set(u"ab", kAll, 0);
+  EXPECT_TRUE(string.IsComplete());
+  EXPECT_NE(string.Set(u"cdefgh", kAll, kAll), 0u);
+  EXPECT_FALSE(string.IsComplete());
+  EXPECT_EQ(string.Set(nullptr, 0, 1), 0u);
+  EXPECT_FALSE(string.IsComplete()) << "what is left still lacks a part";
+  EXPECT_EQ(string.Set(u"xy", kAll, 0), 0u);
+  EXPECT_TRUE(string.IsComplete());
+}
+
 TEST(BufferString, GrowsByNoMoreThanItNeedsWhenMemoryIsShort) {
   FailingHalAllocation allocation(1, 1);
   VBufferString string;
