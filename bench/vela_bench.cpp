@@ -5,7 +5,7 @@
 #include <string>
 
 #include "atomkit/movie.h"
-#include "fuzz/memory_host.h"
+#include "tests/support/memory_host.h"
 #include "tests/support/memory_source.h"
 #include "tests/support/movie_builder.h"
 
@@ -48,7 +48,7 @@ void ParseLargeMovieBox(benchmark::State& state) {
     parse(movie, bytes);
     benchmark::DoNotOptimize(movie.duration());
   }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(bytes.size()));
 }
 BENCHMARK(ParseLargeMovieBox)->Arg(10000)->Arg(506250)->Unit(benchmark::kMicrosecond);
 
@@ -100,13 +100,6 @@ void SeekCursor(benchmark::State& state) {
 }
 BENCHMARK(SeekCursor)->Unit(benchmark::kMicrosecond);
 
-struct TakesFactory final : vela::ModuleSink {
-  uint32_t onModule(vela::IModuleDescriptor* descriptor) override {
-    return descriptor->getInterface(&factory);
-  }
-  void* factory = nullptr;
-};
-
 /// The plug-in over one file in memory, opened for playback.
 class Player {
  public:
@@ -114,10 +107,10 @@ class Player {
       : stream_(bytes.data(), bytes.size()), provider_(stream_), context_(provider_) {
     module_ = VelaEntry();
     module_->attachHost(&context_);
-    TakesFactory sink;
+    memory_host::FactorySink sink;
     module_->enumerate(&sink);
     void* out = nullptr;
-    static_cast<vela::ISplitterFactory*>(sink.factory)->createSplitterEx(&out, u"input", nullptr);
+    sink.factory()->createSplitterEx(&out, u"input", nullptr);
     splitter = static_cast<vela::IMediaSplitterEx*>(out);
     REQUIRE(splitter);
     REQUIRE(splitter->startItem(0, &audioFormat_, &videoFormat_, nullptr) ==

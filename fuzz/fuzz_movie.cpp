@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "atomkit/movie.h"
-#include "fuzz/require.h"
+#include "tests/support/require.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "fuzz/memory_host.h"
+#include "tests/support/memory_host.h"
 
 extern "C" vela::ISplitterModule* VelaEntry();
 
@@ -26,13 +26,6 @@ class Choices {
 
  private:
   uint64_t state_;
-};
-
-struct TakesFactory final : vela::ModuleSink {
-  uint32_t onModule(vela::IModuleDescriptor* descriptor) override {
-    return descriptor->getInterface(&factory);
-  }
-  void* factory = nullptr;
 };
 
 void describe(vela::IMediaSplitter& splitter) {
@@ -98,9 +91,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   vela::ISplitterModule* module = VelaEntry();
   REQUIRE(module);
   module->attachHost(&context);
-  TakesFactory sink;
+  memory_host::FactorySink sink;
   REQUIRE(module->enumerate(&sink) == 1);
-  auto* factory = static_cast<vela::ISplitterFactory*>(sink.factory);
+  auto* factory = sink.factory();
 
   void* splitter = nullptr;
   if (factory->createSplitterEx(&splitter, u"input", nullptr) == TIOResult::success) {

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <vector>
 
-#include "fuzz/require.h"
 #include "hal/memory_stream.h"
 #include "hal/number_text.h"
 #include "hal/string_pattern.h"
@@ -12,6 +11,7 @@
 #include "hal/text_stream.h"
 #include "hal/vstring.h"
 #include "hal/wide_text.h"
+#include "tests/support/require.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-// REQUIRE: an invariant of a fuzz target; a breach ends the program, so that the input is kept.
+// REQUIRE: an invariant of a program that runs without a test framework; a breach ends it.
 #pragma once
 #include <cstdio>
 #include <cstdlib>

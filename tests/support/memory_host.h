@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "frontend/vela_splitter.h"
-#include "fuzz/require.h"
+#include "tests/support/require.h"
 
 namespace memory_host {
 
@@ -254,6 +254,18 @@ class Info final : public vela::MediaInfo {
     while (text[units]) ++units;
     return units;
   }
+};
+
+/// Takes the factory out of the module that it is enumerated with.
+class FactorySink final : public vela::ModuleSink {
+ public:
+  uint32_t onModule(vela::IModuleDescriptor* descriptor) override {
+    return descriptor->getInterface(&factory_);
+  }
+  vela::ISplitterFactory* factory() const { return static_cast<vela::ISplitterFactory*>(factory_); }
+
+ private:
+  void* factory_ = nullptr;
 };
 
 }  // namespace memory_host
