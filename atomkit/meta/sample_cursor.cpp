@@ -42,7 +42,7 @@ void seekTime(const TimingTables& timing, SampleCursor& cursor, uint32_t sample)
   uint32_t first = 0;
   uint64_t start = 0;
   for (uint32_t index = 0; index < timing.timeRunCount(); ++index) {
-    const TimeRun& run = timing.timeRun(index);
+    const TimeRun run = timing.timeRun(index);
     const uint32_t end = first + run.sampleCount;
     if (sample < end) {
       cursor.timeRun = index;
@@ -85,7 +85,8 @@ uint64_t seekCursor(const TrackRecord& record, SampleCursor& cursor, uint32_t sa
 
 bool advanceCursor(const TrackRecord& record, SampleCursor& cursor) {
   const TimingTables& timing = record.timing;
-  if (cursor.sample + 1 >= timing.sampleCount()) return false;
+  // In 64 bits: no sample follows the last number, not even on a track whose tables wrap.
+  if (uint64_t{cursor.sample} + 1 >= timing.sampleCount()) return false;
   ++cursor.sample;
 
   if (cursor.compositionRun != kNoIndex) {

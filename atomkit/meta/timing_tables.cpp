@@ -4,24 +4,18 @@
 #include "atomkit/core/value_readers.h"
 
 namespace atomkit {
-namespace {
 
-// Version, flags, entry count, and `count` entries of two 32-bit words: one exact read into the
-// final array.
 // DELIBERATE D-321: a second box is an error only when the table holds an entry; after a box with
 // none it fills the table.   Test: D321_*
-template <class Run>
-void readRuns(AtomReader& reader, PlainArray<Run>& runs, const char* duplicateMessage) {
-  static_assert(sizeof(Run) == 2 * sizeof(uint32_t));
-  if (runs.count() > 0) throw exception(duplicateMessage);
+void RunTable::read(AtomReader& reader, const char* duplicateMessage) {
+  if (count() > 0) throw exception(duplicateMessage);
   skipVersionAndFlags(reader);
-  const uint32_t count = readU32(reader);
-  requireEntries(reader, count, sizeof(Run));
-  runs.resize(count);
-  if (count > 0) readU32Array(reader, &runs.data()->sampleCount, 2 * count);
+  const uint32_t runs = readU32(reader);
+  // The bytes of the table fit 32 bits from here on, and so does its number of words.
+  requireEntries(reader, runs, kWordsPerRun * sizeof(uint32_t));
+  words_.resize(kWordsPerRun * runs);
+  if (runs > 0) readU32Array(reader, words_.data(), kWordsPerRun * runs);
 }
-
-}  // namespace
 
 // 'stts' TimeToSampleBox
 //   u8 version, u24 flags (both ignored), u32 entry_count,
@@ -30,9 +24,9 @@ void readRuns(AtomReader& reader, PlainArray<Run>& runs, const char* duplicateMe
 // DELIBERATE D-320: the total of the sample counts wraps at 2^32, and the total is the number of
 // samples.   Test: D320_*
 void TimingTables::readTimeToSample(AtomReader& reader) {
-  readRuns(reader, timeToSample_, "duplicate stts data");
+  timeToSample_.read(reader, "duplicate stts data");
   uint32_t total = 0;
-  for (uint32_t i = 0; i < timeToSample_.count(); ++i) total += timeToSample_[i].sampleCount;
+  for (uint32_t i = 0; i < timeToSample_.count(); ++i) total += timeToSample_.sampleCount(i);
   sampleCount_ = total;
 }
 
@@ -42,7 +36,7 @@ void TimingTables::readTimeToSample(AtomReader& reader) {
 // The offset is taken as signed in both versions of the box: many files carry negative offsets in
 // version 0.
 void TimingTables::readCompositionOffsets(AtomReader& reader) {
-  readRuns(reader, composition_, "duplicate ctts data");
+  composition_.read(reader, "duplicate ctts data");
 }
 
 // 'stss' SyncSampleBox
@@ -63,14 +57,16 @@ void TimingTables::readSyncSamples(AtomReader& reader) {
   }
 }
 
-// The totals may wrap on tables that no real file has. The time never lies before the total that it
+// DELIBERATE D-320: the numbers of samples that the walks through the runs add up are 32-bit words
+// that wrap like the total, here and in the cursor.   Test: D320_*
+// The times may wrap on tables that no real file has. The time never lies before the total that it
 // is compared with, so the subtraction doesn't wrap; a delta of 0 never stops the walk, so the
 // divisor is not 0.
 SampleAtTime TimingTables::sampleAt(uint64_t time) const {
   uint32_t samples = 0;
   uint64_t start = 0;
   for (uint32_t i = 0; i < timeToSample_.count(); ++i) {
-    const TimeRun& run = timeToSample_[i];
+    const TimeRun run = timeRun(i);
     const uint64_t end = start + uint64_t{run.sampleCount} * run.sampleDelta;
     if (time < end) {
       const uint64_t inRun = time - start;
@@ -85,8 +81,8 @@ SampleAtTime TimingTables::sampleAt(uint64_t time) const {
 int32_t TimingTables::compositionOffset(uint32_t sample) const noexcept {
   uint32_t end = 0;
   for (uint32_t i = 0; i < composition_.count(); ++i) {
-    end += composition_[i].sampleCount;
-    if (sample < end) return composition_[i].sampleOffset;
+    end += compositionRunLength(i);
+    if (sample < end) return compositionRunOffset(i);
   }
   return 0;
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "atomkit/core/byte_stream.h"
+#include "atomkit/core/exception.h"
 #include "atomkit/core/plain_array.h"
 
 namespace atomkit {
@@ -25,10 +26,30 @@ struct TimeRun {
   uint32_t sampleDelta;
 };
 
-/// An entry of 'ctts': `sampleCount` samples that are shown `sampleOffset` ticks after decoding.
-struct CompositionRun {
-  uint32_t sampleCount;
-  int32_t sampleOffset;
+/// Runs of samples that share a value, as 'stts' and 'ctts' list them.
+class RunTable {
+ public:
+  /// Version, flags, entry count, and the entries. @throws exception with `duplicateMessage` when
+  /// the table already holds an entry; the reader's "past end" message; "out of memory when
+  /// resizing array"
+  void read(AtomReader& reader, const char* duplicateMessage);
+
+  uint32_t count() const noexcept { return words_.count() / kWordsPerRun; }
+  /// @throws exception "array access out of range"
+  uint32_t sampleCount(uint32_t run) const { return word(run, 0); }
+  /// @throws exception "array access out of range"
+  uint32_t value(uint32_t run) const { return word(run, 1); }
+
+ private:
+  static constexpr uint32_t kWordsPerRun = 2;
+
+  uint32_t word(uint32_t run, uint32_t index) const {
+    // Compared as runs: the index of a word could wrap.
+    if (run >= count()) throw exception(kIndexOutOfRange);
+    return words_[kWordsPerRun * run + index];
+  }
+
+  PlainArray<uint32_t> words_;
 };
 
 class TimingTables {
@@ -65,18 +86,22 @@ class TimingTables {
 
   uint32_t timeRunCount() const noexcept { return timeToSample_.count(); }
   /// @throws exception "array access out of range"
-  const TimeRun& timeRun(uint32_t index) const { return timeToSample_[index]; }
+  TimeRun timeRun(uint32_t index) const {
+    return {timeToSample_.sampleCount(index), timeToSample_.value(index)};
+  }
 
   uint32_t compositionRunCount() const noexcept { return composition_.count(); }
   /// Samples of a 'ctts' run. @throws exception "array access out of range"
-  uint32_t compositionRunLength(uint32_t index) const { return composition_[index].sampleCount; }
+  uint32_t compositionRunLength(uint32_t index) const { return composition_.sampleCount(index); }
   /// Offset of a 'ctts' run in ticks. @throws exception "array access out of range"
-  int32_t compositionRunOffset(uint32_t index) const { return composition_[index].sampleOffset; }
+  int32_t compositionRunOffset(uint32_t index) const {
+    return static_cast<int32_t>(composition_.value(index));
+  }
 
  private:
   uint32_t sampleCount_ = 0;
-  PlainArray<TimeRun> timeToSample_;
-  PlainArray<CompositionRun> composition_;
+  RunTable timeToSample_;             // values: ticks
+  RunTable composition_;              // values: ticks, signed
   PlainArray<uint32_t> syncSamples_;  // zero-based, strictly increasing
 };
 

@@ -196,6 +196,21 @@ TEST(SampleCursor, TrackWithoutSamplesHasNoNextOne) {
   EXPECT_EQ(cursor.sample, 0u);
 }
 
+TEST(SampleCursor, NoSampleFollowsTheLargestNumber) {
+  TrackRecord record;
+  fillTrack(
+      record,
+      {.times = {{0xffffffff, 1}}, .constantSize = 1, .chunkRuns = {{1, 1}}, .chunkOffsets = {0}});
+  SampleCursor cursor = cursorOn(record, 0xfffffffd);
+  EXPECT_TRUE(advanceCursor(record, cursor));
+  EXPECT_FALSE(advanceCursor(record, cursor));
+  EXPECT_EQ(cursor.sample, 0xfffffffeu);
+  seekCursor(record, cursor, 0xffffffff);
+  const std::vector<uint64_t> before = fields(cursor);
+  EXPECT_FALSE(advanceCursor(record, cursor));
+  EXPECT_EQ(fields(cursor), before);
+}
+
 TEST(SampleCursor, StepKeepsTheTrackIndex) {
   TrackRecord record;
   fillTrack(record, smallTrack());
@@ -335,6 +350,48 @@ TEST(SampleCursor, StaleCompositionRunIsOutOfRange) {
   }
 }
 
+// Lengths of the map's runs in samples, modulo 2^32: 0, 2, -2, 4, -1. Samples 2 and 4 fall through
+// two entries each, and the second one starts before the sample.
+TrackTables trackWithWrappingChunkRuns() {
+  return {.times = {{6, 10}},
+          .sizes = {10, 20, 30, 40, 50, 60},
+          .chunkRuns = {{1, 3}, {0x55555557, 2}, {0x55555556, 4}, {0x95555557, 1}, {0x95555556, 5}},
+          .chunkOffsets = {1000}};
+}
+
+TEST(SampleCursor, StepsThroughAMapOfWrappingRunsKeepThePlaceInTheChunk) {
+  TrackRecord record;
+  fillTrack(record, trackWithWrappingChunkRuns());
+  const struct {
+    uint32_t chunk, firstSample;
+    uint64_t offsetInChunk;
+  } expected[] = {{1, 0, 0},           {1, 0, 10},          {0x55555556, 0, 30},
+                  {0x55555556, 0, 60}, {0x95555556, 3, 40}, {0x95555556, 3, 90}};
+  SampleCursor cursor = cursorOn(record, 0);
+  for (const auto& e : expected) {
+    EXPECT_EQ(cursor.chunk.chunk, e.chunk) << cursor.sample;
+    EXPECT_EQ(cursor.chunk.firstSample, e.firstSample) << cursor.sample;
+    EXPECT_EQ(cursor.offsetInChunk, e.offsetInChunk) << cursor.sample;
+    EXPECT_EQ(fields(cursor), fields(cursorOn(record, cursor.sample)));
+    ASSERT_EQ(advanceCursor(record, cursor), cursor.sample < 5);
+  }
+}
+
+TEST(SampleCursor, StepStartsTheOffsetAnewWhenTheFirstSampleOfTheChunkChanges) {
+  TrackRecord record;
+  fillTrack(record, trackWithWrappingChunkRuns());
+  // Another chunk number with the same first sample: the step adds the sample before.
+  SampleCursor cursor = cursorOn(record, 1);
+  cursor.offsetInChunk = 1000;
+  ASSERT_TRUE(advanceCursor(record, cursor));
+  EXPECT_EQ(cursor.offsetInChunk, 1020u);
+  // Another first sample, and not the sample itself: the step adds up from there.
+  cursor = cursorOn(record, 3);
+  cursor.offsetInChunk = 1000;
+  ASSERT_TRUE(advanceCursor(record, cursor));
+  EXPECT_EQ(cursor.offsetInChunk, 40u);
+}
+
 TEST(SampleCursor, StaleChunkMapEntryIsOutOfRange) {
   TrackRecord record;
   fillTrack(record, smallTrack());
@@ -409,6 +466,28 @@ TEST(Deliberate, D320_CursorEndsAtTheWrappedSampleCount) {
   EXPECT_FALSE(advanceCursor(record, cursor));
 }
 
+TEST(Deliberate, D320_CursorCountsTheSamplesOfRunsIn32Bits) {
+  // Samples counted up to the end of each run: 2, 1 (wrapped), 6.
+  TrackRecord record;
+  fillTrack(record, {.times = {{2, 10}, {0xffffffff, 3}, {5, 20}},
+                     .offsets = {{2, 100}, {0xffffffff, 200}, {5, 300}},
+                     .constantSize = 1,
+                     .chunkRuns = {{1, 1}},
+                     .chunkOffsets = {0}});
+  SampleCursor cursor = cursorOn(record, 1);
+  EXPECT_EQ(cursor.timeRun, 0u);
+  EXPECT_EQ(cursor.compositionRun, 0u);
+  EXPECT_EQ(cursor.decodeTime, 10u);
+  cursor = cursorOn(record, 2);
+  EXPECT_EQ(cursor.timeRun, 2u);
+  EXPECT_EQ(cursor.timePosition, 1u);
+  EXPECT_EQ(cursor.compositionRun, 2u);
+  EXPECT_EQ(cursor.compositionPosition, 1u);
+  EXPECT_EQ(cursor.decodeTime, 20 + uint64_t{0xffffffff} * 3 + 20);
+  cursor = cursorOn(record, 5);
+  EXPECT_FALSE(advanceCursor(record, cursor));
+}
+
 TEST(Deliberate, D323_NegativeCompositionOffsetIsAddedAsAnUnsignedWord) {
   TrackTables tables = smallTrack();
   tables.offsets = {{5, -40}};
@@ -435,6 +514,22 @@ TEST(Deliberate, D325_SampleBeyondTheTimeTableHasNoTime) {
   EXPECT_EQ(info.compositionTime, 0u);
   EXPECT_EQ(info.fileOffset, 3010u);
   EXPECT_EQ(info.size, 10u);
+}
+
+TEST(Deliberate, D325_SampleBeyondTheTimeTableKeepsItsCompositionOffset) {
+  TrackTables tables = smallTrack();
+  tables.times = {{2, 1000}};
+  tables.offsets = {{1, 100}, {4, -40}};
+  TrackRecord record;
+  fillTrack(record, tables);
+  SampleInfo info{UINT32_MAX, UINT64_MAX, INT32_MAX, UINT32_MAX, UINT64_MAX, UINT32_MAX};
+  EXPECT_EQ(readSampleInfo(record, cursorOn(record, 3), info), 40u);
+  EXPECT_EQ(info.duration, 0u);
+  EXPECT_EQ(info.compositionTime, 0u);
+  EXPECT_EQ(info.compositionOffset, -40);
+  EXPECT_EQ(info.timescale, 48000u);
+  EXPECT_EQ(info.fileOffset, 2030u);
+  EXPECT_EQ(info.size, 40u);
 }
 
 TEST(Deliberate, D327_FailedSeekLeavesTheCursorOnTheNewSampleNumber) {

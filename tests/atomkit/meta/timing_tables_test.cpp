@@ -220,7 +220,15 @@ TEST(CompositionOffsets, RunBeyondTheTableIsOutOfRange) {
     EXPECT_THROWS_MESSAGE(timing.compositionRunLength(run), "array access out of range");
     EXPECT_THROWS_MESSAGE(timing.compositionRunOffset(run), "array access out of range");
   }
+}
+
+TEST(TimeToSample, RunBeyondTheTableIsOutOfRange) {
+  TimingTables timing;
   EXPECT_THROWS_MESSAGE(timing.timeRun(0), "array access out of range");
+  readStts(timing, stts({{1, 5}}));
+  for (const uint32_t run : {1u, 0x80000000u, 0xffffffffu}) {
+    EXPECT_THROWS_MESSAGE(timing.timeRun(run), "array access out of range");
+  }
 }
 
 // ---- sync samples
@@ -435,6 +443,24 @@ TEST(Deliberate, D320_SampleCountWrapsAt32Bits) {
   TimingTables timing;
   readStts(timing, stts({{0xffffffff, 1}, {3, 1}}));
   EXPECT_EQ(timing.sampleCount(), 2u);
+}
+
+TEST(Deliberate, D320_RunningSampleCountsWrapLikeTheTotal) {
+  // Samples counted up to the end of each run: 2, 1 (wrapped), 6. The middle run holds no sample
+  // number, and sample 1 stays with the first run, which comes first.
+  TimingTables timing;
+  readStts(timing, stts({{2, 10}, {0xffffffff, 3}, {5, 20}}));
+  readCtts(timing, ctts({{2, 100}, {0xffffffff, 200}, {5, 300}}));
+  EXPECT_EQ(timing.sampleCount(), 6u);
+  const std::vector<int32_t> offsets = {100, 100, 300, 300, 300, 300, 0};
+  for (uint32_t sample = 0; sample < offsets.size(); ++sample) {
+    EXPECT_EQ(timing.compositionOffset(sample), offsets[sample]) << sample;
+  }
+  EXPECT_EQ(timing.compositionOffset(0xffffffff), 0);
+  const uint64_t thirdRun = 20 + uint64_t{0xffffffff} * 3;
+  expectSampleAt(timing, thirdRun - 1, 0, 2);
+  expectSampleAt(timing, thirdRun, 1, 0);
+  expectSampleAt(timing, thirdRun + 20, 2, 0);
 }
 
 TEST(Deliberate, D321_OnlyATableWithEntriesMakesASecondBoxADuplicate) {
