@@ -17,11 +17,14 @@ class ParameterSets {
   /// Reads a length and as many bytes from `reader`.
   void readOne(AtomReader& reader) {
     const uint16_t length = readU16(reader);
-    reader.requireBytes(length);
-    uint8_t* end = extend(kLengthBytes + uint32_t{length});
+    uint8_t* const end = reserve(kLengthBytes);
     end[0] = static_cast<uint8_t>(length >> 8);
     end[1] = static_cast<uint8_t>(length);
-    if (length > 0) reader.readExact(end + kLengthBytes, length);
+    used_ += kLengthBytes;
+    if (length == 0) return;
+    reader.requireBytes(length);
+    reader.readExact(reserve(length), length);
+    used_ += length;
   }
 
   /// Puts the sets into `target`, in an array of exactly their size.
@@ -37,8 +40,8 @@ class ParameterSets {
  private:
   static constexpr uint32_t kLengthBytes = 2;
 
-  // Room for `count` more bytes behind those in use.
-  uint8_t* extend(uint32_t count) {
+  // Room for `count` more bytes behind those in use, which become used when they are filled.
+  uint8_t* reserve(uint32_t count) {
     const uint32_t needed = used_ + count;
     if (needed > storage_.count()) {
       ByteArray grown;
@@ -46,9 +49,7 @@ class ParameterSets {
       if (used_ > 0) std::memcpy(grown.data(), storage_.data(), used_);
       storage_.swap(grown);
     }
-    uint8_t* end = storage_.data() + used_;
-    used_ = needed;
-    return end;
+    return storage_.data() + used_;
   }
 
   ByteArray storage_;
@@ -75,8 +76,13 @@ void readAvcConfiguration(ByteArray& decoderConfig, AtomReader& reader) {
 
   decoderConfig.resize(0);
   ParameterSets sets;
-  for (uint32_t left = sequenceByte & 0x1f; left > 0; --left) sets.readOne(reader);
-  for (uint32_t left = readU8(reader); left > 0; --left) sets.readOne(reader);
+  try {
+    for (uint32_t left = sequenceByte & 0x1f; left > 0; --left) sets.readOne(reader);
+    for (uint32_t left = readU8(reader); left > 0; --left) sets.readOne(reader);
+  } catch (...) {
+    sets.moveTo(decoderConfig);
+    throw;
+  }
   sets.moveTo(decoderConfig);
 }
 
