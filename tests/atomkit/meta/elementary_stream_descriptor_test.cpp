@@ -39,6 +39,13 @@ Bytes esdsWithConfig(const Bytes& length, const Bytes& config) {
   return box("esds", full(0), streamHeader(), decoderHeader(), u8(5), length, config);
 }
 
+// A length below 128 in one to four bytes, and in four with the top bit of the last one set.
+std::vector<Bytes> lengthForms(uint8_t length) {
+  return {u8(length), join(u8(0x80), u8(length)), join(repeat(0x80, 2), u8(length)),
+          join(repeat(0x80, 3), u8(length)),
+          join(repeat(0x80, 3), u8(static_cast<uint8_t>(0x80 | length)))};
+}
+
 }  // namespace
 
 TEST(ElementaryStream, FieldsComeFromTheirPlaces) {
@@ -53,13 +60,19 @@ TEST(ElementaryStream, FieldsComeFromTheirPlaces) {
   EXPECT_EQ(bytesOf(description.decoderConfig), u16(0x1190));
 }
 
-TEST(ElementaryStream, StreamDescriptorBelowTwentyBytesIsInvalid) {
-  const auto withLength = [](uint8_t length) {
-    return box("esds", full(0), u8(3), u8(length), u16(1), u8(0), decoderHeader(), u8(6));
+TEST(ElementaryStream, StreamDescriptorBelowTwentyBytesIsInvalidHoweverItsLengthIsWritten) {
+  const auto withLength = [](const Bytes& length) {
+    return box("esds", full(0), u8(3), length, u16(1), u8(0), decoderHeader(), u8(6));
   };
-  EXPECT_EQ(esdsMessage(withLength(19)), "invalid esds atom (1)");
-  EXPECT_EQ(esdsMessage(withLength(0)), "invalid esds atom (1)");
-  EXPECT_EQ(esdsMessage(withLength(20)), "");
+  for (const uint8_t length : raw({0, 19})) {
+    for (const Bytes& form : lengthForms(length)) {
+      EXPECT_EQ(esdsMessage(withLength(form)), "invalid esds atom (1)") << form.size();
+    }
+  }
+  for (const Bytes& form : lengthForms(20)) {
+    EXPECT_EQ(esdsMessage(withLength(form)), "") << form.size();
+  }
+  EXPECT_EQ(esdsMessage(withLength(raw({0x81, 0x00}))), "");
 }
 
 TEST(ElementaryStream, SecondTagMustBeADecoderConfig) {
@@ -70,12 +83,19 @@ TEST(ElementaryStream, SecondTagMustBeADecoderConfig) {
   }
 }
 
-TEST(ElementaryStream, DecoderConfigBelowThirteenBytesIsInvalid) {
-  const auto withLength = [](uint8_t length) {
-    return box("esds", full(0), streamHeader(), u8(4), u8(length), decoderFields(), u8(6));
+TEST(ElementaryStream, DecoderConfigBelowThirteenBytesIsInvalidHoweverItsLengthIsWritten) {
+  const auto withLength = [](const Bytes& length) {
+    return box("esds", full(0), streamHeader(), u8(4), length, decoderFields(), u8(6));
   };
-  EXPECT_EQ(esdsMessage(withLength(12)), "invalid esds atom (3)");
-  EXPECT_EQ(esdsMessage(withLength(13)), "");
+  for (const uint8_t length : raw({0, 12})) {
+    for (const Bytes& form : lengthForms(length)) {
+      EXPECT_EQ(esdsMessage(withLength(form)), "invalid esds atom (3)") << form.size();
+    }
+  }
+  for (const Bytes& form : lengthForms(13)) {
+    EXPECT_EQ(esdsMessage(withLength(form)), "") << form.size();
+  }
+  EXPECT_EQ(esdsMessage(withLength(raw({0x81, 0x00}))), "");
 }
 
 TEST(ElementaryStream, LengthsMayTakeUpToFourBytes) {
@@ -161,7 +181,7 @@ TEST(Deliberate, D306_FieldsAnnouncedByTheStreamFlagsAreNotSkipped) {
 
 TEST(Deliberate, D307_BoxWithoutAStreamDescriptorLosesTwoBytesAndGoesOn) {
   SampleDescription description;
-  readEsds(box("esds", full(0), u8(0), u16(1), decoderHeader(), u8(5), u8(1), u8(0x33)),
+  readEsds(box("esds", full(0), u8(0), u16(0xffff), decoderHeader(), u8(5), u8(1), u8(0x33)),
            description);
   EXPECT_EQ(description.objectType, 0x40u);
   EXPECT_EQ(bytesOf(description.decoderConfig), raw({0x33}));

@@ -83,6 +83,22 @@ TEST(SampleDescription, EachEntryTypeGivesItsKind) {
   }
 }
 
+TEST(SampleDescription, KindIsSetBeforeTheDetailsOfTheEntryAreRead) {
+  const struct {
+    const char* type;
+    CodecKind kind;
+  } cases[] = {{"mp4a", CodecKind::mp4a},
+               {"alac", CodecKind::alac},
+               {"mp4v", CodecKind::mp4v},
+               {"avc1", CodecKind::avc1}};
+  for (const auto& c : cases) {
+    SampleDescription description;
+    EXPECT_THROWS_MESSAGE(readStsd(stsd(box(c.type, zeros(25))), description),
+                          "attempting to read past end of atom");
+    EXPECT_EQ(description.codecKind, c.kind);
+  }
+}
+
 TEST(SampleDescription, UnknownEntryBehindMp4aKeepsItsKind) {
   SampleDescription description;
   readStsd(stsd(mp4a(), otherEntry()), description);
@@ -194,6 +210,15 @@ TEST(AudioEntry, EsdsGivesObjectTypeBitratesAndConfiguration) {
   EXPECT_EQ(description.maximumBitrate, 0xfffffffeu);
   EXPECT_EQ(description.averageBitrate, 96001u);
   EXPECT_EQ(bytesOf(description.decoderConfig), raw({0x12, 0x10, 0x56}));
+}
+
+TEST(AudioEntry, AudioOptionAloneGivesTheDetails) {
+  for (const Bytes& entry : {mp4a({.channels = 6}), alac({.channels = 6})}) {
+    SampleDescription description;
+    readStsd(stsd(entry), description, kWantAudio);
+    EXPECT_EQ(description.channelCount, 6u);
+    EXPECT_GT(description.decoderConfig.count(), 0u);
+  }
 }
 
 TEST(AudioEntry, WithoutTheAudioOptionOnlyTheKindIsSet) {
@@ -329,6 +354,20 @@ TEST(VideoEntry, HolderOfAnEarlierCompressorNameKeepsIt) {
   readStsd(stsd(avc1({.compressorName = repeat('b', 32)})), description);
   EXPECT_EQ(held->text(), std::string(32, 'a'));
   EXPECT_EQ(description.compressorName->text(), std::string(32, 'b'));
+}
+
+TEST(VideoEntry, VideoOptionAloneGivesTheDetails) {
+  const Bytes name = join(text("name"), zeros(28));
+  for (const Bytes& entry : {avc1({.width = 640, .height = 480, .compressorName = name}),
+                             mp4v({.width = 640, .height = 480, .compressorName = name})}) {
+    SampleDescription description;
+    readStsd(stsd(entry), description, kWantVideo);
+    EXPECT_EQ(description.width, 640u);
+    EXPECT_EQ(description.height, 480u);
+    ASSERT_TRUE(description.compressorName);
+    EXPECT_STREQ(description.compressorName->text(), "name");
+    EXPECT_GT(description.decoderConfig.count(), 0u);
+  }
 }
 
 TEST(VideoEntry, WithoutTheVideoOptionOnlyTheKindIsSet) {
