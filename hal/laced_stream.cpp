@@ -70,9 +70,13 @@ VelaBase::TIOResult VLacedWriter::Write(const void* p_buffer, uint32_t p_count, 
 
 VelaBase::TIOResult VLacedWriter::Close(void* p_context) {
   if (m_closed) return VResult::KSuccess;
-  const VelaBase::TIOResult result = WriteSegment(p_context);
   m_closed = 1;
-  return result;
+  if (m_buffer_state == VLacing::KSegmentMax) {
+    // A full segment whose write failed is still here; it is not the last one.
+    const VelaBase::TIOResult result = WriteSegment(p_context);
+    if (result != VResult::KSuccess) return result;
+  }
+  return WriteSegment(p_context);
 }
 
 VelaBase::TIOResult VLacedWriter::WriteSegment(void* p_context) {
@@ -82,7 +86,10 @@ VelaBase::TIOResult VLacedWriter::WriteSegment(void* p_context) {
   if (result == VResult::KSuccess && length) {
     result = VExactTransfer::GWrite(*m_inner, m_segment, length, p_context);
   }
-  // A segment that could not be written stays, and is tried again by the next write.
+  // DELIBERATE D-159: a segment that could not be written stays, and is written again from its
+  // length byte on by what comes next, also when that byte went out before the failure. What was
+  // taken is never lost; a stream that kept a part of a segment is the caller's to take back.
+  // Test: D159_*
   if (result == VResult::KSuccess) m_buffer_state = 0;
   return result;
 }

@@ -45,13 +45,14 @@ class VLacedWriter final : public VByteWriter {
   explicit VLacedWriter(VByteWriter& inner) noexcept : m_inner(&inner) {}
 
   /// Takes all bytes; full segments go to the inner writer at once. `*p_done` counts what was taken
-  /// before a failure, too.
+  /// before a failure, too; the next write, or Close(), writes the failed segment again, whole.
   VelaBase::TIOResult Write(const void* p_buffer, uint32_t p_count, uint32_t* p_done,
                             void* p_context) override;
   /// Does not close: that can fail.
   virtual ~VLacedWriter() = default;
 
-  /// Writes the last segment. Further calls do nothing, even when this one failed.
+  /// Writes the last segment; before it a full one, if that failed when it was written. Further
+  /// calls do nothing, even when this one failed.
   VelaBase::TIOResult Close(void* p_context);
 
  private:

@@ -126,18 +126,71 @@ TEST(LacedWriter, AgreesWithTheFormMadeByHandHoweverTheDataArePieced) {
 }
 
 TEST(LacedWriter, AFailureOfTheInnerWriterIsReturnedAndTheSegmentIsTriedAgain) {
-  for (const uint32_t failAt : {0u, 1u}) {
-    ScriptedWriter inner({.failAtCall = failAt});
+  ScriptedWriter inner({.failAtCall = 0});
+  VLacedWriter writer(inner);
+  const Bytes data = dataOf(300);
+  uint32_t done = 0;
+  EXPECT_EQ(writer.Write(data.data(), 300, &done, kContext), kHostCode);
+  EXPECT_EQ(done, 255u) << "what the segment took";
+  EXPECT_TRUE(inner.bytes.empty());
+  EXPECT_EQ(writer.Write(data.data() + 255, 45, &done, kContext), VResult::KSuccess);
+  EXPECT_EQ(done, 45u);
+  EXPECT_EQ(writer.Close(kContext), VResult::KSuccess);
+  EXPECT_EQ(inner.bytes, laced(data));
+}
+
+TEST(Deliberate, D159_AFailedSegmentIsWrittenAgainWithItsLengthByte) {
+  const Bytes data = dataOf(258);
+  // The length byte goes out; of the 255 bytes behind it none, or the first ten.
+  for (const uint32_t sent : {0u, 10u}) {
+    ScriptedWriter inner({.sizes = {kWhole, sent, kWhole}});
     VLacedWriter writer(inner);
-    const Bytes data = dataOf(300);
     uint32_t done = 0;
-    EXPECT_EQ(writer.Write(data.data(), 300, &done, kContext), kHostCode);
-    EXPECT_EQ(done, 255u) << "what the segment took";
-    inner.bytes.clear();
-    EXPECT_EQ(writer.Write(data.data() + 255, 45, &done, kContext), VResult::KSuccess);
+    EXPECT_EQ(writer.Write(data.data(), 255, &done, kContext), VResult::KOutOfRange);
+    EXPECT_EQ(writer.Write(data.data() + 255, 3, &done, kContext), VResult::KSuccess);
     EXPECT_EQ(writer.Close(kContext), VResult::KSuccess);
-    EXPECT_EQ(inner.bytes, laced(data));
+    Bytes expected = {0xFF};
+    expected.insert(expected.end(), data.begin(), data.begin() + sent);
+    const Bytes whole = laced(data);
+    expected.insert(expected.end(), whole.begin(), whole.end());
+    EXPECT_EQ(inner.bytes, expected);
   }
+}
+
+TEST(LacedWriter, CloseAfterAFailedFullSegmentWritesItAndThenTheEmptyOne) {
+  ScriptedWriter inner({.failAtCall = 0});
+  VLacedWriter writer(inner);
+  const Bytes data = dataOf(255);
+  uint32_t done = 0;
+  EXPECT_EQ(writer.Write(data.data(), 255, &done, kContext), kHostCode);
+  EXPECT_EQ(writer.Close(kContext), VResult::KSuccess);
+  EXPECT_EQ(inner.bytes, laced(data));
+  EXPECT_EQ(inner.script.counts, (std::vector<uint32_t>{1, 1, 255, 1}));
+}
+
+TEST(LacedWriter, CloseReturnsTheFailureOfAFullSegmentAndIsDoneAllTheSame) {
+  // The length byte is refused to the write and to the close; a third call would go through.
+  ScriptedWriter inner({.sizes = {0, 0, kWhole}});
+  VLacedWriter writer(inner);
+  const Bytes data = dataOf(255);
+  uint32_t done = 0;
+  EXPECT_EQ(writer.Write(data.data(), 255, &done, kContext), VResult::KOutOfRange);
+  EXPECT_EQ(writer.Close(kContext), VResult::KOutOfRange);
+  EXPECT_TRUE(inner.bytes.empty()) << "no empty segment behind one that is missing";
+  EXPECT_EQ(writer.Close(kContext), VResult::KSuccess);
+  EXPECT_EQ(inner.script.counts, (std::vector<uint32_t>{1, 1})) << "closed all the same";
+}
+
+TEST(LacedWriter, CloseReturnsTheFailureOfTheEmptySegmentBehindAFullOne) {
+  ScriptedWriter inner({.sizes = {0, kWhole, kWhole, 0}});
+  VLacedWriter writer(inner);
+  const Bytes data = dataOf(255);
+  uint32_t done = 0;
+  EXPECT_EQ(writer.Write(data.data(), 255, &done, kContext), VResult::KOutOfRange);
+  EXPECT_EQ(writer.Close(kContext), VResult::KOutOfRange);
+  EXPECT_EQ(inner.bytes.size(), 256u);
+  EXPECT_EQ(writer.Close(kContext), VResult::KSuccess);
+  EXPECT_EQ(inner.bytes.size(), 256u);
 }
 
 TEST(LacedWriter, AShortTransferOfTheInnerWriterIsOutOfRange) {
@@ -384,6 +437,15 @@ TEST(LacedBlock, IsSkippedWhole) {
     EXPECT_EQ(VLacedReader::GSkipBlock(inner, kContext), VResult::KSuccess);
     EXPECT_EQ(inner.position, end);
   }
+}
+
+TEST(LacedBlock, IsSkippedWithASkipBehindEachLengthByteAlsoOfNothing) {
+  ScriptedReader inner(laced(dataOf(255)));
+  EXPECT_EQ(VLacedReader::GSkipBlock(inner, kContext), VResult::KSuccess);
+  EXPECT_EQ(inner.script.counts, (std::vector<uint32_t>{1, 255, 1, 0}));
+  EXPECT_EQ(inner.reads, 2u);
+  EXPECT_EQ(inner.skips, 2u);
+  EXPECT_EQ(inner.script.contexts, std::vector<void*>(4, kContext));
 }
 
 TEST(LacedBlock, ThatIsCutFailsAsALengthByteOrASkipFails) {
