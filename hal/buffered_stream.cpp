@@ -24,7 +24,7 @@ VelaBase::TIOResult VBufferedWriter::Write(const void* p_buffer, uint32_t p_coun
                                            void* p_context) {
   const uint32_t capacity = m_staging.GetCapacity();
   *p_done = 0;
-  if (goesPast(p_count, capacity)) {
+  if (capacity == 0 || goesPast(p_count, capacity)) {
     VelaBase::TIOResult result = Flush(p_context);
     if (result == VResult::KSuccess) {
       result = VExactTransfer::GWrite(*m_inner, p_buffer, p_count, p_context);

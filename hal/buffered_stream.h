@@ -10,7 +10,7 @@
 class VBufferedWriter final : public VByteWriter {
  public:
   /// @param size  bytes of staging; halved until they can be had. Without any, every write goes
-  ///        straight to the inner writer.
+  ///        straight to the inner writer, one of no bytes too.
   VBufferedWriter(VByteWriter& inner, uint32_t size) noexcept;
 
   /// Takes all bytes. `*p_done` counts what was taken before a failure, too.

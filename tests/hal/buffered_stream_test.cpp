@@ -58,7 +58,15 @@ TEST(BufferedWriter, WithoutStagingWritesDirectly) {
   EXPECT_EQ(inner.bytes, (Bytes{'a', 'b', 'c'}));
   EXPECT_EQ(writer.Write("", 0, &done, kContext), VResult::KSuccess);
   EXPECT_EQ(done, 0u);
+  EXPECT_EQ(inner.script.counts, (Counts{3, 0})) << "a write of nothing gets there as well";
   EXPECT_EQ(writer.Flush(kContext), VResult::KSuccess);
+  EXPECT_EQ(inner.script.counts.size(), 2u);
+
+  ScriptedWriter refusing({.failAtCall = 0});
+  VBufferedWriter forwarding(refusing, 0);
+  done = 99;
+  EXPECT_EQ(forwarding.Write("", 0, &done, kContext), kHostCode);
+  EXPECT_EQ(done, 0u);
 
   ScriptedWriter cut({.sizes = {2}});
   VBufferedWriter direct(cut, 0);
@@ -117,7 +125,14 @@ TEST(BufferedWriter, ReturnsTheFirstFailureOfTheInnerWriter) {
   ScriptedWriter whenFull({.failAtCall = 1});
   VBufferedWriter staging(whenFull, 4);
   EXPECT_EQ(staging.Write(data.data(), 8, &done, kContext), kHostCode);
+  EXPECT_EQ(done, 8u) << "taken, although the second half could not be flushed";
   EXPECT_EQ(whenFull.bytes, rising(4));
+
+  ScriptedWriter atOnce({.failAtCall = 0});
+  VBufferedWriter stopping(atOnce, 4);
+  stopping.Write(data.data(), 1, &done, kContext);
+  EXPECT_EQ(stopping.Write(data.data() + 1, 7, &done, kContext), kHostCode);
+  EXPECT_EQ(done, 3u) << "what filled the staging";
 
   ScriptedWriter beforeDirect({.failAtCall = 0});
   VBufferedWriter flushing(beforeDirect, 4);
