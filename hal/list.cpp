@@ -100,7 +100,10 @@ bool VList::Reorder(const uint32_t* p_permutation, uint32_t p_count) {
   }
   VASSERT_TEXT_AT("stdhelpers", 1421, walk ? m_count > p_count : m_count == p_count,
                   "(walk == 0 && m_count == p_count) || (walk != 0 && m_count > p_count)");
-  VReorder::GPointers(nodes, p_permutation, p_count);
+  if (!VReorder::GPointers(nodes, p_permutation, p_count)) {
+    VMemory::GDeleteArray(nodes);
+    return false;
+  }
   VListNode* before = nullptr;
   for (uint32_t index = 0; index < p_count; ++index) {
     VListNode* node = nodes[index];

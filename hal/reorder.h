@@ -6,16 +6,18 @@
 
 /// Entry k of a permutation is the index of the element that must end up at position k; it must be
 /// a bijection of 0 ... count-1. Where a check sees that it is not, it reports, and the rest of
-/// that cycle stays as it is. Cost: one swap for each step of a cycle; one bit for each element.
+/// that cycle stays as it is; an entry of `count` or more ends its cycle without a report, and
+/// nothing outside the array is touched. Cost: one swap for each step of a cycle; one bit for each
+/// element.
 class VReorder {
  public:
   /// Reorders `p_count` elements of `size` bytes. Reports "done" when there is no storage for the
-  /// bits (also for a count of 0), and moves nothing then.
-  static void GElements(void* p_base, uint32_t size, const uint32_t* p_permutation,
+  /// bits (also for a count of 0), and moves nothing then. @return whether there was storage
+  static bool GElements(void* p_base, uint32_t size, const uint32_t* p_permutation,
                         uint32_t p_count) noexcept;
 
   /// The same for an array of pointers to anything.
-  static void GPointers(void* p_pointers, const uint32_t* p_permutation, uint32_t p_count) noexcept;
+  static bool GPointers(void* p_pointers, const uint32_t* p_permutation, uint32_t p_count) noexcept;
 
  protected:
   /// What a failed check writes; the instances for elements and for pointers differ in the lines.
@@ -50,5 +52,5 @@ class VReorder {
   static void GFollowCycle(const Work& p_work, uint32_t n, const Reports& p_reports) noexcept;
 
  private:
-  static void GReorder(Work p_work, const Reports& p_reports) noexcept;
+  static bool GReorder(Work p_work, const Reports& p_reports) noexcept;
 };

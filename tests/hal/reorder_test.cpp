@@ -117,18 +117,23 @@ TEST(Reorder, ElementKIsTheOldElementThatThePermutationNames) {
 
 TEST(Reorder, TheIdentitySwapsNothing) {
   // Without one swap not a byte is written: the elements may stand where writing is impossible.
+  AssertionCapture capture;
   static const char kConstant[] = "ABCD";
   const Values identity = {0, 1, 2, 3};
-  VReorder::GElements(const_cast<char*>(kConstant), 1, identity.data(), 4);
+  EXPECT_TRUE(VReorder::GElements(const_cast<char*>(kConstant), 1, identity.data(), 4));
   EXPECT_STREQ(kConstant, "ABCD");
+  static const void* const kPointers[] = {&kConstant[2], &kConstant[0], &kConstant[3]};
+  EXPECT_TRUE(VReorder::GPointers(const_cast<const void**>(kPointers), identity.data(), 3));
+  EXPECT_EQ(kPointers[0], &kConstant[2]);
+  EXPECT_TRUE(capture.reports().empty()) << "an entry in its place is no cycle";
 }
 
 TEST(Deliberate, D154_NoElementsAreReportedLikeMissingStorage) {
   AssertionCapture capture;
-  VReorder::GElements(nullptr, 4, nullptr, 0);
+  EXPECT_FALSE(VReorder::GElements(nullptr, 4, nullptr, 0));
   EXPECT_EQ(capture.breaks(), 1);
   EXPECT_EQ(capture.take(), Reports{report(199, "done")});
-  VReorder::GPointers(nullptr, nullptr, 0);
+  EXPECT_FALSE(VReorder::GPointers(nullptr, nullptr, 0));
   EXPECT_EQ(capture.take(), Reports{report(1128, "done")});
 }
 
@@ -139,9 +144,37 @@ TEST(Reorder, WithoutMemoryReportsDoneAndMovesNothing) {
   EXPECT_EQ(capture.take(), Reports{report(199, "done")});
   void* pointers[] = {&capture, &allocation};
   const Values swapped = {1, 0};
-  VReorder::GPointers(pointers, swapped.data(), 2);
+  EXPECT_FALSE(VReorder::GPointers(pointers, swapped.data(), 2));
   EXPECT_EQ(capture.take(), Reports{report(1128, "done")});
   EXPECT_EQ(pointers[0], &capture);
+}
+
+TEST(Reorder, AnEntryOutsideTheArrayEndsItsCycleAndTouchesNothing) {
+  AssertionCapture capture;
+  // Of the five elements only the first two or three take part. An entry of `count` has its bit in
+  // the table's last byte still; one far away has not.
+  const auto reordered = [](const Values& permutation) {
+    std::string elements = "ABCDE";
+    EXPECT_TRUE(VReorder::GElements(elements.data(), 1, permutation.data(),
+                                    static_cast<uint32_t>(permutation.size())));
+    return elements;
+  };
+  for (const uint32_t outside : {3u, 4u, 0x100u, 0x80000000u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(reordered({outside, 1, 2}), "ABCDE") << outside;
+    EXPECT_EQ(reordered({outside, 2, 1}), "ACBDE") << "the other cycle is carried out";
+    EXPECT_EQ(reordered({1, 2, outside}), "BCADE") << "what was moved before stays";
+    EXPECT_EQ(reordered({1, outside, 2}), "BACDE");
+  }
+  EXPECT_TRUE(capture.reports().empty());
+
+  char targets[3];
+  void* pointers[] = {&targets[0], &targets[1], &targets[2]};
+  const Values permutation = {1, 2};
+  EXPECT_TRUE(VReorder::GPointers(pointers, permutation.data(), 2));
+  EXPECT_EQ(pointers[0], &targets[1]);
+  EXPECT_EQ(pointers[1], &targets[0]);
+  EXPECT_EQ(pointers[2], &targets[2]);
+  EXPECT_TRUE(capture.reports().empty());
 }
 
 TEST(Reorder, AnEntryThatIsRepeatedIsReportedAndEndsItsCycle) {
@@ -179,7 +212,7 @@ class CycleStep : public VReorder {
     const Work work = {static_cast<uint8_t*>(static_cast<void*>(elements)), 1, permutation, 1,
                        &done};
     GFollowCycle(work, 1, reports);
-    EXPECT_STREQ(elements, "ACB") << "the cycle is followed all the same";
+    EXPECT_STREQ(elements, "ABC") << "nothing is past the count";
   }
   static void ElementsPastTheCount() { FollowPastTheCount(KElementReports); }
   static void PointersPastTheCount() { FollowPastTheCount(KPointerReports); }
@@ -277,14 +310,26 @@ TEST(ListReorder, EveryAllocationMayFail) {
       VList list;
       append(list, {1, 2, 3});
       const bool reordered = list.Reorder(permutation.data(), 3);
-      // Without the array of nodes it fails; without the bits the order is what it was.
-      EXPECT_EQ(reordered, failAt != 0);
+      // It takes the array of nodes and the bits; without either the order is what it was.
+      EXPECT_EQ(reordered, failAt == 2);
       EXPECT_EQ(valuesOf(list), failAt == 2 ? (Values{2, 3, 1}) : (Values{1, 2, 3}));
+      EXPECT_EQ(valuesBackwards(list), failAt == 2 ? (Values{1, 3, 2}) : (Values{3, 2, 1}));
       EXPECT_EQ(capture.take(), failAt == 1 ? Reports{report(1128, "done")} : Reports{});
       EXPECT_EQ(allocation.blocksHeld(), 3u);
     }
     EXPECT_EQ(allocation.blocksHeld(), 0u);
   }
+}
+
+TEST(ListReorder, AnEntryOutsideTheCountLosesNoElement) {
+  AssertionCapture capture;
+  VList list;
+  append(list, {1, 2, 3, 4, 5});
+  const Values permutation = {1, 4, 0xFFFFFFFF};
+  EXPECT_TRUE(list.Reorder(permutation.data(), 3));
+  EXPECT_EQ(valuesOf(list), (Values{2, 1, 3, 4, 5}));
+  EXPECT_EQ(valuesBackwards(list), (Values{5, 4, 3, 1, 2}));
+  EXPECT_TRUE(capture.reports().empty());
 }
 
 constexpr size_t kCountOffset = 4 * sizeof(void*);
