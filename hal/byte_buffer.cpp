@@ -34,7 +34,8 @@ uint8_t* VByteBuffer::SetSize(uint32_t p_bytes) noexcept {
   if (p_bytes <= m_capacity) return m_data;
   uint32_t capacity = m_capacity ? m_capacity : 1;
   while (capacity < p_bytes) {
-    // A capacity that can't double in 32 bits becomes what is asked for.
+    // Twice a capacity of 2^31 or more is not a number of 32 bits: doubling on would come to 0 and
+    // never end. What is asked for is larger than the capacity, and is taken as it is.
     capacity = capacity > UINT32_MAX / 2 ? p_bytes : capacity * 2;
   }
   return Reserve(capacity);

@@ -17,6 +17,7 @@ class VByteBuffer {
   uint8_t* Reserve(uint32_t p_bytes) noexcept;
 
   /// Makes room for `p_bytes`: the capacity doubles until they fit, and never shrinks.
+  /// Where it can't double in 32 bits it becomes `p_bytes`.
   /// @return the block; null when there is no memory, and then the buffer is empty
   uint8_t* SetSize(uint32_t p_bytes) noexcept;
 

@@ -58,8 +58,10 @@ class VMemory {
   template <class T>
   static T* GNewArray(size_t p_count) noexcept {
     static_assert(std::is_trivial_v<T>);
-    if (p_count > static_cast<size_t>(-1) / sizeof(T)) return nullptr;
-    return static_cast<T*>(GAllocate(p_count * sizeof(T)));
+    // The elements may be pointers themselves: their own size is meant.
+    constexpr size_t KElementSize = sizeof(T);  // NOLINT(bugprone-sizeof-expression)
+    if (p_count > static_cast<size_t>(-1) / KElementSize) return nullptr;
+    return static_cast<T*>(GAllocate(p_count * KElementSize));
   }
 
   /// Gives back what GNewArray() made; null is ignored.

@@ -175,6 +175,37 @@ TEST(ByteBuffer, IsEmptyWhenThereIsNoMemoryForACopy) {
   EXPECT_EQ(copy.GetCapacity(), 0u);
 }
 
+TEST(ByteBuffer, ACopyOfAnotherCapacityThatCannotBeHadEmptiesAFilledBuffer) {
+  FailingHalAllocation allocation(2);
+  VByteBuffer target;
+  VByteBuffer source;
+  target.Reserve(4);
+  source.Reserve(8);
+  fill(target);
+  fill(source);
+  target = source;
+  EXPECT_TRUE(allocation.failed());
+  EXPECT_EQ(target.GetPtr(), nullptr);
+  EXPECT_EQ(target.GetCapacity(), 0u);
+  EXPECT_EQ(source.GetCapacity(), 8u);
+  EXPECT_EQ(allocation.blocksHeld(), 1u) << "the source's";
+}
+
+TEST(ByteBuffer, ACopyOfEqualCapacityKeepsTheBlockAndTakesTheBytes) {
+  FailingHalAllocation allocation(2, FailingHalAllocation::kNever);
+  VByteBuffer target;
+  VByteBuffer source;
+  uint8_t* const block = target.Reserve(4);
+  source.Reserve(4);
+  std::memset(block, 0xA5, 4);
+  fill(source);
+  target = source;
+  EXPECT_EQ(target.GetPtr(), block);
+  EXPECT_EQ(content(target), (std::vector<uint8_t>{1, 2, 3, 4}));
+  EXPECT_EQ(allocation.allocations(), 2u);
+  EXPECT_EQ(allocation.blocksHeld(), 2u);
+}
+
 TEST(Deliberate, D150_AFailedReallocationFreesTheBufferAndEmptiesIt) {
   FailingHalAllocation allocation(1);
   VByteBuffer buffer;
@@ -337,6 +368,17 @@ TEST(IndexArray, InverseLookupAgreesWithASearchOnRandomPermutations) {
       ASSERT_EQ(VIndexArray::GFindInverse(permutation.data(), value), place - permutation.begin());
     }
   }
+}
+
+TEST(RandomSource, AnyNumberStandsInSlotZeroAndOneBelowALimitInSlotOne) {
+  class TwoNumbers final : public VRandomSource {
+   public:
+    uint32_t Next() override { return 0xFFFFFFFF; }
+    uint32_t Below(uint32_t limit) override { return limit - 1; }
+  };
+  TwoNumbers numbers;
+  EXPECT_EQ(raw_table::call<uint32_t>(&numbers, 0), 0xFFFFFFFFu);
+  EXPECT_EQ(raw_table::call<uint32_t>(&numbers, 1, uint32_t{7}), 6u);
 }
 
 TEST(IndexArray, ShuffleOfNothingAsksForNoNumber) {
