@@ -75,11 +75,20 @@ TEST(BlockPool, ReusesAReleasedBlockThatIsLargeEnough) {
 
 TEST(BlockPool, AlignsForTheNewNeedWhenItReuses) {
   OwnedPool pool;
-  void* block = pool.acquire(200, 1);
+  void* block = pool.acquire(4096, 1);
   pool.release(block);
-  void* again = pool.acquire(30, 64);
-  EXPECT_TRUE(isAligned(again, 64));
-  EXPECT_EQ(pool.blocks().size(), 1u);
+  // Twice the largest power of two that the address is a multiple of.
+  const auto address = reinterpret_cast<uintptr_t>(block);
+  const auto align = static_cast<uint32_t>((address & (~address + 1)) * 2);
+  ASSERT_FALSE(isAligned(block, align));
+  void* again = pool.acquire(30, align);
+  EXPECT_TRUE(isAligned(again, align));
+  const std::vector<VBlockRecord> blocks = pool.blocks();
+  ASSERT_EQ(blocks.size(), 1u);
+  EXPECT_EQ(blocks[0].m_aligned, again);
+  const auto distance = static_cast<uint8_t*>(again) - static_cast<uint8_t*>(blocks[0].m_raw);
+  EXPECT_GE(distance, 0);
+  EXPECT_LE(distance + 30, blocks[0].m_raw_size);
   EXPECT_TRUE(pool.release(again));
 }
 

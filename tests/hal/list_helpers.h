@@ -21,10 +21,11 @@ inline bool isRecordOf(const VRecord& record, uint32_t value) {
   return std::memcmp(&record, &expected, sizeof(record)) == 0;
 }
 
-/// A filter with a given rule, which remembers the indices that it was asked for.
+/// A filter with a given rule (true, or any word), which remembers the indices that it was asked
+/// for.
 class RuleFilter final : public VFilter {
  public:
-  explicit RuleFilter(std::function<bool(uint32_t)> rule) : rule_(std::move(rule)) {}
+  explicit RuleFilter(std::function<uint32_t(uint32_t)> rule) : rule_(std::move(rule)) {}
   uint32_t Test(uint32_t index) override {
     asked.push_back(index);
     return rule_(index);
@@ -32,7 +33,7 @@ class RuleFilter final : public VFilter {
   Values asked;
 
  private:
-  std::function<bool(uint32_t)> rule_;
+  std::function<uint32_t(uint32_t)> rule_;
 };
 
 /// A source over values that keeps the running number in place of a node, and can be told to fail.
@@ -43,6 +44,7 @@ class ValueSource final : public VRecordSource {
   bool First(Position& position) override { return moveTo(position, 0); }
   bool Last(Position& position) override { return moveTo(position, values_.size() - 1); }
   bool Get(Position& position, VRecord& record) override {
+    fetched.push_back(static_cast<uint32_t>(indexOf(position)));
     if (indexOf(position) == failingGet) return false;
     record = recordOf(values_[indexOf(position)]);
     return true;
@@ -52,6 +54,7 @@ class ValueSource final : public VRecordSource {
   }
 
   size_t failingGet = ~size_t{0};  ///< the record that can't be had
+  Values fetched;                  ///< the indices of the records that were asked for
 
  private:
   size_t indexOf(Position position) const { return static_cast<size_t>(position - tokens()); }

@@ -231,6 +231,30 @@ TEST(List, TheFilterIsAskedOnceForEachIndexOfTheSource) {
   EXPECT_EQ(odd.asked, (Values{0, 1, 2, 3, 4}));
 }
 
+TEST(List, ARecordIsFetchedOnlyWhenTheFilterLetsItPass) {
+  VList list;
+  ValueSource source({0, 1, 2, 3, 4});
+  source.failingGet = 2;
+  RuleFilter odd([](uint32_t index) { return index % 2 == 1; });
+  EXPECT_TRUE(list.InsertBack(source, odd));
+  EXPECT_EQ(source.fetched, (Values{1, 3}));
+  expectValues(list, {1, 3});
+}
+
+TEST(List, AFilterSpeaksWithTheLowEightBitsOfItsAnswer) {
+  const Values answers = {0x100, 0x101, 0xFFFFFF00, 0x80, 0};
+  VList list;
+  ValueSource source({0, 1, 2, 3, 4});
+  RuleFilter filter([&](uint32_t index) { return answers[index]; });
+  EXPECT_TRUE(list.InsertBack(source, filter));
+  expectValues(list, {1, 3});
+
+  VList all;
+  append(all, {0, 1, 2, 3, 4});
+  EXPECT_TRUE(all.RemoveIf(filter));
+  expectValues(all, {0, 2, 4});
+}
+
 TEST(List, AFilterThatLetsNothingPassIsASuccess) {
   VList list;
   append(list, {1});
@@ -263,6 +287,28 @@ TEST(List, ASourceThatFailsLeavesTheListUnchangedAndNoNodeBehind) {
     EXPECT_EQ(spareCount(list), 0u);
   }
   EXPECT_EQ(allocation.blocksHeld(), 0u);
+}
+
+TEST(List, ASourceThatFailsTakesTheSpareNodesAlong) {
+  for (const size_t failing : {size_t{1}, size_t{2}}) {
+    FailingHalAllocation allocation(3);
+    VList list;
+    append(list, {1});
+    EXPECT_FALSE(append(list, {2, 3, 4}));
+    ASSERT_EQ(spareCount(list), 2u);
+    // Both spare nodes are in the chain, or in hand, when the record can't be had.
+    ValueSource source({7, 8, 9});
+    source.failingGet = failing;
+    VAcceptAllFilter all;
+    EXPECT_FALSE(list.InsertBack(source, all));
+    expectValues(list, {1});
+    EXPECT_EQ(spareCount(list), 0u);
+    EXPECT_EQ(raw_table::word(&list, 3), nullptr);
+    EXPECT_EQ(allocation.blocksHeld(), list.GetCount());
+    EXPECT_TRUE(append(list, {5, 6}));
+    expectValues(list, {1, 5, 6});
+    EXPECT_EQ(allocation.blocksHeld(), 3u);
+  }
 }
 
 TEST(List, SetOverwritesTheRecord) {
@@ -430,6 +476,27 @@ TEST(List, InsertionBetweenBrokenLinksIsReportedAndCarriedOut) {
                    "p_before == 0 || p_after == 0 || (p_before->m_next == p_after && "
                    "p_after->m_prev == p_before)"));
   expectValues(list, {1, 7, 2, 3});
+}
+
+TEST(List, InsertionOfNothingChecksTheLinksAllTheSame) {
+  AssertionCapture capture;
+  VList list;
+  VList empty;
+  append(list, {1, 2, 3});
+  VListNode* const first = at(list, 0);
+  VListNode* const second = at(list, 1);
+  VListNode* const third = at(list, 2);
+  first->m_next = third;
+  VAcceptAllFilter all;
+  Position position = second;
+  EXPECT_TRUE(list.InsertBefore(position, empty, all));
+  EXPECT_EQ(capture.take(),
+            report(1537,
+                   "p_before == 0 || p_after == 0 || (p_before->m_next == p_after && "
+                   "p_after->m_prev == p_before)"));
+  EXPECT_EQ(first->m_next, third) << "and nothing is linked";
+  first->m_next = second;
+  expectValues(list, {1, 2, 3});
 }
 
 TEST(List, InsertionBetweenNodesThatDoNotPointBackIsReported) {
