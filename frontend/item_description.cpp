@@ -18,10 +18,10 @@ namespace {
 class HostText {
  public:
   /// @param bytes  up to its zero byte
-  /// @throws TIOResult::outOfMemory, rather than tell the host a part of the text
+  /// @throws TIOResult::failed without memory, rather than tell the host a part of the text
   explicit HostText(const char* bytes) {
     VTextCodec::GFromUtf8(bytes, static_cast<uint32_t>(std::strlen(bytes)), text_, 0);
-    if (!text_.IsComplete()) throw TIOResult::outOfMemory;
+    if (!text_.IsComplete()) throw TIOResult::failed;
   }
   const VString& string() const { return text_; }
   const char16_t* units() const { return text_.GetBuffer(); }

@@ -18,7 +18,7 @@ atomkit::SampleInfo SplitterSession::locate(atomkit::SampleCursor& cursor, uint3
 // Until the packet is filled nobody knows where the stream stands: after a failure the next read
 // seeks, also when it is for the same sample.
 void SplitterSession::positionStream(uint64_t offset, CancelToken* token) {
-  const bool standsThere = offset == nextReadOffset_;
+  const bool standsThere = nextReadOffset_ != kUnknown64 && offset == nextReadOffset_;
   nextReadOffset_ = kUnknown64;
   if (standsThere) return;
   const Word64 target = toWord64(offset);

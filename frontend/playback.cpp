@@ -15,6 +15,12 @@ namespace {
 // bit reservoir.
 constexpr uint32_t kPrerollPackets = 10;
 
+/// Where the bytes of a decoder configuration begin; never null, as hosts copy from it unasked.
+const uint8_t* bytesOf(const atomkit::ByteArray& config) {
+  static constexpr uint8_t kNothing = 0;
+  return config.count() ? config.data() : &kNothing;
+}
+
 }  // namespace
 
 TIOResult SplitterSession::startItem(uint32_t itemId, AudioFormat* audioFormat,
@@ -36,7 +42,7 @@ void SplitterSession::startAudio(AudioFormat* format) {
   const auto track = static_cast<uint32_t>(audioTrack_);
   atomkit::ByteArray config;
   movie_.decoderConfig(track, config);
-  format->set(&audioMediaId_, config.data(), config.count());
+  format->set(&audioMediaId_, bytesOf(config), config.count());
   movie_.open(audioCursor_, track);
 }
 
@@ -50,18 +56,18 @@ void SplitterSession::startVideo(VideoFormat* format) {
   const auto track = static_cast<uint32_t>(videoTrack_);
   atomkit::ByteArray config;
   movie_.decoderConfig(track, config);
-  format->set(&videoMediaId_, config.data(), config.count(), width_, height_);
+  format->set(&videoMediaId_, bytesOf(config), config.count(), width_, height_);
   movie_.open(videoCursor_, track);
 }
 
 TIOResult SplitterSession::seekTo(uint64_t offset, CancelToken*) {
-  // Compared like this, an offset of any size can't wrap round to a place before the item.
-  if (offset >= rangeEnd_ - rangeStart_) {
+  const uint64_t target = rangeStart_ + offset;
+  // An offset near 2^64 is past the end, too; it must not wrap round to a place before the item.
+  if (target < rangeStart_ || target >= rangeEnd_) {
     if (audioEnabled_) audioNextSample_ = audioSampleCount_;
     if (videoEnabled_) videoNextSample_ = videoSampleCount_;
     return TIOResult::success;
   }
-  const uint64_t target = rangeStart_ + offset;
   if (audioEnabled_ && !seekAudio(target)) return TIOResult::failed;
   if (videoEnabled_) seekVideo(target);
   return TIOResult::success;

@@ -62,11 +62,32 @@ TIOResult BufferedHostStream::skip(uint32_t count, uint32_t* done, CancelToken* 
     uint64_t length = kUnknown64;
     const TIOResult result = stream_->getLength(&length, token);
     if (result != TIOResult::success) return result;
+    if (length == kUnknown64) return skipUnbounded(count, done, token);
     const uint64_t left = length > position_ ? length - position_ : 0;
     count = static_cast<uint32_t>(std::min<uint64_t>(count, left));
   }
   position_ += count;
   *done = count;
+  return TIOResult::success;
+}
+
+/// Skips on a stream that seeks but does not tell its length, so that the end shows: a short way
+/// through the blocks, a long one by the host's own skip.
+TIOResult BufferedHostStream::skipUnbounded(uint32_t count, uint32_t* done, CancelToken* token) {
+  if (count <= kBlockSize) return copy(nullptr, count, done, token);
+  TIOResult result = TIOResult::success;
+  if (hostPosition_ != position_) result = moveHost(position_, token);
+  if (result != TIOResult::success) return result;
+  HostStreamReader* const reader = stream_.get();
+  uint32_t skipped = 0;
+  result = reader->skip(count, &skipped, token);
+  if (result != TIOResult::success) {
+    forgetHostPosition();
+    return result;
+  }
+  position_ += skipped;
+  hostPosition_ = position_;
+  *done = skipped;
   return TIOResult::success;
 }
 

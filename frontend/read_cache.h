@@ -58,6 +58,7 @@ class BufferedHostStream final : public HostStream {
   };
 
   TIOResult copy(uint8_t* target, uint32_t count, uint32_t* done, CancelToken* token);
+  TIOResult skipUnbounded(uint32_t count, uint32_t* done, CancelToken* token);
   Block* findBlock(uint64_t position);
   Block& blockToFill();
   TIOResult fill(Block& block, CancelToken* token);

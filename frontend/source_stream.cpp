@@ -69,9 +69,7 @@ void SourceStream::truncate() {
 uint64_t SourceStream::length() {
   uint64_t bytes = kUnknown64;
   const TIOResult result = stream_->getLength(&bytes, token_);
-  if (result == TIOResult::success) return bytes;
-  if (stream_->canSeek()) throw result;
-  return atomkit::kUnknownLength;
+  return result == TIOResult::success ? bytes : atomkit::kUnknownLength;
 }
 
 uint32_t SourceStream::skipPlainly(uint32_t count) {

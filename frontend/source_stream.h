@@ -41,8 +41,8 @@ class SourceStream final : public atomkit::ByteSource {
   /// Slot 5. Ends the stream at its position.
   virtual void truncate();
 
-  /// Bytes of the stream, for the parser's checks of declared counts. A stream that can't seek
-  /// need not tell; kUnknownLength then.
+  /// Bytes of the stream, for the parser's checks of declared counts; kUnknownLength when the
+  /// stream does not tell, which is no failure: nothing that is read depends on it.
   uint64_t length();
 
  private:

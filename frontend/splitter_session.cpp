@@ -94,6 +94,7 @@ bool SplitterSession::selectAudio(uint32_t track) {
     return false;
   }
   audioTrack_ = static_cast<int32_t>(track);
+  audioCursor_.track = track;
   return true;
 }
 
@@ -109,6 +110,7 @@ bool SplitterSession::selectVideo(uint32_t track) {
     return false;
   }
   videoTrack_ = static_cast<int32_t>(track);
+  videoCursor_.track = track;
   return true;
 }
 

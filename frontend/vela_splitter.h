@@ -218,7 +218,8 @@ class AudioFormat {
  public:
   /// Slot 0. There is no audio stream.
   virtual void clear() = 0;
-  /// Slot 1. @param config  `configSize` bytes of decoder configuration, borrowed for the call
+  /// Slot 1. @param config  `configSize` bytes of decoder configuration, borrowed for the call;
+  /// never null
   virtual void set(const Guid* mediaId, const uint8_t* config, uint32_t configSize) = 0;
 
  protected:
@@ -230,7 +231,8 @@ class VideoFormat {
  public:
   /// Slot 0. There is no video stream.
   virtual void clear() = 0;
-  /// Slot 1. @param config  `configSize` bytes of decoder configuration, borrowed for the call
+  /// Slot 1. @param config  `configSize` bytes of decoder configuration, borrowed for the call;
+  /// never null
   /// @param width, height  pixels; -1 when the file gives none
   virtual void set(const Guid* mediaId, const uint8_t* config, uint32_t configSize, int32_t width,
                    int32_t height) = 0;
@@ -321,7 +323,7 @@ class MediaInfo {
   virtual uint64_t getDuration() = 0;              ///< Slot 0. Host units.
   virtual void setDuration(Word64 hostUnits) = 0;  ///< Slot 1.
   virtual uint32_t getFlags() = 0;                 ///< Slot 2. ReplayGainFlag bits.
-  virtual void setFlags(uint32_t flags) = 0;       ///< Slot 3. Given 0 before the tags come.
+  virtual void setFlags(uint32_t flags) = 0;       ///< Slot 3. Given 0 before tags, after chapters.
   virtual int32_t getTrackGain() = 0;              ///< Slot 4.
   virtual void setTrackGain(int32_t value) = 0;    ///< Slot 5.
   virtual int32_t getAlbumGain() = 0;              ///< Slot 6.
@@ -370,8 +372,8 @@ class ModuleSink {
 // What the plug-in implements
 
 /// A splitter that tells about a file: its items, their streams, chapters and tags (creation mode
-/// 0). A file with video, or one opened for the whole, is one item; an audio-only file has one item
-/// for every chapter. Item identifier 0 stands for the whole file, n for chapter n - 1.
+/// 0). A file with video is one item; an audio-only file has one item for every chapter. Item
+/// identifier 0 stands for the whole file, n for chapter n - 1.
 class IMediaSplitter : public IObject {
  public:
   /// Slot 4. Number of items, at least 1.

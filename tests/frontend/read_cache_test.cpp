@@ -399,10 +399,24 @@ TEST_F(ShortReadCache, SkipsNoFurtherThanTheEnd) {
   EXPECT_EQ(position(), 200u);
 }
 
-TEST_F(ShortReadCache, SkipsAnywhereWhenTheLengthIsUnknown) {
+TEST_F(ShortReadCache, FindsTheEndByReadingWhenTheLengthIsUnknown) {
   host.claimedLength = vela::kUnknown64;
-  EXPECT_EQ(skip(5000), 5000u);
+  EXPECT_EQ(skip(5000), 100u);
   EXPECT_EQ(read(1), Bytes{});
+}
+
+TEST_F(ShortReadCache, LeavesALongSkipToTheHostWhenTheLengthIsUnknown) {
+  host.claimedLength = vela::kUnknown64;
+  seek(40);
+  host.take();
+  EXPECT_EQ(skip(BufferedHostStream::kBlockSize + 1), 60u);
+  EXPECT_EQ(position(), 100u);
+  EXPECT_EQ(host.take(), (Calls{"getLength -> unknown", "seek 40", "skip 16385 -> 60"}));
+  host.failCall("skip", 0, kHostCode);
+  uint32_t done = 77;
+  EXPECT_EQ(cache->skip(BufferedHostStream::kBlockSize + 1, &done, nullptr), kHostCode);
+  EXPECT_EQ(done, 77u);
+  EXPECT_EQ(position(), 100u);
 }
 
 TEST_F(ShortReadCache, SkipsNothingAtTheLastPlaceThat64BitsCanName) {

@@ -211,7 +211,7 @@ TEST_F(FactorySlots, Slots4And6PassHostCodesOnAndLeaveTheOutSlotAlone) {
   EXPECT_EQ(create(6, &out), 0x80070005u);
   provider.result = 0;
   stream.bytes = film();
-  for (uint32_t call = 0;; ++call) {
+  for (uint32_t call = 1;; ++call) {  // call 0 asks for the length, which need not be told
     stream.failAfter = call;
     stream.failCode = 0x9000 + call;
     const uint32_t result = create(call % 2 ? 4 : 6, &out);
