@@ -11,7 +11,9 @@ void debugOutput(const char16_t* text) noexcept;
 
 /// Stops in the debugger. Execution may be resumed, and then goes on behind the call. On POSIX this
 /// is a SIGTRAP, raised only when a debugger is attached or the process has a handler for it;
-/// otherwise the call returns at once, so that a report never ends the program.
+/// otherwise the call returns at once, so that a report never ends the program. Under a tracer the
+/// call changes the process's SIGTRAP disposition while it runs, so one thread at a time may make
+/// it there.
 void debugBreak() noexcept;
 
 /// Receives what debugOutput() is given instead of the system's channel.

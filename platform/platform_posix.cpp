@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -15,6 +16,7 @@ namespace {
 void writeAll(const char* bytes, size_t count) {
   while (count > 0) {
     const ssize_t done = ::write(STDERR_FILENO, bytes, count);
+    if (done < 0 && errno == EINTR) continue;  // a signal came before the first byte was taken
     if (done <= 0) return;
     bytes += done;
     count -= static_cast<size_t>(done);

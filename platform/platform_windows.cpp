@@ -11,7 +11,8 @@ static_assert(sizeof(LONG) == sizeof(int32_t));
 
 const wchar_t* wide(const char16_t* text) { return reinterpret_cast<const wchar_t*>(text); }
 
-volatile LONG* interlocked(int32_t* value) { return reinterpret_cast<volatile LONG*>(value); }
+// Not volatile: the device's older headers declare the interlocked calls with a plain pointer.
+LONG* interlocked(int32_t* value) { return reinterpret_cast<LONG*>(value); }
 
 // CharLowerW and CharUpperW take a single unit in place of the text's address, and answer likewise.
 char16_t mapUnit(LPWSTR(WINAPI* map)(LPWSTR), char16_t unit) {

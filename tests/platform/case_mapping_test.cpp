@@ -35,6 +35,15 @@ TEST(CaseMapping, MapsLettersOfEachScript) {
   EXPECT_EQ(raised(lower), upper);
 }
 
+TEST(CaseMapping, MapsOneWayWhereThePartnerHasANearerOne) {
+  EXPECT_EQ(platform::lowerUnit(u'\u212B'), u'\u00E5') << "the Angstrom sign";
+  EXPECT_EQ(platform::upperUnit(u'\u212B'), u'\u212B');
+  EXPECT_EQ(platform::upperUnit(u'\u00E5'), u'\u00C5');
+  EXPECT_EQ(platform::upperUnit(u'\u1E9B'), u'\u1E60') << "long s with dot above";
+  EXPECT_EQ(platform::lowerUnit(u'\u1E9B'), u'\u1E9B');
+  EXPECT_EQ(platform::lowerUnit(u'\u1E60'), u'\u1E61');
+}
+
 TEST(CaseMapping, LeavesSignsBetweenTheLettersAlone) {
   const std::u16string signs = u"×÷ßªº¿¡ĸŉƻǀ٠日\uFFFD\uFFFF";
   EXPECT_EQ(lowered(signs), signs);
@@ -54,7 +63,7 @@ TEST(CaseMapping, GivesAnAsciiLetterAsciiPartnersOnly) {
 
 TEST(CaseMapping, IsStableAfterOneStepAndReversible) {
   const std::u16string titleCase = u"ǅǈǋǲ";  // between the cases
-  const std::u16string sharedPartner = u"ϴẞ";
+  const std::u16string sharedPartner = u"ϴẞ\u212B\u00B5ς\u1E9B";
   for (uint32_t i = 0; i < 0x10000; ++i) {
     const auto unit = static_cast<char16_t>(i);
     const char16_t lower = platform::lowerUnit(unit);
@@ -63,8 +72,11 @@ TEST(CaseMapping, IsStableAfterOneStepAndReversible) {
     EXPECT_EQ(platform::upperUnit(upper), upper) << std::hex << i;
     const bool isReversible =
         titleCase.find(unit) == titleCase.npos && sharedPartner.find(unit) == sharedPartner.npos;
-    if (lower != unit && isReversible) {
-      EXPECT_EQ(platform::upperUnit(lower), unit) << std::hex << i;
+    if (lower != unit) {
+      EXPECT_EQ(platform::upperUnit(lower) == unit, isReversible) << std::hex << i;
+    }
+    if (upper != unit) {
+      EXPECT_EQ(platform::lowerUnit(upper) == unit, isReversible) << std::hex << i;
     }
   }
 }

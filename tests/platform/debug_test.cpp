@@ -1,10 +1,14 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 
 #include "platform/platform.h"
 
@@ -65,6 +69,74 @@ TEST(DebugOutput, WritesTextsLongerThanItsStage) {
     text += u"\U0001F600\u20AC!";
     EXPECT_EQ(written(text.c_str()), std::string(length, 'a') + "\xF0\x9F\x98\x80\xE2\x82\xAC!");
   }
+}
+
+namespace {
+
+volatile sig_atomic_t g_interruptions = 0;
+
+// Standard error as a pipe that takes no further byte until it is read.
+class FullStandardError {
+ public:
+  FullStandardError() : saved_(::dup(STDERR_FILENO)) {
+    EXPECT_EQ(::pipe(ends_), 0);
+    ::fcntl(ends_[1], F_SETFL, O_NONBLOCK);
+    while (::write(ends_[1], ".", 1) == 1) ++filled_;
+    ::fcntl(ends_[1], F_SETFL, 0);
+    ::dup2(ends_[1], STDERR_FILENO);
+    ::close(ends_[1]);
+  }
+  // Reads all that was written. Standard error must be written to no more.
+  std::string drained() {
+    std::string bytes;
+    char piece[4096];
+    for (ssize_t got; (got = ::read(ends_[0], piece, sizeof(piece))) > 0;) {
+      bytes.append(piece, static_cast<size_t>(got));
+    }
+    return bytes.substr(filled_);
+  }
+  void restore() {
+    if (saved_ < 0) return;
+    ::dup2(saved_, STDERR_FILENO);
+    ::close(saved_);
+    saved_ = -1;
+  }
+  ~FullStandardError() {
+    restore();
+    ::close(ends_[0]);
+  }
+
+ private:
+  int saved_;
+  int ends_[2] = {-1, -1};
+  size_t filled_ = 0;
+};
+
+}  // namespace
+
+TEST(DebugOutput, LosesNothingWhenASignalInterruptsIt) {
+  struct sigaction action = {};
+  struct sigaction previous = {};
+  action.sa_handler = [](int) { g_interruptions = g_interruptions + 1; };  // no SA_RESTART
+  ::sigaction(SIGUSR1, &action, &previous);
+  g_interruptions = 0;
+  FullStandardError error;
+  std::string taken;
+  const pthread_t writer = ::pthread_self();
+  std::thread reader([&] {
+    // The writer waits at its first byte; some of these reach it there.
+    for (int i = 0; i < 20; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      ::pthread_kill(writer, SIGUSR1);
+    }
+    taken = error.drained();
+  });
+  platform::debugOutput(std::u16string(1000, u'x').c_str());
+  error.restore();  // the reader meets the end
+  reader.join();
+  ::sigaction(SIGUSR1, &previous, nullptr);
+  EXPECT_GT(g_interruptions, 0);
+  EXPECT_EQ(taken, std::string(1000, 'x'));
 }
 
 TEST(DebugOutput, GoesToTheSinkInPlaceOfTheSystem) {
