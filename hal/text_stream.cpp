@@ -67,6 +67,7 @@ VelaBase::TIOResult VTextStream::GWriteUtf8Staged(uint8_t* p_stage, uint32_t p_s
                                                   uint32_t maximum, void* p_context) {
   VASSERT_TEXT_AT("stdhelpers", 493, p_stageBytes > KUTF8MaxLength,
                   "(sizeof(temp)/sizeof(*temp)) > KUTF8MaxLength");
+  if (p_stageBytes < KUTF8MaxLength) return VResult::KFailed;
   const uint32_t length = VWideText::GLength(text, maximum);
   VelaBase::TIOResult result =
       VExactTransfer::GWriteU32(writer, VTextCodec::GUtf8Length(text, length), p_context);
@@ -87,6 +88,7 @@ VelaBase::TIOResult VTextStream::GReadUtf8Staged(uint8_t* p_stage, uint32_t p_st
                                                  void* p_context) {
   VASSERT_TEXT_AT("stdhelpers", 526, p_stageBytes > KUTF8MaxLength,
                   "(sizeof(temp)/sizeof(*temp)) > KUTF8MaxLength");
+  if (p_stageBytes < KUTF8MaxLength) return emptied(target, VResult::KFailed);
   uint32_t owed = 0;
   VelaBase::TIOResult result = VExactTransfer::GReadU32(reader, &owed, p_context);
   if (result != VResult::KSuccess) return emptied(target, result);

@@ -49,8 +49,10 @@ class VTextStream {
   ///         last five bytes (D-105).
   static VelaBase::TIOResult GReadUtf8(VByteReader& reader, VString& target, void* p_context);
 
-  // The same with a staging array of the caller's, at least VTextCodec::KUTF8MaxLength bytes. One
-  // that is not larger than that is reported.
+  // The same with a staging array of the caller's. One that is not larger than
+  // VTextCodec::KUTF8MaxLength bytes is reported. One that is smaller can't hold every sequence:
+  // the stream is not touched then, the target of a read is emptied, and VResult::KFailed is
+  // returned.
   static VelaBase::TIOResult GWriteUtf8Staged(uint8_t* p_stage, uint32_t p_stageBytes,
                                               VByteWriter& writer, const char16_t* text,
                                               uint32_t maximum, void* p_context);

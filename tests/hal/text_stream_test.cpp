@@ -201,6 +201,36 @@ TEST(Deliberate, D105_TheLastFiveBytesAreNotChecked) {
   EXPECT_EQ(readBack(counted(raw({'a', 'b', 0xE2, 0x82}))).text, u"ab") << "cut at the end";
 }
 
+TEST(ReadText, TakesAByteThatLeadsNothingWithSixBehindItOnly) {
+  const ReadBack cut = readBack(counted(join(raw({0x80}), Bytes(5, 0x81))));
+  EXPECT_EQ(cut.result, VResult::KOutOfRange);
+  EXPECT_EQ(cut.text, u"");
+  const ReadBack whole = readBack(counted(join(raw({0x80}), Bytes(6, 0x81))));
+  EXPECT_EQ(whole.result, VResult::KSuccess);
+  EXPECT_EQ(whole.text, u"\uFFFF");
+}
+
+TEST(ReadText, SetsTheTargetOncePerPieceAndOnceForTheEnd) {
+  using Calls = std::vector<RecordingString::Call>;
+  constexpr uint32_t append = VString::KAll;
+  const auto calls = [](const Bytes& text) {
+    ScriptedReader reader(counted(text));
+    RecordingString target(u"old");
+    EXPECT_EQ(VTextStream::GReadUtf8(reader, target, kContext), VResult::KSuccess);
+    return target.calls;
+  };
+  const auto units = [](uint32_t count, uint32_t start) {
+    return RecordingString::Call{std::u16string(count, u'x'), count, start};
+  };
+  EXPECT_EQ(calls({}), (Calls{{u"", 0, 0}}));
+  EXPECT_EQ(calls(boxes::text("abc")), (Calls{{u"", 0, 0}, {u"abc", 3, append}}))
+      << "nothing of the first piece is checked";
+  EXPECT_EQ(calls(boxes::text("abcdefgh")), (Calls{{u"abc", 3, 0}, {u"defgh", 5, append}}));
+  EXPECT_EQ(calls(Bytes(128, 'x')), (Calls{units(123, 0), units(5, append)}));
+  EXPECT_EQ(calls(Bytes(300, 'x')),
+            (Calls{units(123, 0), units(123, append), units(49, append), units(5, append)}));
+}
+
 TEST(ReadText, CountsTheNulsFromTheStartOfItsSequence) {
   for (size_t behind = 0; behind < 12; ++behind) {
     const Bytes sequence = raw({0xE2, 0x82, 0});
@@ -352,6 +382,33 @@ TEST(ReadText, ReportsAStageThatIsNoLargerThanTheLongestSequence) {
   EXPECT_EQ(stageReport(526)[0],
             u"\r\n*** ASSERTION FAILED in stdhelpers(526):\r\n"
             u"(sizeof(temp)/sizeof(*temp)) > KUTF8MaxLength\r\n");
+}
+
+TEST(WriteText, FailsWithAStageThatCantHoldEverySequence) {
+  AssertionCapture capture;
+  for (uint32_t stageBytes = 0; stageBytes < VTextCodec::KUTF8MaxLength; ++stageBytes) {
+    Bytes stage(stageBytes);  // of exactly these bytes, so that the sanitizer sees a write behind
+    ScriptedWriter writer;
+    EXPECT_EQ(VTextStream::GWriteUtf8Staged(stage.data(), stageBytes, writer, u"a€c€", kUntilNul,
+                                            nullptr),
+              VResult::KFailed);
+    EXPECT_TRUE(writer.script.counts.empty()) << "no count without its text";
+    EXPECT_EQ(capture.take(), stageReport(493));
+  }
+}
+
+TEST(ReadText, FailsWithAStageThatCantHoldEverySequence) {
+  AssertionCapture capture;
+  for (uint32_t stageBytes = 0; stageBytes < VTextCodec::KUTF8MaxLength; ++stageBytes) {
+    Bytes stage(stageBytes);
+    ScriptedReader reader(written(u"abc€def€ghi"));
+    RecordingString target(u"old");
+    EXPECT_EQ(VTextStream::GReadUtf8Staged(stage.data(), stageBytes, reader, target, nullptr),
+              VResult::KFailed);
+    EXPECT_EQ(target.calls, (std::vector<RecordingString::Call>{{u"", 0, 0}}));
+    EXPECT_TRUE(reader.script.counts.empty());
+    EXPECT_EQ(capture.take(), stageReport(526));
+  }
 }
 
 TEST(TextStage, ReportsMoreConsumedThanThereIs) {
