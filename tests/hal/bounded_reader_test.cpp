@@ -20,7 +20,35 @@ Bytes rising(size_t count) {
   return bytes;
 }
 
+// Keeps what its adapter said to remain while a call was under way.
+class AskingReader final : public VByteReader {
+ public:
+  virtual ~AskingReader() = default;
+  VelaBase::TIOResult Read(void*, uint32_t p_count, uint32_t* p_done, void* p_context) override {
+    return Skip(p_count, p_done, p_context);
+  }
+  VelaBase::TIOResult Skip(uint32_t p_count, uint32_t* p_done, void*) override {
+    *p_done = p_count;
+    seen.push_back(adapter->GetRemaining());
+    return VResult::KSuccess;
+  }
+  const VBoundedReader* adapter = nullptr;
+  std::vector<uint32_t> seen;
+};
+
 }  // namespace
+
+TEST(BoundedReader, ChargesBeforeItCallsTheInnerReader) {
+  AskingReader inner;
+  VBoundedReader reader(inner, 10);
+  inner.adapter = &reader;
+  uint8_t bytes[4];
+  uint32_t done = 0;
+  EXPECT_EQ(reader.Read(bytes, 4, &done, kContext), VResult::KSuccess);
+  EXPECT_EQ(reader.Skip(1, &done, kContext), VResult::KSuccess);
+  EXPECT_EQ(reader.SkipRest(kContext), VResult::KSuccess);
+  EXPECT_EQ(inner.seen, (std::vector<uint32_t>{6, 5, 0}));
+}
 
 TEST(BoundedReader, ClampsReadsToWhatRemains) {
   ScriptedReader inner(rising(10));

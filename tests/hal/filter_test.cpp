@@ -22,6 +22,27 @@ class TableFilter final : public VFilter {
   std::vector<uint32_t> asked;
 };
 
+// Looks like the base class and keeps what it was asked.
+class RecordingFilter final : public VFilter {
+ public:
+  struct Search {
+    uint32_t value;
+    uint32_t start;
+    uint32_t count;
+    uint32_t step;
+    bool operator==(const Search&) const = default;
+  };
+
+  explicit RecordingFilter(std::vector<uint32_t> given) : results(std::move(given)) {}
+  uint32_t Test(uint32_t index) override { return results[index % results.size()]; }
+  uint32_t FindNext(uint32_t value, uint32_t start, uint32_t count, uint32_t step) override {
+    searches.push_back({value, start, count, step});
+    return VFilter::FindNext(value, start, count, step);
+  }
+  std::vector<uint32_t> results;
+  std::vector<Search> searches;
+};
+
 constexpr uint32_t kNoLimit = ~uint32_t{0};
 
 }  // namespace
@@ -84,6 +105,21 @@ TEST(FilterCount, AsksForEveryIndexOnce) {
   TableFilter filter({0, 1, 1, 0});
   VFilter::GCount(filter, 1, 10, 4, kNoLimit);
   EXPECT_EQ(filter.asked, (std::vector<uint32_t>{10, 11, 12, 13}));
+}
+
+TEST(FilterCount, SearchesWhatIsLeftBehindEachMatch) {
+  using Searches = std::vector<RecordingFilter::Search>;
+  RecordingFilter endsInAMiss({0, 1, 1, 0});
+  EXPECT_EQ(VFilter::GCount(endsInAMiss, 0xAB01, 8, 4, kNoLimit), 2u);
+  EXPECT_EQ(endsInAMiss.searches,
+            (Searches{{0xAB01, 8, 4, 1}, {0xAB01, 10, 2, 1}, {0xAB01, 11, 1, 1}}));
+  RecordingFilter endsInAMatch({1, 0, 1});
+  EXPECT_EQ(VFilter::GCount(endsInAMatch, 1, 3, 3, kNoLimit), 2u);
+  EXPECT_EQ(endsInAMatch.searches, (Searches{{1, 3, 3, 1}, {1, 4, 2, 1}, {1, 6, 0, 1}}))
+      << "the last search has nothing left to look at";
+  RecordingFilter limited({1});
+  EXPECT_EQ(VFilter::GCount(limited, 1, 5, 9, 2), 2u);
+  EXPECT_EQ(limited.searches, (Searches{{1, 5, 9, 1}, {1, 6, 8, 1}})) << "none at the limit";
 }
 
 TEST(FilterCount, CrossesTheEndOfTheIndices) {

@@ -236,6 +236,14 @@ TEST(Power, SquaresAndMultipliesInSinglePrecision) {
   EXPECT_TRUE(std::isinf(VNumberText::GPower(10.0f, 39)));
 }
 
+TEST(Power, RoundsTheReciprocalFirstAndThenEveryProduct) {
+  EXPECT_EQ(VNumberText::GPower(10.0f, -4), 0x1.a36e32p-14f) << "the nearest float ends in 2e";
+  EXPECT_EQ(VNumberText::GPower(10.0f, -5), 0x1.4f8b5cp-17f);
+  EXPECT_EQ(VNumberText::GPower(10.0f, -6), 0x1.0c6f7ep-20f);
+  EXPECT_EQ(VNumberText::GPower(10.0f, -8), 0x1.5798f4p-27f);
+  EXPECT_EQ(parsedFloat(u"0.0001"), 0x1.a36e32p-14f);
+}
+
 TEST(Deliberate, D102_TheIntegerParseAlwaysGivesZero) {
   for (const char16_t* text :
        {u"", u"0", u"1", u"123", u"-5", u"+7", u"-", u"x", u"999999999999"}) {

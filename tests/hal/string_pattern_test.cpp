@@ -30,6 +30,12 @@ TEST(Pattern, MatchesUnitsWithoutRegardToCase) {
   EXPECT_TRUE(matches(u"", u""));
 }
 
+TEST(Pattern, ComparesTheLowerCaseOfBothUnits) {
+  EXPECT_FALSE(matches(u"ς", u"σ")) << "they share their upper case only";
+  EXPECT_TRUE(matches(u"ϴ", u"θ")) << "they share their lower case only";
+  EXPECT_TRUE(matches(u"θ", u"ϴ"));
+}
+
 TEST(Pattern, QuestionMarkStandsForOneUnit) {
   EXPECT_TRUE(matches(u"abc", u"a?c"));
   EXPECT_FALSE(matches(u"ac", u"a?c"));

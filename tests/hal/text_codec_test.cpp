@@ -325,6 +325,26 @@ TEST(Utf8ToUtf16, StopsAtANulAFailureOrTheEnd) {
   EXPECT_EQ(target[3], 0) << "of the literal";
 }
 
+TEST(Utf8ToUtf16, StopsAtADecodedZero) {
+  const Bytes zero = raw({0x80, 0xBC, 0x80, 0x80, 0x80, 0x80, 0x80});
+  EXPECT_EQ(toUtf16(join(boxes::text("a"), zero, boxes::text("b"))), u"a");
+  EXPECT_EQ(toUtf16(join(zero, boxes::text("b"))), u"");
+}
+
+TEST(Utf8ToUtf16, ReadsATextUpToItsNulWithTheOpenCount) {
+  const auto openCount = [](const Bytes& bytes) {
+    std::u16string target(bytes.size() + 1, u'-');
+    const uint32_t units = VTextCodec::GUtf8ToUtf16(bytes.data(), kAll, target.data());
+    EXPECT_EQ(target[units], 0);
+    return target.substr(0, units);
+  };
+  EXPECT_EQ(openCount(raw({'t', 0xC3, 0xA9, 0})), u"té");
+  EXPECT_EQ(openCount(raw({'t', 0})), u"t");
+  EXPECT_EQ(openCount(raw({0})), u"");
+  EXPECT_EQ(openCount(raw({'t', 0xE2, 0x82, 0})), u"t") << "and not behind it";
+  EXPECT_EQ(openCount(raw({'t', 0x80, 0x80, 0})), u"t");
+}
+
 TEST(FromUtf8, SetsTheTargetFromTheStartOn) {
   EXPECT_EQ(fromUtf8(boxes::text("h\xC3\xA9"), 0, u"old"), u"hé");
   EXPECT_EQ(fromUtf8(boxes::text("x"), 2, u"old"), u"olx");
