@@ -68,7 +68,7 @@ class ObjectArray {
     void* block = bytes <= SIZE_MAX ? allocate(static_cast<size_t>(bytes)) : nullptr;
     if (!block) throw exception(kOutOfMemoryInArray);
     auto* constructed = new (block) uint32_t(0);
-    T* elements = reinterpret_cast<T*>(static_cast<unsigned char*>(block) + kHeader);
+    T* elements = static_cast<T*>(static_cast<void*>(static_cast<unsigned char*>(block) + kHeader));
     try {
       for (; *constructed < count; ++*constructed) new (elements + *constructed) T();
     } catch (...) {
@@ -80,8 +80,8 @@ class ObjectArray {
 
   static void destroyBlock(T* elements) noexcept {
     if (!elements) return;
-    auto* constructed =
-        reinterpret_cast<uint32_t*>(reinterpret_cast<unsigned char*>(elements) - kHeader);
+    auto* constructed = static_cast<uint32_t*>(
+        static_cast<void*>(reinterpret_cast<unsigned char*>(elements) - kHeader));
     while (*constructed > 0) elements[--*constructed].~T();
     release(constructed);
   }
