@@ -36,6 +36,9 @@ class ByteStream {
   /// Fails as readExact() of `count` bytes would, but reads nothing: asked before memory is
   /// allocated for a declared count, so that a count that lies costs no memory.
   virtual void requireBytes(uint64_t count) = 0;
+  /// False when the source doesn't tell its length: requireBytes() then knows no more than what the
+  /// boxes claim, and memory is better taken for what has arrived.
+  virtual bool isLengthKnown() const noexcept { return true; }
 
  protected:
   ~ByteStream() = default;
@@ -53,6 +56,7 @@ class HostStreamAdapter final : public ByteStream {
   void readExact(void* buffer, uint32_t count) override;
   void skipExact(uint64_t count) override;
   void requireBytes(uint64_t count) override;
+  bool isLengthKnown() const noexcept override { return length_ != kUnknownLength; }
 
  private:
   ByteSource* source_;
@@ -78,6 +82,7 @@ class AtomReader final : public ByteStream {
   void readExact(void* buffer, uint32_t count) override;
   void skipExact(uint64_t count) override;
   void requireBytes(uint64_t count) override;
+  bool isLengthKnown() const noexcept override { return parent_->isLengthKnown(); }
 
   /// Skips what is left, so that the parent stands just behind the box.
   void finish();

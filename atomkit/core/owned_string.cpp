@@ -5,6 +5,7 @@
 #include "atomkit/core/byte_stream.h"
 #include "atomkit/core/exception.h"
 #include "atomkit/core/memory.h"
+#include "atomkit/core/value_readers.h"
 
 namespace atomkit {
 namespace {
@@ -18,31 +19,28 @@ unsigned char fold(char byte) noexcept {
 
 OwnedString::~OwnedString() { release(text_); }
 
-char* OwnedString::replaceBuffer(uint64_t bytes) {
+void OwnedString::clear() noexcept {
   release(text_);
   text_ = nullptr;
-  if (bytes <= SIZE_MAX) text_ = static_cast<char*>(allocate(static_cast<size_t>(bytes)));
-  if (!text_) throw exception(kOutOfMemory);
-  return text_;
 }
 
 void OwnedString::assign(const char* text) {
   if (text && text == text_) return;
-  if (!text || !*text) {
-    release(text_);
-    text_ = nullptr;
-    return;
-  }
+  clear();
+  if (!text || !*text) return;
   const size_t bytes = std::strlen(text) + 1;
-  std::memcpy(replaceBuffer(bytes), text, bytes);
+  text_ = static_cast<char*>(allocate(bytes));
+  if (!text_) throw exception(kOutOfMemory);
+  std::memcpy(text_, text, bytes);
 }
 
+// The block becomes the text only when it is complete: one that ends early has no zero byte.
 void OwnedString::read(ByteStream& stream, uint32_t count) {
   stream.requireBytes(count);
-  char* buffer = replaceBuffer(uint64_t{count} + 1);
-  buffer[0] = 0;
-  stream.readExact(buffer, count);
-  buffer[count] = 0;
+  clear();
+  char* const block = static_cast<char*>(readBlock(stream, count, 1, kOutOfMemory));
+  block[count] = 0;
+  text_ = block;
 }
 
 uint32_t OwnedString::length() const noexcept { return static_cast<uint32_t>(std::strlen(text())); }

@@ -27,9 +27,8 @@ class OwnedString {
 
   /// Replaces the text by exactly `count` bytes read from `stream`, and ends it with a zero byte.
   /// Bytes behind a zero byte among them are kept but not seen through text().
-  /// @throws what ByteStream::requireBytes() and readExact() throw, before anything is allocated
-  /// when
-  ///         the bytes can't be there; exception "out of memory"
+  /// @throws what ByteStream::requireBytes() throws, leaving the string as it was; what readBlock()
+  ///         throws, or exception "out of memory", leaving it empty
   void read(ByteStream& stream, uint32_t count);
 
   /// The text; never null.
@@ -40,7 +39,7 @@ class OwnedString {
   bool empty() const noexcept { return !text_ || !*text_; }
 
  private:
-  char* replaceBuffer(uint64_t bytes);
+  void clear() noexcept;
 
   char* text_ = nullptr;
 };

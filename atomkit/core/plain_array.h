@@ -38,6 +38,13 @@ class PlainArray {
     count_ = count;
   }
 
+  /// Takes over a block of allocate() that holds `count` elements, in place of the old contents.
+  void adopt(T* block, uint32_t count) noexcept {
+    release(data_);
+    data_ = block;
+    count_ = count;
+  }
+
   void swap(PlainArray& other) noexcept {
     std::swap(data_, other.data_);
     std::swap(count_, other.count_);

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <iterator>
+#include <utility>
 
 #include "atomkit/core/exception.h"
+#include "atomkit/core/memory.h"
 
 namespace atomkit {
 namespace {
@@ -38,6 +41,33 @@ void readArray(ByteStream& stream, Word* values, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) values[i] = swapped(values[i]);
 }
 
+// Bytes that are taken at once from a source that can't vouch for their number; then twice that.
+constexpr uint32_t kFirstPiece = 64 * 1024;
+
+// Owns a block until it is taken.
+class GrowingBlock {
+ public:
+  GrowingBlock() noexcept = default;
+  GrowingBlock(const GrowingBlock&) = delete;
+  GrowingBlock& operator=(const GrowingBlock&) = delete;
+  ~GrowingBlock() { release(bytes_); }
+
+  uint8_t* bytes() const noexcept { return bytes_; }
+  uint8_t* take() noexcept { return std::exchange(bytes_, nullptr); }
+
+  // Gives the block a new size and keeps its first `kept` bytes.
+  void grow(uint32_t kept, uint64_t size, const char* outOfMemory) {
+    void* const grown = size <= SIZE_MAX ? allocate(static_cast<size_t>(size)) : nullptr;
+    if (!grown) throw exception(outOfMemory);
+    if (kept > 0) std::memcpy(grown, bytes_, kept);
+    release(bytes_);
+    bytes_ = static_cast<uint8_t*>(grown);
+  }
+
+ private:
+  uint8_t* bytes_ = nullptr;
+};
+
 }  // namespace
 
 uint8_t readU8(ByteStream& stream) { return static_cast<uint8_t>(readBigEndian<1>(stream)); }
@@ -64,10 +94,24 @@ void readU32ArrayWidened(ByteStream& stream, uint64_t* values, uint32_t count) {
   }
 }
 
+void* readBlock(ByteStream& stream, uint32_t count, uint32_t spare, const char* outOfMemory) {
+  uint32_t room = stream.isLengthKnown() ? count : std::min(count, kFirstPiece);
+  GrowingBlock block;
+  for (uint32_t done = 0;;) {
+    block.grow(done, uint64_t{room} + spare, outOfMemory);
+    stream.readExact(block.bytes() + done, room - done);
+    if (room == count) return block.take();
+    done = room;
+    room = static_cast<uint32_t>(std::min<uint64_t>(count, uint64_t{room} * 2));
+  }
+}
+
 void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count) {
   stream.requireBytes(count);
-  bytes.resize(count);
-  if (count > 0) stream.readExact(bytes.data(), count);
+  bytes.resize(0);
+  if (count == 0) return;
+  void* const block = readBlock(stream, count, 0, kOutOfMemoryInArray);
+  bytes.adopt(static_cast<uint8_t*>(block), count);
 }
 
 uint32_t readExpandableLength(ByteStream& stream) {

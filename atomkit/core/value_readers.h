@@ -24,9 +24,18 @@ void readU64Array(ByteStream& stream, uint64_t* values, uint32_t count);
 /// stack.
 void readU32ArrayWidened(ByteStream& stream, uint64_t* values, uint32_t count);
 
-/// Gives `bytes` the next `count` bytes of the stream in place of its contents.
-/// @throws exception (past end) before anything is allocated when they can't be there;
-///         "out of memory when resizing array"
+/// The next `count` bytes of the stream in a block of allocate(), which has room for `spare` more.
+/// One allocation and one exact read when the source knows its length. Otherwise the block
+/// begins with 64 KiB and doubles as the bytes arrive, whatever the boxes claim.
+/// @pre stream.requireBytes(count) was asked
+/// @return a block that the caller owns; nothing is held when this throws
+/// @throws exception (past end); exception with the message `outOfMemory`
+void* readBlock(ByteStream& stream, uint32_t count, uint32_t spare, const char* outOfMemory);
+
+/// Gives `bytes` the next `count` bytes of the stream in place of its contents, with readBlock().
+/// @throws exception (past end), leaving `bytes` as it was when they can't be there, and empty when
+///         the source turns out to be shorter; "out of memory when resizing array", leaving it
+///         empty
 void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count);
 
 /// Length of an MPEG-4 descriptor: up to four bytes, seven bits each, most significant first, as

@@ -397,6 +397,40 @@ TEST(OwnedString, ReadsNothingAndAllocatesNothingWhenTheBytesCantBeThere) {
   EXPECT_EQ(source.reads, 0u);
 }
 
+TEST(OwnedString, IsEmptyWhenTheSourceEndsInsideTheText) {
+  MemorySource source(boxes::text("title"));
+  HostStreamAdapter stream(source, kUnknownLength);
+  FailingAllocation memory;
+  OwnedString text;
+  text.assign("before");
+  EXPECT_THROWS_MESSAGE(text.read(stream, 9), "attempting to read past end of file");
+  EXPECT_TRUE(text.empty());
+  EXPECT_STREQ(text.text(), "");
+  EXPECT_EQ(text.length(), 0u);
+  EXPECT_EQ(memory.blocksHeld(), 0u);
+}
+
+TEST(OwnedString, AReadWithoutMemoryIsOutOfMemoryAndLeavesItEmpty) {
+  MemorySource source(boxes::text("title"));
+  HostStreamAdapter stream(source, source.size());
+  OwnedString text;
+  text.assign("before");
+  FailingAllocation memory(0);
+  EXPECT_THROWS_MESSAGE(text.read(stream, 5), "out of memory");
+  EXPECT_TRUE(text.empty());
+}
+
+TEST(OwnedString, ALongTextOfASourceOfUnknownLengthIsReadWhole) {
+  boxes::Bytes bytes;
+  for (uint32_t i = 0; i < 300'000; ++i) bytes.push_back(static_cast<uint8_t>(1 + i % 251));
+  MemorySource source(bytes);
+  HostStreamAdapter stream(source, kUnknownLength);
+  OwnedString text;
+  text.read(stream, 300'000);
+  ASSERT_EQ(text.length(), 300'000u);
+  EXPECT_EQ(std::memcmp(text.text(), bytes.data(), bytes.size()), 0);
+}
+
 // ---- comparisons
 
 TEST(CompareIgnoringCase, FindsAKeyWrittenInCapitals) {

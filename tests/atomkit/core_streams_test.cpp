@@ -339,6 +339,68 @@ TEST(ValueReaders, CountedBytesAreRequiredBeforeTheyAreAllocated) {
   EXPECT_EQ(bytes[2], 3);
 }
 
+TEST(ValueReaders, BytesThatEndEarlyLeaveNothing) {
+  MemorySource source(raw({1, 2, 3, 4, 5}));
+  HostStreamAdapter file(source, kUnknownLength);
+  ByteArray bytes;
+  readBytes(file, bytes, 2);
+  EXPECT_THROWS_MESSAGE(readBytes(file, bytes, 4), "attempting to read past end of file");
+  EXPECT_EQ(bytes.count(), 0u);
+}
+
+TEST(ValueReaders, BytesOfASourceThatKnowsItsLengthAreOneReadAndOneBlock) {
+  MemorySource source(repeat(7, 300'000));
+  HostStreamAdapter file(source, source.size());
+  AtomReader box(file, source.size());
+  FailingAllocation memory;
+  ByteArray bytes;
+  readBytes(box, bytes, 300'000);
+  EXPECT_EQ(bytes[299'999], 7);
+  EXPECT_EQ(source.reads, 1u);
+  EXPECT_EQ(memory.allocations(), 1u);
+}
+
+TEST(ValueReaders, BytesOfASourceOfUnknownLengthArriveInPiecesThatDouble) {
+  constexpr uint32_t kPiece = 65536;
+  for (const uint32_t count : {kPiece - 1, kPiece, kPiece + 1, 2 * kPiece, 4 * kPiece + 5}) {
+    Bytes expected;
+    for (uint32_t i = 0; i < count; ++i) expected.push_back(static_cast<uint8_t>(i % 251));
+    MemorySource source(expected);
+    HostStreamAdapter file(source, kUnknownLength);
+    AtomReader box(file, count);
+    ByteArray bytes;
+    readBytes(box, bytes, count);
+    ASSERT_EQ(bytes.count(), count);
+    EXPECT_EQ(std::memcmp(bytes.data(), expected.data(), count), 0) << count;
+    EXPECT_EQ(box.remaining(), 0u);
+    EXPECT_EQ(source.reads, count <= kPiece ? 1u : count <= 2 * kPiece ? 2u : 4u) << count;
+  }
+}
+
+TEST(ValueReaders, AClaimOfASourceOfUnknownLengthTakesMemoryForWhatArrivesOnly) {
+  MemorySource source(zeros(100'000));
+  HostStreamAdapter file(source, kUnknownLength);
+  AtomReader box(file, 0xfffffff0);
+  FailingAllocation memory;
+  ByteArray bytes;
+  EXPECT_THROWS_MESSAGE(readBytes(box, bytes, 0xfffffff0), "attempting to read past end of file");
+  EXPECT_LE(memory.largestBlock(), 131'072u);
+  EXPECT_EQ(memory.blocksHeld(), 0u);
+  EXPECT_EQ(bytes.count(), 0u);
+}
+
+TEST(ValueReaders, EveryFailedAllocationOfBytesIsReportedAndLeaksNothing) {
+  for (uint64_t failAt = 0; failAt < 3; ++failAt) {
+    MemorySource source(zeros(200'000));
+    HostStreamAdapter file(source, kUnknownLength);
+    FailingAllocation memory(failAt);
+    ByteArray bytes;
+    EXPECT_THROWS_MESSAGE(readBytes(file, bytes, 200'000), "out of memory when resizing array");
+    EXPECT_EQ(memory.blocksHeld(), 0u);
+    EXPECT_EQ(bytes.count(), 0u);
+  }
+}
+
 // ---- FourCC
 
 TEST(FourCC, HoldsItsCharactersInFileOrderInMemory) {

@@ -79,6 +79,12 @@ TEST(Duration, AnAppleLosslessTrackGovernsToo) {
   EXPECT_EQ(withTracks({trak({.duration = 96000, .stsd = stsd(alac())})}).duration(), 2 * kSecond);
 }
 
+TEST(Duration, TwoAudioTracksOfDifferentKindsCountAsTwo) {
+  const Bytes lossless = trak({.duration = 96000, .stsd = stsd(alac())});
+  EXPECT_EQ(withTracks({audio(), lossless}).duration(), 10 * kSecond);
+  EXPECT_EQ(withTracks({lossless, audio()}).duration(), 10 * kSecond);
+}
+
 TEST(Duration, AVideoTrackThatIsNotWantedCountsAsVideo) {
   const ParsedMovie movie(moov({.tracks = {audio(), video()}}), kWantAudio);
   EXPECT_EQ(movie.duration(), 10 * kSecond);
@@ -93,6 +99,22 @@ TEST(Duration, AnAudioTrackThatStartsAtItsEndDoesNotGovern) {
   const ParsedMovie movie = withTracks({audio(96000)});
   EXPECT_EQ(movie.duration(), 10 * kSecond);
   EXPECT_EQ(movie.chapterStart(0), 0u);
+}
+
+TEST(Duration, AnAudioTrackThatStartsAheadOfTimeDoesNotGovern) {
+  // A negative offset is a very late one in 32 bits, and is cut to the track's length.
+  const ParsedMovie movie = withTracks({audio(-1024)});
+  EXPECT_EQ(movie.duration(), 10 * kSecond);
+  EXPECT_EQ(movie.chapterStart(0), 0u);
+}
+
+TEST(Duration, AnAudioTrackOfUnknownLengthGovernsWithTheWrappedTime) {
+  constexpr uint64_t kAllOnesAt48000 = 384307168202074;  // (2^64 - 10^7 + 24000) / 48000
+  const ParsedMovie movie = withTracks({audio(0, 0xffffffff)});
+  EXPECT_EQ(movie.duration(), kAllOnesAt48000);
+  EXPECT_EQ(movie.chapterEnd(0), kAllOnesAt48000);
+  // The start shows that the track governs.
+  EXPECT_EQ(withTracks({audio(24000, 0xffffffff)}).chapterStart(0), kSecond / 2);
 }
 
 TEST(Deliberate, D207_AMovieDurationWithTheTopBitSetWraps) {
@@ -234,6 +256,21 @@ TEST(ChapterTags, SegmentsAreMergedIntoTheirChapter) {
   EXPECT_EQ(describe(movie.tags()), "album=Box artist=All");
 }
 
+TEST(ChapterTags, TheTaggingBoxsTitleOfTheFileStaysInEveryChapter) {
+  const ParsedMovie movie(
+      withUserData(join(ztTags(ztFields({{"TITLE", {"Whole"}}})), chpl({{0, "One"}, {5, "Two"}}))));
+  EXPECT_EQ(describe(movie.chapter(0).tags), "TITLE=Whole");
+  EXPECT_EQ(describe(movie.chapter(1).tags), "TITLE=Whole");
+}
+
+TEST(ChapterTags, ASegmentOfTheLargestNumberIsMergedIntoThatChapter) {
+  const ParsedMovie movie(withUserData(
+      join(ztTags(ztSegment(1000, {{"mood", {"calm"}}})), chpl(std::vector<Mark>(1002)))));
+  EXPECT_EQ(describe(movie.chapter(999).tags), "");
+  EXPECT_EQ(describe(movie.chapter(1000).tags), "mood=calm");
+  EXPECT_EQ(describe(movie.chapter(1001).tags), "");
+}
+
 TEST(ChapterTags, WithATaggingBoxNoTrackNumbersAreMade) {
   const ParsedMovie movie(withUserData(join(ztTags(ztFields({})), chpl({{0, "One"}, {5, "Two"}}))));
   EXPECT_EQ(describe(movie.chapter(1).tags), "title=Two");
@@ -265,6 +302,21 @@ TEST(ChapterTags, TwoTaggingBoxesLeaveTheItemListAsTheSource) {
   EXPECT_EQ(describe(movie.tags()), "title=List");
 }
 
+TEST(ChapterTags, ReadForItsCoverAloneTheTaggingBoxIsTheEmptySourceThatWinsOverTheItemList) {
+  const Bytes list = metaWith(ilstText("\xA9nam", "List"));
+  const Bytes tagging = ztTags(ztFields({{"album", {"Box"}}}));
+  const Bytes marks = chpl({{0, "One"}, {5, "Two"}});
+  for (const Bytes& both : {join(tagging, list), join(list, tagging)}) {
+    const ParsedMovie movie(withUserData(join(both, marks)), kWantCoverArt);
+    EXPECT_EQ(describe(movie.tags()), "");
+    // The tagging box alone keeps the chapters from being numbered.
+    EXPECT_EQ(describe(movie.chapter(0).tags), "title=One");
+    EXPECT_EQ(describe(movie.chapter(1).tags), "title=Two");
+  }
+  const ParsedMovie listOnly(withUserData(join(list, marks)), kWantCoverArt);
+  EXPECT_EQ(describe(listOnly.chapter(1).tags), "title=Two track=2");
+}
+
 TEST(ChapterTags, WithoutTheirOptionThereAreNone) {
   const ParsedMovie movie(
       withUserData(join(metaWith(ilstText("\xA9nam", "List")), ztTags(ztFields({{"a", {"x"}}})),
@@ -272,6 +324,38 @@ TEST(ChapterTags, WithoutTheirOptionThereAreNone) {
       kWantAudio);
   EXPECT_EQ(describe(movie.tags()), "");
   EXPECT_EQ(describe(movie.chapter(0).tags), "title=One track=1");
+}
+
+TEST(ChapterTags, ATitleWithoutValuesIsATitleAllTheSame) {
+  const ParsedMovie movie(
+      withUserData(join(ztTags(ztFields({{"title", {}}})), chpl({{0, "One"}}))));
+  ASSERT_EQ(movie.chapter(0).tags.entryCount(), 1u);
+  EXPECT_STREQ(movie.chapter(0).tags.entryName(0), "title");
+  EXPECT_EQ(movie.chapter(0).tags.valueCount(0), 0u);
+}
+
+TEST(ChapterTags, ATaggingBoxThatIsReadForItsCoverAloneMakesNoTrackNumbers) {
+  const Bytes userData =
+      join(ztTags(ztFields({{"album", {"Box"}}}), ztSegment(1, {{"mood", {"calm"}}})),
+           chpl({{0, "One"}, {5, "Two"}}));
+  const ParsedMovie movie(withUserData(userData), 0x08);
+  EXPECT_EQ(describe(movie.tags()), "");
+  EXPECT_EQ(describe(movie.chapter(0).tags), "title=One");
+  EXPECT_EQ(describe(movie.chapter(1).tags), "title=Two");
+}
+
+// ---- the cover
+
+TEST(Cover, IsReadWithBit0x08AndLeftOutByTheOthers) {
+  const Bytes file = withUserData(
+      metaWith(ilstText("\xA9nam", "List"), box("covr", box("data", zeros(8), text("picture")))));
+  const ParsedMovie coverOnly(file, 0x08);
+  const ByteArray& cover = coverOnly.cover();
+  EXPECT_EQ(Bytes(cover.data(), cover.data() + cover.count()), text("picture"));
+  EXPECT_EQ(describe(coverOnly.tags()), "");
+  const ParsedMovie playback(file, 0x37);
+  EXPECT_EQ(playback.cover().count(), 0u);
+  EXPECT_EQ(describe(playback.tags()), "title=List");
 }
 
 TEST(Finish, ASecondTimeChangesNothing) {

@@ -86,6 +86,22 @@ TEST(ChapterList, TitleLengthZeroGivesAnEmptyTitle) {
   EXPECT_EQ(listedMarks(marks), (Marks{{7, ""}, {8, "x"}}));
 }
 
+TEST(ChapterList, ChaptersWithoutTitlesTakeFiveOrNineBytesEach) {
+  std::vector<Mark> untitled;
+  Marks expected;
+  for (uint32_t i = 0; i < kMaxChapters; ++i) {
+    untitled.push_back({i * uint64_t{3}, ""});
+    expected.emplace_back(i * uint64_t{3}, "");
+  }
+  const Bytes narrow = chplShort(untitled);
+  EXPECT_EQ(narrow.size(), 8 + 9 + 5 * kMaxChapters);
+  for (const Bytes& exact : {narrow, chpl(untitled)}) {
+    ChapterMarks marks;
+    readChpl(exact, marks);
+    EXPECT_EQ(listedMarks(marks), expected);
+  }
+}
+
 TEST(ChapterList, TitleMayHave255BytesOfAnyEncoding) {
   ChapterMarks marks;
   const std::string longTitle(255, '\xe9');

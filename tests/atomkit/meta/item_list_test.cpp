@@ -232,6 +232,22 @@ TEST(CoverArt, ThatTheFileCannotHoldTakesNoMemory) {
   EXPECT_EQ(counted.allocations(), 0u);
 }
 
+TEST(CoverArt, ThatEndsWithTheSourceLeavesNoCover) {
+  MemorySource source(
+      join(covr(text("first")), boxClaiming(1016, "covr", boxClaiming(1008, "data", zeros(40)))));
+  HostStreamAdapter stream(source, kUnknownLength);
+  ByteArray cover;
+  const auto readNext = [&] {
+    const BoxHeader header = expectBoxHeader(stream, UINT64_MAX);
+    AtomReader reader(stream, header.payloadSize);
+    readCoverArt(cover, reader, header.payloadSize);
+  };
+  readNext();
+  EXPECT_EQ(bytesOf(cover), text("first"));
+  EXPECT_THROWS_MESSAGE(readNext(), "attempting to read past end of file");
+  EXPECT_EQ(cover.count(), 0u);
+}
+
 // ---- what is broken costs the tags only
 
 TEST(ItemList, BrokenStructureCostsTheTagsOnly) {
@@ -354,6 +370,24 @@ TEST(ItemList, TextThatTheFileCannotHoldTakesNoMemory) {
                                 }),
                         "attempting to skip past end of file");
   EXPECT_LT(counted.largestBlock(), 1000u);
+}
+
+TEST(ItemList, TextThatASourceOfUnknownLengthCannotHoldTakesLittleMemory) {
+  // Boxes of almost 4 GiB inside one another.
+  constexpr uint32_t kClaimed = 0xffffff00;
+  MemorySource source(boxClaiming(
+      kClaimed + 44, "meta", full(0),
+      boxClaiming(kClaimed + 32, "ilst",
+                  boxClaiming(kClaimed + 24, itemType("nam"),
+                              boxClaiming(kClaimed + 16, "data", zeros(8), text("x"))))));
+  FailingAllocation counted;
+  ItemListTags target;
+  EXPECT_THROWS_MESSAGE(readBox(source, kUnknownLength,
+                                [&](AtomReader& reader, uint64_t size) {
+                                  readMetadata(kWantBoth, target, reader, size);
+                                }),
+                        "attempting to skip past end of file");
+  EXPECT_LE(counted.largestBlock(), 65'537u);
 }
 
 TEST(ItemList, TextOfMoreThan32BitsIsOutOfMemory) {

@@ -196,6 +196,18 @@ TEST(TagItem, NumbersTooShortToReadGiveNothing) {
   EXPECT_EQ(tagsOf(box("disk", shortData(16))), Listed{"disc=0"});
 }
 
+TEST(TagItem, BytesBehindANumberAreIgnored) {
+  const Bytes more = text("more");
+  EXPECT_EQ(tagsOf(box("tmpo", data(join(u16(120), u8(1))))), Listed{"tempo=00120 BPM"});
+  EXPECT_EQ(tagsOf(box("tmpo", data(join(u16(120), more)))), Listed{"tempo=00120 BPM"});
+  EXPECT_EQ(tagsOf(box("gnre", data(join(u16(9), u8(1))))), Listed{"genre=Jazz"});
+  EXPECT_EQ(tagsOf(box("gnre", data(join(u16(9), more)))), Listed{"genre=Jazz"});
+  for (const Bytes& rest : {u8(1), more}) {
+    EXPECT_EQ(tagsOf(box("disk", data(join(u16(0), u16(1), u16(2), u16(0), rest)))),
+              (Listed{"disc=1", "totaldiscs=2"}));
+  }
+}
+
 TEST(TagItem, ChildrenBehindAValueTooShortToReadAreStillExamined) {
   EXPECT_EQ(tagsOf(box("tmpo", shortData(9), data(u16(120)))), Listed{"tempo=00120 BPM"});
   EXPECT_EQ(tagsOf(box("gnre", shortData(8), data(u16(1)))), Listed{"genre=Blues"});

@@ -250,6 +250,46 @@ TEST(Deliberate, D342_CoverTooBigForTheTaggingBoxCostsNothingElse) {
   EXPECT_EQ(target.segments.count(), 1u);
 }
 
+/// Has zeros without end behind its bytes.
+class EndlessSource final : public ByteSource {
+ public:
+  explicit EndlessSource(Bytes bytes) : source_(std::move(bytes)) {}
+  uint32_t read(void* buffer, uint32_t count) override { return source_.read(buffer, count); }
+  uint64_t skip(uint64_t count) override {
+    source_.skip(count);
+    return count;
+  }
+
+ private:
+  MemorySource source_;
+};
+
+TEST(TaggingBox, CoverOfMoreThan32BitsIsPassedOverAndAnEarlierOneStays) {
+  constexpr uint64_t kCover = (uint64_t{1} << 32) + 5;  // 5 in 32 bits
+  const Bytes earlier = box("covr", text("small"));
+  EndlessSource source(join(earlier, largeBoxClaiming(kCover + 16, "covr", text("large"))));
+  HostStreamAdapter stream(source, kUnknownLength);
+  const uint64_t size = earlier.size() + kCover + 16;
+  AtomReader reader(stream, size);
+  FailingAllocation counted;
+  TaggingBox target;
+  readTaggingBox(0x08, target, reader, size);
+  EXPECT_TRUE(target.seen);
+  EXPECT_EQ(bytesOf(target.cover), text("small"));
+  EXPECT_EQ(counted.allocations(), 1u);  // of the small one
+  EXPECT_EQ(reader.remaining(), 0u);
+}
+
+TEST(TaggingBox, CoverThatEndsWithTheSourceCostsTheBox) {
+  MemorySource source(join(box("covr", text("first")), boxClaiming(1008, "covr", zeros(40))));
+  HostStreamAdapter stream(source, kUnknownLength);
+  const uint64_t size = 13 + 1008;
+  AtomReader reader(stream, size);
+  TaggingBox target;
+  readTaggingBox(kWantBoth, target, reader, size);
+  expectNothing(target);
+}
+
 TEST(TaggingBox, LastCoverWins) {
   TaggingBox target;
   readTags(tags(box("covr", text("first")), box("covr", text("2nd"))), target);
