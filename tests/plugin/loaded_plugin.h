@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "tests/plugin/raw_host.h"
+#include "tests/support/raw_host.h"
 #include "tests/support/raw_table.h"
 
 /// The shared object; the build names it in VELA_PLUGIN_PATH.

@@ -4,10 +4,12 @@
 
 using namespace boxes;
 using raw_host::Log;
+using raw_host::toWords;
 
 namespace {
 
-constexpr uint64_t kSecond = 16777216;  // host units
+constexpr uint64_t kSecond = 16777216;                // host units
+constexpr uint64_t kFourGiUnits = uint64_t{1} << 32;  // 256 seconds
 
 class SplitterSlots : public PluginTest {
  protected:
@@ -141,6 +143,53 @@ TEST_F(SplitterSlots, Slot6DescribesAChapterWithItsTags) {
   release(splitter);
 }
 
+TEST_F(SplitterSlots, Slot6TellsTimesOfMoreThan32Bits) {
+  MediaTrack sound = aacTrack();
+  sound.boxes.duration = uint64_t{600} * 48000;
+  void* const splitter = informationSplitter(
+      movieFile({.tracks = {sound, avcTrack()},
+                 .udta = chpl({{0, "One"}, {2'560'000'000, "Two"}, {3'000'000'000, "Three"}})})
+          .bytes);
+  raw_host::MediaInfo info;
+  ASSERT_EQ(call<uint32_t>(splitter, 6, uint32_t{0}, static_cast<void*>(&info), anyToken()), 0u);
+  EXPECT_EQ(info.log, (Log{"duration " + std::to_string(600 * kSecond), "description", "chapters 3",
+                           "chapter 0 at 0 One 4294967295",
+                           "chapter 1 at " + std::to_string(kFourGiUnits) + " Two 4294967295",
+                           "chapter 2 at " + std::to_string(300 * kSecond) + " Three 4294967295",
+                           "flags 0"}));
+  release(splitter);
+}
+
+TEST_F(SplitterSlots, Slot6TellsEachReplayGainValueInASlotOfItsOwn) {
+  void* const splitter = informationSplitter(
+      movieFile({.tracks = {aacTrack()},
+                 .udta = metaWith(ilstNamed("replaygain_track_gain", "-6.54 dB"),
+                                  ilstNamed("replaygain_album_gain", "+1.5 dB"),
+                                  ilstNamed("replaygain_track_peak", "0.5"),
+                                  ilstNamed("replaygain_album_peak", "1.0"))})
+          .bytes);
+  raw_host::MediaInfo info;
+  ASSERT_EQ(call<uint32_t>(splitter, 6, uint32_t{1}, static_cast<void*>(&info), anyToken()), 0u);
+  EXPECT_EQ(Log(info.log.begin() + 1, info.log.end()),
+            (Log{"description", "flags 0",                        //
+                 "which flags", "flags 1", "track gain -65400",   //
+                 "which flags", "flags 3", "album gain 15000",    //
+                 "which flags", "flags 7", "track peak 4194304",  //
+                 "which flags", "flags 15", "album peak 8388608"}));
+  release(splitter);
+}
+
+TEST_F(SplitterSlots, Slot6HandsItsOwnTokenToTheHostStream) {
+  void* const splitter = informationSplitter(film().bytes);
+  raw_host::Token another;
+  raw_host::MediaInfo info;
+  ASSERT_EQ(call<uint32_t>(splitter, 6, uint32_t{0}, static_cast<void*>(&info),
+                           static_cast<void*>(&another)),
+            0u);
+  EXPECT_EQ(stream.lastToken, &another);
+  release(splitter);
+}
+
 TEST_F(SplitterSlots, Slot7ForwardsToSlot11OfTheHostStream) {
   void* const splitter = informationSplitter(film().bytes);
   stream.log.clear();
@@ -210,6 +259,43 @@ TEST_F(SplitterSlots, Slots9And10DeliverEverySampleAndTheEnd) {
   release(splitter);
 }
 
+TEST_F(SplitterSlots, Slots9And10And13HandTheirOwnTokenToThePacket) {
+  void* const splitter = playbackSplitter(film().bytes);
+  ASSERT_EQ(startBoth(splitter), 0u);
+  raw_host::Token ofAudio;
+  raw_host::AudioPacket audioPacket;
+  ASSERT_EQ(call<uint32_t>(splitter, 9, static_cast<void*>(&audioPacket), &endOfStream,
+                           static_cast<void*>(&ofAudio)),
+            0u);
+  EXPECT_EQ(audioPacket.token, &ofAudio);
+  raw_host::Token ofVideo;
+  raw_host::VideoPacket videoPacket;
+  ASSERT_EQ(call<uint32_t>(splitter, 10, static_cast<void*>(&videoPacket), &endOfStream, &time,
+                           static_cast<void*>(&ofVideo)),
+            0u);
+  EXPECT_EQ(videoPacket.token, &ofVideo);
+  raw_host::Token ofSeek;
+  raw_host::VideoPacket shown;
+  ASSERT_EQ(call<uint32_t>(splitter, 13, static_cast<void*>(&shown), toWords(kSecond / 2),
+                           static_cast<void*>(&ofSeek)),
+            0u);
+  EXPECT_EQ(shown.token, &ofSeek);
+  release(splitter);
+}
+
+TEST_F(SplitterSlots, Slot9CutsTheHeadOfAPacketInTheSlotOfTheStartOffset) {
+  void* const splitter = playbackSplitter(film().bytes);
+  ASSERT_EQ(startBoth(splitter), 0u);
+  constexpr uint64_t kHundredFrames = (100 * kSecond + 24000) / 48000;
+  ASSERT_EQ(call<uint32_t>(splitter, 12, toWords(kHundredFrames), anyToken()), 0u);
+  raw_host::AudioPacket packet;
+  ASSERT_EQ(readAudio(splitter, packet), 0u);
+  EXPECT_EQ(packet.startOffset, 100u);
+  EXPECT_EQ(packet.frames, 924u);
+  EXPECT_EQ(packet.further, 0u);
+  release(splitter);
+}
+
 TEST_F(SplitterSlots, Slots9And10Give5ForAStreamThatWasNotStarted) {
   void* const splitter = playbackSplitter(film().bytes);
   raw_host::AudioPacket audioPacket;
@@ -246,7 +332,7 @@ TEST_F(SplitterSlots, Slot11TellsWhichStreamComesNextUpToTheEnd) {
 TEST_F(SplitterSlots, Slot12TakesA64BitOffsetInOneArgument) {
   void* const splitter = playbackSplitter(film().bytes);
   ASSERT_EQ(startBoth(splitter), 0u);
-  EXPECT_EQ(call<uint32_t>(splitter, 12, kSecond / 2, anyToken()), 0u);
+  EXPECT_EQ(call<uint32_t>(splitter, 12, toWords(kSecond / 2), anyToken()), 0u);
   raw_host::VideoPacket packet;
   ASSERT_EQ(readVideo(splitter, packet), 0u);
   EXPECT_EQ(time, (uint64_t{10} * 1000 * kSecond + 12500) / 25000) << "the sync sample before";
@@ -254,7 +340,7 @@ TEST_F(SplitterSlots, Slot12TakesA64BitOffsetInOneArgument) {
   ASSERT_EQ(readAudio(splitter, priming), 0u);
   EXPECT_EQ(priming.frames, 0u);
   // An offset that only fits 64 bits lies behind the end, not somewhere in the first second.
-  EXPECT_EQ(call<uint32_t>(splitter, 12, (uint64_t{1} << 32), anyToken()), 0u);
+  EXPECT_EQ(call<uint32_t>(splitter, 12, toWords(kFourGiUnits), anyToken()), 0u);
   ASSERT_EQ(readVideo(splitter, packet), 0u);
   EXPECT_EQ(endOfStream, 1);
   release(splitter);
@@ -265,15 +351,33 @@ TEST_F(SplitterSlots, Slot13ShowsTheKeyFrameAndDeliversItAgain) {
   void* const splitter = playbackSplitter(built.bytes);
   ASSERT_EQ(startBoth(splitter), 0u);
   raw_host::VideoPacket shown;
-  EXPECT_EQ(call<uint32_t>(splitter, 13, static_cast<void*>(&shown), kSecond / 2, anyToken()), 0u);
+  EXPECT_EQ(
+      call<uint32_t>(splitter, 13, static_cast<void*>(&shown), toWords(kSecond / 2), anyToken()),
+      0u);
   EXPECT_EQ(shown.payload, built.samples[1][10]);
   raw_host::VideoPacket next;
   ASSERT_EQ(readVideo(splitter, next), 0u);
   EXPECT_EQ(next.payload, shown.payload);
   raw_host::VideoPacket behind;
-  EXPECT_EQ(call<uint32_t>(splitter, 13, static_cast<void*>(&behind), 100 * kSecond, anyToken()),
-            0u);
+  EXPECT_EQ(
+      call<uint32_t>(splitter, 13, static_cast<void*>(&behind), toWords(100 * kSecond), anyToken()),
+      0u);
   EXPECT_EQ(behind.resets, 1u);
+  release(splitter);
+}
+
+TEST_F(SplitterSlots, Slot13TakesA64BitOffset) {
+  void* const splitter = playbackSplitter(film().bytes);
+  ASSERT_EQ(startBoth(splitter), 0u);
+  raw_host::VideoPacket behind;  // not the key frame that its low word alone would find
+  ASSERT_EQ(
+      call<uint32_t>(splitter, 13, static_cast<void*>(&behind), toWords(kFourGiUnits), anyToken()),
+      0u);
+  EXPECT_EQ(behind.resets, 1u);
+  EXPECT_EQ(behind.payload, Bytes{});
+  raw_host::VideoPacket packet;
+  ASSERT_EQ(readVideo(splitter, packet), 0u);
+  EXPECT_EQ(endOfStream, 1);
   release(splitter);
 }
 

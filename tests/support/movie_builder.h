@@ -216,6 +216,11 @@ inline Bytes chpl(const std::vector<Mark>& marks) {
 inline Bytes ilstText(std::string_view type, std::string_view value) {
   return box(type, box("data", full(0, 1), u32(0), text(value)));
 }
+/// A free-form item of the item list: a text under a name of its own.
+inline Bytes ilstNamed(std::string_view name, std::string_view value) {
+  return box("----", box("mean", full(0), text("org.example")), box("name", full(0), text(name)),
+             box("data", full(0, 1), u32(0), text(value)));
+}
 /// 'meta' with an item list of the given items.
 template <class... Items>
 Bytes metaWith(const Items&... items) {

@@ -15,6 +15,18 @@ namespace raw_host {
 using Log = std::vector<std::string>;
 using Slot = const void*;
 
+/// A 64-bit argument as it crosses: two 32-bit words, low word first.
+struct Words {
+  uint32_t low;
+  uint32_t high;
+};
+inline Words toWords(uint64_t value) {
+  return {static_cast<uint32_t>(value), static_cast<uint32_t>(value >> 32)};
+}
+inline std::string text(Words words) {
+  return std::to_string(uint64_t{words.high} << 32 | words.low);
+}
+
 template <class Function>
 Slot slot(Function* function) {
   return reinterpret_cast<Slot>(function);
@@ -86,6 +98,17 @@ struct Stream {
     self->log.push_back("seek " + std::to_string(self->position));
     return 0;
   }
+  static uint32_t setLength(Stream* self, uint32_t low, uint32_t high, const void* token) {
+    if (self->fails(token)) return self->failCode;
+    self->bytes.resize(uint64_t{high} << 32 | low);
+    self->log.push_back("setLength " + std::to_string(self->bytes.size()));
+    return 0;
+  }
+  static uint32_t getPosition(Stream* self, uint64_t* position, const void* token) {
+    if (self->fails(token)) return self->failCode;
+    *position = self->position;
+    return 0;
+  }
   static uint32_t getLength(Stream* self, uint64_t* length, const void* token) {
     if (self->fails(token)) return self->failCode;
     *length = self->bytes.size();
@@ -104,28 +127,58 @@ struct Stream {
                        const void* token) {
     Stream* const self = ofReader(face);
     if (self->fails(token)) return self->failCode;
-    const uint64_t left =
-        self->position < self->bytes.size() ? self->bytes.size() - self->position : 0;
-    *done = static_cast<uint32_t>(std::min<uint64_t>(wanted, left));
+    *done = self->within(wanted);
     if (*done) std::memcpy(buffer, self->bytes.data() + self->position, *done);
     self->position += *done;
     self->log.push_back("read " + std::to_string(wanted));
     return 0;
   }
+  static uint32_t skip(const Slot** face, uint32_t wanted, uint32_t* done, const void* token) {
+    Stream* const self = ofReader(face);
+    if (self->fails(token)) return self->failCode;
+    *done = self->within(wanted);
+    self->position += *done;
+    self->log.push_back("skip " + std::to_string(wanted));
+    return 0;
+  }
+  /// `face` is the third word of the object. Writes over what is there, up to the end.
+  static uint32_t write(const Slot** face, const void* buffer, uint32_t wanted, uint32_t* done,
+                        const void* token) {
+    Stream* const self = ofReader(face - 1);
+    if (self->fails(token)) return self->failCode;
+    *done = self->within(wanted);
+    if (*done) std::memcpy(self->bytes.data() + self->position, buffer, *done);
+    self->position += *done;
+    self->log.push_back("write " + std::to_string(wanted));
+    return 0;
+  }
 
   static Stream* ofReader(const Slot** face) { return reinterpret_cast<Stream*>(face - 1); }
+  /// `wanted`, or fewer at the end.
+  uint32_t within(uint32_t wanted) const {
+    const uint64_t left = position < bytes.size() ? bytes.size() - position : 0;
+    return static_cast<uint32_t>(std::min<uint64_t>(wanted, left));
+  }
   bool fails(const void* token) {
     lastToken = token;
     return failAfter != 0xffffffff && failAfter-- == 0;
   }
 
-  static inline const Slot kControl[] = {
-      slot(&addRef),        slot(&release), nullptr, nullptr,
-      slot(&canSeek),       slot(&seek),    nullptr, nullptr,
-      slot(&getLength),     nullptr,        nullptr, slot(&passThroughTwo),
-      slot(&passThroughOne)};
-  static inline const Slot kReader[] = {slot(&read), nullptr};
-  static inline const Slot kWriter[] = {nullptr};
+  static inline const Slot kControl[] = {slot(&addRef),
+                                         slot(&release),
+                                         nullptr,
+                                         nullptr,
+                                         slot(&canSeek),
+                                         slot(&seek),
+                                         nullptr,
+                                         slot(&setLength),
+                                         slot(&getLength),
+                                         nullptr,
+                                         slot(&getPosition),
+                                         slot(&passThroughTwo),
+                                         slot(&passThroughOne)};
+  static inline const Slot kReader[] = {slot(&read), slot(&skip)};
+  static inline const Slot kWriter[] = {slot(&write)};
 };
 
 struct Provider : Counted {
@@ -230,6 +283,7 @@ struct AudioPacket {
   const Slot* table = kTable;
   boxes::Bytes mediaId;
   boxes::Bytes payload;
+  const void* token = nullptr;  // of the payload
   uint32_t rate = 0;
   uint32_t frames = 0;
   uint32_t startOffset = 0;
@@ -245,6 +299,7 @@ struct AudioPacket {
   static void setStartOffset(AudioPacket* self, uint32_t frames) { self->startOffset = frames; }
   static void setFurther(AudioPacket* self, uint32_t value) { self->further = value; }
   static uint32_t readAudioPayload(AudioPacket* self, void* reader, uint32_t size, void* token) {
+    self->token = token;
     return readPayload(self->payload, reader, size, token);
   }
   static inline const Slot kTable[] = {nullptr,
@@ -267,6 +322,7 @@ struct VideoPacket {
   const Slot* table = kTable;
   boxes::Bytes mediaId;
   boxes::Bytes payload;
+  const void* token = nullptr;  // of the payload
   int32_t width = 0;
   int32_t height = 0;
   uint32_t resets = 0;
@@ -276,6 +332,7 @@ struct VideoPacket {
     self->mediaId.assign(id, id + 16);
   }
   static uint32_t readVideoPayload(VideoPacket* self, void* reader, uint32_t size, void* token) {
+    self->token = token;
     return readPayload(self->payload, reader, size, token);
   }
   static void setPictureSize(VideoPacket* self, int32_t width, int32_t height) {
@@ -300,10 +357,13 @@ struct MediaInfo {
   uint32_t flags = 0;
   boxes::Bytes description;
 
-  static void setDuration(MediaInfo* self, uint64_t hostUnits) {
-    self->log.push_back("duration " + std::to_string(hostUnits));
+  static void setDuration(MediaInfo* self, Words hostUnits) {
+    self->log.push_back("duration " + text(hostUnits));
   }
-  static uint32_t getFlags(MediaInfo* self) { return self->flags; }
+  static uint32_t getFlags(MediaInfo* self) {
+    self->log.push_back("which flags");
+    return self->flags;
+  }
   static void setFlags(MediaInfo* self, uint32_t value) {
     self->flags = value;
     self->log.push_back("flags " + std::to_string(value));
@@ -330,9 +390,9 @@ struct MediaInfo {
   static void beginChapters(MediaInfo* self, uint32_t count) {
     self->log.push_back("chapters " + std::to_string(count));
   }
-  static void addChapter(MediaInfo* self, uint32_t index, uint64_t start, const char16_t* title,
+  static void addChapter(MediaInfo* self, uint32_t index, Words start, const char16_t* title,
                          uint32_t length) {
-    self->log.push_back("chapter " + std::to_string(index) + " at " + std::to_string(start) + " " +
+    self->log.push_back("chapter " + std::to_string(index) + " at " + text(start) + " " +
                         narrow(title) + " " + std::to_string(length));
   }
   static void setDescription(MediaInfo* self, const uint8_t* record) {
