@@ -29,9 +29,11 @@ class OpenSession {
   explicit OpenSession(boxes::Bytes file, ReadPath path = ReadPath::direct,
                        Seekable seekable = Seekable::yes)
       : stream(std::move(file), seekable), provider(stream), context(provider), session(&context) {
+    stream.expectedToken = nullptr;
     const vela::TIOResult result =
         session.openSession(u"movie.mp4", vela::CreationMode::playback, nullptr);
     EXPECT_EQ(result, vela::TIOResult::success);
+    stream.expectedToken = &token;
     if (path == ReadPath::direct) vela::SessionProbe::stream(session).reset(&stream);
     stream.calls.clear();
   }

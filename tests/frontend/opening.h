@@ -15,7 +15,9 @@ using Calls = std::vector<std::string>;
 
 struct Opening {
   explicit Opening(boxes::Bytes file, Seekable seekable = Seekable::yes)
-      : stream(std::move(file), seekable), provider(stream), context(provider), session(&context) {}
+      : stream(std::move(file), seekable), provider(stream), context(provider), session(&context) {
+    stream.expectedToken = &token;
+  }
 
   vela::TIOResult open(vela::CreationMode mode = vela::CreationMode::playback) {
     return session.openSession(u"movie.mp4", mode, &token);

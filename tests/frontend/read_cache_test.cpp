@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -36,7 +38,9 @@ class ReadCache : public testing::Test {
  protected:
   explicit ReadCache(size_t fileSize = 0x60000, Seekable seekable = Seekable::yes)
       : host(pattern(fileSize), seekable),
-        cache(VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host))) {}
+        cache(VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host))) {
+    host.expectedToken = &token;
+  }
 
   TIOResult seek(uint64_t position) {
     const vela::Word64 words = vela::toWord64(position);
@@ -281,6 +285,7 @@ TEST_F(ReadCache, IsCancelledEvenWhenTheBytesAreThere) {
 }
 
 TEST_F(ReadCache, CannotBeCancelledWithoutAToken) {
+  host.expectedToken = nullptr;
   Bytes bytes(50000);
   uint32_t done = 0;
   EXPECT_EQ(cache->read(bytes.data(), 50000, &done, nullptr), TIOResult::success);
@@ -290,6 +295,7 @@ TEST_F(ReadCache, CannotBeCancelledWithoutAToken) {
 TEST_F(ReadCache, HandsTheTokenOfTheCallToTheHost) {
   read(1);
   EXPECT_EQ(host.lastToken, &token);
+  host.expectedToken = nullptr;
   uint64_t length = 0;
   EXPECT_EQ(cache->getLength(&length, nullptr), TIOResult::success);
   EXPECT_EQ(host.lastToken, nullptr);
@@ -322,6 +328,40 @@ TEST_F(ReadCache, DoesNotServeABlockWhoseFillFailed) {
   EXPECT_EQ(read(4), fileBytes(0x40000, 4)) << "not what the block held before";
   EXPECT_EQ(host.take(), (Calls{seekTo(0x40000), kFullRead}));
   EXPECT_EQ(callsToTouch(0x00000), (Calls{seekTo(0x00000), kFullRead}));
+}
+
+TEST_F(ReadCache, DoesNotServeABlockThatCouldNotBeSoughtFor) {
+  for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
+  host.failCall("seek", 0, kHostCode);
+  seek(0x40000);
+  EXPECT_EQ(tryRead(1), kHostCode);
+  host.calls.clear();
+  EXPECT_EQ(read(4), fileBytes(0x40000, 4)) << "not what the block held before";
+  EXPECT_EQ(host.take(), (Calls{seekTo(0x40000), kFullRead}));
+  for (const uint32_t place : {0x10000u, 0x20000u, 0x30000u}) {
+    EXPECT_EQ(callsToTouch(place), Calls{}) << place;
+  }
+  EXPECT_EQ(callsToTouch(0x00000), (Calls{seekTo(0x00000), kFullRead}));
+}
+
+TEST_F(ReadCache, DropsABlockBeforeTheSeekForItsNextPlaceIsTried) {
+  for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
+  host.failCall("seek", 0, kHostCode);
+  seek(0x40000);
+  EXPECT_EQ(tryRead(1), kHostCode);
+  EXPECT_EQ(callsToTouch(0x00000), (Calls{seekTo(0x00000), kFullRead}));
+  EXPECT_EQ(readAt(0x00000, 4), fileBytes(0x00000, 4));
+}
+
+TEST_F(ReadCache, TakesNoMoreThanABlockFromAHostThatReportsMore) {
+  for (const uint32_t claimed : {16385u, 20000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
+    cache.reset(VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host)));
+    host.claimedRead = claimed;
+    host.calls.clear();
+    EXPECT_EQ(read(100000), fileBytes(0, 100000)) << claimed;
+    EXPECT_EQ(host.count("seek"), 1u) << "the host's stream stands behind each block";
+    EXPECT_EQ(host.count("read 16384"), 7u);
+  }
 }
 
 TEST(Deliberate, D003_OneFillIsOneHostReadWhateverItDelivers) {
@@ -414,7 +454,7 @@ TEST_F(ShortReadCache, LeavesALongSkipToTheHostWhenTheLengthIsUnknown) {
   EXPECT_EQ(host.take(), (Calls{"getLength -> unknown", "seek 40", "skip 16385 -> 60"}));
   host.failCall("skip", 0, kHostCode);
   uint32_t done = 77;
-  EXPECT_EQ(cache->skip(BufferedHostStream::kBlockSize + 1, &done, nullptr), kHostCode);
+  EXPECT_EQ(cache->skip(BufferedHostStream::kBlockSize + 1, &done, &token), kHostCode);
   EXPECT_EQ(done, 77u);
   EXPECT_EQ(position(), 100u);
 }
@@ -569,6 +609,75 @@ TEST_F(ReadCache, HasItsThreeFacesOnePointerWidthApart) {
   EXPECT_EQ(reinterpret_cast<const char*>(control), object);
   EXPECT_EQ(reinterpret_cast<const char*>(reader), object + sizeof(void*));
   EXPECT_EQ(reinterpret_cast<const char*>(writer), object + 2 * sizeof(void*));
+}
+
+namespace {
+
+/// The object as plain words and bytes: what its memory is to look like.
+struct CacheImage {
+  struct Block {
+    uint8_t data[16384];
+    uint32_t validLength;
+    uint64_t start;
+    uint64_t useStamp;
+    uint8_t valid;
+  };
+  const void* faces[3];
+  Block blocks[4];
+  uint64_t position;
+  uint64_t hostPosition;
+  uint64_t useClock;
+  const void* stream;
+  struct {
+    const void* table;
+    int32_t count;
+  } counter;
+};
+
+/// A copy of the object's memory.
+std::unique_ptr<CacheImage> imageOf(const BufferedHostStream& cache) {
+  static_assert(sizeof(CacheImage) <= sizeof(BufferedHostStream));
+  auto image = std::make_unique<CacheImage>();
+  std::memcpy(image.get(), static_cast<const void*>(&cache), sizeof(CacheImage));
+  return image;
+}
+
+}  // namespace
+
+TEST_F(ReadCache, KeepsItsFieldsInTheirOrder) {
+  const auto fresh = imageOf(*cache.get());
+  for (const CacheImage::Block& block : fresh->blocks) EXPECT_EQ(block.valid, 0);
+  EXPECT_EQ(fresh->position, 0u);
+  EXPECT_EQ(fresh->hostPosition, vela::kUnknown64);
+  EXPECT_EQ(fresh->useClock, 0u);
+  EXPECT_EQ(fresh->stream, static_cast<HostStream*>(&host));
+  EXPECT_EQ(fresh->counter.count, 1);
+
+  readAt(0x10000, 1);
+  readAt(0x5FFF0, 1);  // fills from 8,192 bytes before, up to the end
+  readAt(0x10005, 2);
+  cache->addRef();
+  const auto used = imageOf(*cache.get());
+  cache->release();
+  const CacheImage::Block& first = used->blocks[0];
+  EXPECT_EQ(Bytes(first.data, first.data + 16384), fileBytes(0x10000, 16384));
+  EXPECT_EQ(first.validLength, 16384u);
+  EXPECT_EQ(first.start, 0x10000u);
+  EXPECT_EQ(first.useStamp, 3u);
+  EXPECT_EQ(first.valid, 1);
+  const CacheImage::Block& second = used->blocks[1];
+  EXPECT_EQ(second.data[0], host.bytes[0x5DFF0]);
+  EXPECT_EQ(second.validLength, 0x60000u - 0x5DFF0);
+  EXPECT_EQ(second.start, 0x5DFF0u);
+  EXPECT_EQ(second.useStamp, 2u);
+  EXPECT_EQ(second.valid, 1);
+  EXPECT_EQ(used->blocks[2].valid, 0);
+  EXPECT_EQ(used->blocks[3].valid, 0);
+  EXPECT_EQ(used->position, 0x10007u);
+  EXPECT_EQ(used->hostPosition, 0x60000u);
+  EXPECT_EQ(used->useClock, 3u);
+  EXPECT_EQ(used->stream, static_cast<HostStream*>(&host));
+  EXPECT_EQ(used->counter.count, 2);
 }
 
 TEST_F(ReadCache, DeliversWhatTheStreamHoldsForAnyOrderOfReadsSkipsAndSeeks) {

@@ -1,12 +1,15 @@
 // Opening a source: which calls the host gets, and what every failure becomes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "tests/frontend/opening.h"
 #include "tests/support/counting_allocator.h"
 #include "tests/support/hal_allocator.h"
+#include "tests/support/raw_host.h"
+#include "tests/support/raw_table.h"
 
 using namespace boxes;
 using vela::CreationMode;
@@ -31,6 +34,17 @@ void expectReleased(const Opening& opening) {
 }
 
 }  // namespace
+
+TEST(SessionLayout, KeepsItsFieldsInTheirOrderWithoutAGapBeyondAlignment) {
+  const vela::SplitterSession session(nullptr);
+  size_t end = 0;
+  for (const Probe::Field& field : Probe::fields(session)) {
+    EXPECT_EQ(field.offset, (end + field.alignment - 1) / field.alignment * field.alignment)
+        << field.name;
+    end = field.offset + field.size;
+  }
+  EXPECT_EQ(sizeof session, raw_table::placeBehind<vela::SplitterSession>(end));
+}
 
 TEST(OpenSession, AsksTheHostInAFixedOrder) {
   Opening opening(song());
@@ -104,6 +118,26 @@ TEST(OpenSession, PassesTheCodeOfAFailedOpenOn) {
   opening.provider.openResult = kHostCode;
   EXPECT_EQ(opening.open(), kHostCode);
   EXPECT_EQ(opening.stream.calls, Calls{});
+  expectReleased(opening);
+}
+
+TEST(OpenSession, GivesBackAProviderThatTheHostStoredForANameThatItDidNotResolve) {
+  Opening opening(song());
+  opening.context.sourceName = u"another.mp4";
+  opening.context.storesUnresolved = true;
+  EXPECT_EQ(opening.open(), TIOResult::sourceNotFound);
+  EXPECT_EQ(opening.provider.calls, Calls{});
+  EXPECT_EQ(opening.provider.references.timesFreed(), 1u);
+  expectReleased(opening);
+}
+
+TEST(OpenSession, GivesBackAStreamThatTheHostStoredInAnOpenThatFailed) {
+  Opening opening(song());
+  opening.provider.openResult = kHostCode;
+  opening.provider.storesOnFailure = true;
+  EXPECT_EQ(opening.open(), kHostCode);
+  EXPECT_EQ(opening.stream.calls, Calls{});
+  EXPECT_EQ(opening.stream.references.timesFreed(), 1u);
   expectReleased(opening);
 }
 
@@ -223,6 +257,33 @@ TEST(OpenSession, ReadsTheHostsStreamItselfWithoutMemoryForTheCache) {
   EXPECT_EQ(Probe::stream(opening.session).get(), &opening.stream);
   EXPECT_EQ(opening.stream.references.count(), 1u);
   EXPECT_GT(opening.stream.count("read 8"), 0u) << "box headers, one by one";
+}
+
+TEST(OpenSession, CallsAHostOfRawTablesBySlotNumberWithoutTheCache) {
+  raw_host::Stream stream;
+  stream.bytes = film();
+  raw_host::Provider provider;
+  provider.stream = &stream;
+  raw_host::Context context;
+  context.provider = &provider;
+  raw_host::Token token;
+  {
+    const FailingHalAllocation noMemory(0);
+    vela::SplitterSession session(reinterpret_cast<vela::HostContext*>(&context));
+    ASSERT_EQ(session.openSession(u"movie.mp4", CreationMode::playback,
+                                  reinterpret_cast<vela::CancelToken*>(&token)),
+              TIOResult::success);
+    EXPECT_TRUE(noMemory.failed());
+  }
+  const auto logged = [&](const std::string& call) {
+    return std::count(stream.log.begin(), stream.log.end(), call);
+  };
+  EXPECT_EQ(logged("skip 20"), 1) << "the short box at the end";
+  EXPECT_EQ(logged("seek " + std::to_string(stream.bytes.size())), 1)
+      << "the position and the long box at the end";
+  EXPECT_EQ(stream.lastToken, &token);
+  EXPECT_EQ(stream.count, 0u);
+  EXPECT_EQ(provider.count, 0u);
 }
 
 TEST(OpenSession, Gives5ForEveryFailedAllocationOfTheParse) {

@@ -1,6 +1,8 @@
 // SessionProbe: the tests' view of a session's fields.
 #pragma once
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "frontend/splitter_session.h"
 
@@ -39,6 +41,53 @@ class SessionProbe {
   static uint64_t framesLeft(const SplitterSession& session) { return session.framesLeft_; }
   static uint64_t nextReadOffset(const SplitterSession& session) { return session.nextReadOffset_; }
   static const atomkit::Movie& movie(const SplitterSession& session) { return session.movie_; }
+
+  struct Field {
+    const char* name;
+    size_t offset;  ///< bytes from the session's start
+    size_t size;
+    size_t alignment;
+  };
+  /// Every field, in the order that its layout is to have.
+  static std::vector<Field> fields(const SplitterSession& s) {
+    const auto field = [&]<class T>(const char* name, const T& member) {
+      const auto* const start = reinterpret_cast<const char*>(&s);
+      const auto* const place = reinterpret_cast<const char*>(&member);
+      return Field{name, static_cast<size_t>(place - start), sizeof(T), alignof(T)};
+    };
+    return {field("hostContext", s.hostContext_),
+            field("audioTrack", s.audioTrack_),
+            field("videoTrack", s.videoTrack_),
+            field("audioEnabled", s.audioEnabled_),
+            field("videoEnabled", s.videoEnabled_),
+            field("audioCursor", s.audioCursor_),
+            field("videoCursor", s.videoCursor_),
+            field("movie", s.movie_),
+            field("stream", s.stream_),
+            field("audioNextSample", s.audioNextSample_),
+            field("audioSampleCount", s.audioSampleCount_),
+            field("videoNextSample", s.videoNextSample_),
+            field("videoSampleCount", s.videoSampleCount_),
+            field("duration", s.duration_),
+            field("audioTimescale", s.audioTimescale_),
+            field("videoTimescale", s.videoTimescale_),
+            field("framesToDrop", s.framesToDrop_),
+            field("prerollLeft", s.prerollLeft_),
+            field("sampleRate", s.sampleRate_),
+            field("channels", s.channels_),
+            field("width", s.width_),
+            field("height", s.height_),
+            field("audioMediaId", s.audioMediaId_),
+            field("videoMediaId", s.videoMediaId_),
+            field("audioFormatName", s.audioFormatName_),
+            field("videoFormatName", s.videoFormatName_),
+            field("audioOnly", s.audioOnly_),
+            field("rangeStart", s.rangeStart_),
+            field("rangeEnd", s.rangeEnd_),
+            field("selectedChapter", s.selectedChapter_),
+            field("framesLeft", s.framesLeft_),
+            field("nextReadOffset", s.nextReadOffset_)};
+  }
 };
 
 }  // namespace vela

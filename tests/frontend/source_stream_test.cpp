@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "tests/support/fake_stream.h"
+#include "tests/support/raw_host.h"
+#include "tests/support/raw_table.h"
 #include "tests/support/throws_message.h"
 
 using boxes::Bytes;
@@ -32,7 +34,9 @@ constexpr uint64_t kFourGiB = uint64_t{1} << 32;
 class Source : public testing::Test {
  protected:
   explicit Source(Seekable seekable = Seekable::yes)
-      : stream(Bytes(5000, 7), seekable), source(&stream, &token) {}
+      : stream(Bytes(5000, 7), seekable), source(&stream, &token) {
+    stream.expectedToken = &token;
+  }
 
   FakeHostStream stream;
   FakeCancelToken token;
@@ -202,6 +206,95 @@ TEST_F(SourceWithoutSeeking, NeedNotTellTheLength) {
   stream.failCall("getLength", 0, kHostCode);
   EXPECT_EQ(source.length(), atomkit::kUnknownLength);
   EXPECT_EQ(source.length(), 5000u);
+}
+
+TEST_F(Source, HasItsOperationsInSlotOrder) {
+  const auto code = [](const auto& operation) {
+    try {
+      operation();
+    } catch (TIOResult thrown) {
+      return thrown;
+    }
+    return TIOResult::success;
+  };
+  using raw_table::call;
+  void* const object = &source;
+  Bytes bytes(8);
+  EXPECT_EQ(call<uint32_t>(object, 0, static_cast<void*>(bytes.data()), uint32_t{8}), 8u);
+  EXPECT_EQ(bytes, Bytes(8, 7));
+  EXPECT_EQ(call<uint64_t>(object, 1, uint64_t{100}), 100u);
+  EXPECT_EQ(stream.take(), (Calls{"read 8 -> 8", "skip 100 -> 100"}));
+  stream.position = kFourGiB + 1;
+  EXPECT_EQ(call<uint64_t>(object, 2), kFourGiB + 1);
+  EXPECT_EQ(stream.take(), Calls{"getPosition -> 4294967297"});
+  call<void>(object, 3, 3 * kFourGiB + 5);
+  EXPECT_EQ(stream.take(), (Calls{"canSeek -> 1", "seek 12884901893"}));
+  stream.position = 10;
+  call<void>(object, 4, static_cast<const void*>("abc"), uint32_t{3});
+  EXPECT_EQ(stream.take(), Calls{"write 3 -> 3"});
+  call<void>(object, 5);
+  EXPECT_EQ(stream.take(), (Calls{"getPosition -> 13", "setLength 13"}));
+  stream.failAlways("", kHostCode);
+  EXPECT_EQ(code([&] { call<uint64_t>(object, 2); }), kHostCode);
+  EXPECT_EQ(code([&] { call<void>(object, 3, uint64_t{1}); }), kHostCode);
+  EXPECT_EQ(code([&] { call<void>(object, 4, static_cast<const void*>("a"), uint32_t{1}); }),
+            kHostCode);
+  EXPECT_EQ(code([&] { call<void>(object, 5); }), kHostCode);
+}
+
+TEST_F(Source, IsItsTablePointerTheTokenAndTheStream) {
+  EXPECT_NE(raw_table::word(&source, 0), nullptr);
+  EXPECT_EQ(raw_table::word(&source, 1), static_cast<vela::CancelToken*>(&token));
+  EXPECT_EQ(raw_table::word(&source, 2), static_cast<vela::HostStream*>(&stream));
+}
+
+namespace {
+
+/// A stream of the host that is nothing but tables.
+class SourceOfRawTables : public testing::Test {
+ protected:
+  SourceOfRawTables()
+      : source(reinterpret_cast<vela::HostStream*>(&stream),
+               reinterpret_cast<vela::CancelToken*>(&token)) {
+    for (uint32_t i = 0; i < 1000; ++i) stream.bytes.push_back(static_cast<uint8_t>(i));
+  }
+
+  raw_host::Stream stream;
+  raw_host::Token token;
+  vela::SourceStream source;
+};
+
+}  // namespace
+
+TEST_F(SourceOfRawTables, CallsSlot1OfTheReader) {
+  EXPECT_EQ(source.skip(100), 100u);
+  EXPECT_EQ(stream.log, Calls{"skip 100"});
+  EXPECT_EQ(stream.lastToken, &token);
+  EXPECT_EQ(stream.position, 100u);
+}
+
+TEST_F(SourceOfRawTables, CallsSlots4And5And8And10OfTheControl) {
+  stream.position = 300;
+  EXPECT_EQ(source.position(), 300u);
+  EXPECT_EQ(stream.lastToken, &token);
+  EXPECT_EQ(source.skip(257), 257u);
+  EXPECT_EQ(source.length(), 1000u);
+  EXPECT_EQ(stream.log, Calls{"seek 557"});
+  stream.canSeekAnswer = 0;
+  source.seek(600);
+  EXPECT_EQ(stream.log, (Calls{"seek 557", "skip 43"}));
+}
+
+TEST_F(SourceOfRawTables, CallsSlot7OfTheControlAndSlot0OfTheWriter) {
+  stream.position = 500;
+  source.write("abc", 3);
+  EXPECT_EQ(stream.lastToken, &token);
+  EXPECT_EQ(stream.bytes[502], 'c');
+  stream.lastToken = nullptr;
+  source.truncate();
+  EXPECT_EQ(stream.log, (Calls{"write 3", "setLength 503"}));
+  EXPECT_EQ(stream.lastToken, &token);
+  EXPECT_EQ(stream.bytes.size(), 503u);
 }
 
 TEST(SourceStream, HoldsAReferenceToItsStream) {

@@ -94,12 +94,15 @@ TYPED_TEST(EverySplitter, KeepsItsMemoryWhenTheDestructorIsToldTo) {
 TYPED_TEST(EverySplitter, HoldsItsSessionBehindTheTablePointerAndItsCountBehindTheSession) {
   auto* const splitter = make<TypeParam>();
   const char* const object = reinterpret_cast<const char*>(splitter);
-  EXPECT_EQ(reinterpret_cast<const char*>(&splitter->session()), object + sizeof(void*));
-  constexpr size_t kCounterAt = sizeof(void*) + sizeof(vela::SplitterSession);
+  constexpr size_t kSessionAt = raw_table::placeBehind<vela::SplitterSession>(sizeof(void*));
+  constexpr size_t kCounterAt =
+      raw_table::placeBehind<vela::InterlockedCounter>(kSessionAt + sizeof(vela::SplitterSession));
+  EXPECT_EQ(reinterpret_cast<const char*>(&splitter->session()), object + kSessionAt);
   splitter->addRef();
   splitter->addRef();
   EXPECT_EQ(raw_table::field<int32_t>(splitter, kCounterAt + sizeof(void*)), 2);
-  EXPECT_EQ(sizeof(TypeParam), kCounterAt + sizeof(vela::InterlockedCounter));
+  EXPECT_EQ(sizeof(TypeParam),
+            raw_table::placeBehind<TypeParam>(kCounterAt + sizeof(vela::InterlockedCounter)));
   splitter->release();
   splitter->release();
 }

@@ -136,6 +136,15 @@ TEST_F(Selection, TakesTheFirstVideoTrackThatQualifies) {
   EXPECT_TRUE(Probe::videoMediaId(opening->session) == vela::kMediaH264);
 }
 
+TEST_F(Selection, TakesMpeg4VisualInFrontOfH264) {
+  open({mpeg4Track({.samples = 3}), avcTrack({.samples = 5})});
+  ASSERT_EQ(result, TIOResult::success);
+  EXPECT_EQ(video(), 0);
+  EXPECT_TRUE(Probe::videoMediaId(opening->session) == vela::kMediaMpeg4Visual);
+  EXPECT_EQ(std::u16string(Probe::videoFormatName(opening->session)), u"MPEG-4 ASP");
+  EXPECT_EQ(Probe::videoSampleCount(opening->session), 3u);
+}
+
 TEST_F(Selection, TakesOneTrackOfEachSortInAnyOrder) {
   open({avcTrack(), aacTrack(), avcTrack(), aacTrack()});
   ASSERT_EQ(result, TIOResult::success);
@@ -182,6 +191,24 @@ TEST_F(Selection, KeepsAnUnknownDurationUnknown) {
   EXPECT_EQ(Probe::duration(opening->session), vela::kUnknown64);
   track.boxes.mdhd = mdhdLong({.duration = vela::kUnknown64, .versionAndFlags = full(0, 1)});
   open({track});
+  EXPECT_EQ(Probe::duration(opening->session), vela::kUnknown64);
+}
+
+TEST_F(Selection, TakesNoDurationFromTheVideoTrackWhenThatOfTheAudioTrackIsUnknown) {
+  MediaTrack track = aacTrack();
+  track.boxes.duration = 0xFFFFFFFF;
+  open({avcTrack({.samples = 25}), track});
+  ASSERT_EQ(result, TIOResult::success);
+  EXPECT_EQ(audio(), 1);
+  EXPECT_EQ(video(), 0);
+  EXPECT_EQ(Probe::duration(opening->session), vela::kUnknown64);
+}
+
+TEST_F(Selection, KeepsTheUnknownDurationOfAVideoOnlyFileUnknown) {
+  MediaTrack track = avcTrack();
+  track.boxes.duration = 0xFFFFFFFF;
+  open({track});
+  ASSERT_EQ(result, TIOResult::success);
   EXPECT_EQ(Probe::duration(opening->session), vela::kUnknown64);
 }
 

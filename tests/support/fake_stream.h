@@ -84,8 +84,12 @@ class FakeHostStream final : public vela::HostStream, public CallLog {
   uint32_t largestWrite = 0xffffffff;
   /// A seek behind the end gives TIOResult::outOfRange (else it succeeds and reads give nothing).
   bool refusesSeekPastEnd = false;
+  /// What a read reports instead of the bytes that it delivered.
+  std::optional<uint32_t> claimedRead;
   uint32_t passThroughResult = 0;
   vela::CancelToken* lastToken = nullptr;
+  /// When set, every call that takes a token must be given this one.
+  std::optional<vela::CancelToken*> expectedToken;
   FakeReferences references;
 
   /// Lets the `number`-th call (zero-based, counted from now on) of an operation give `code` and do
@@ -160,6 +164,7 @@ class FakeHostStream final : public vela::HostStream, public CallLog {
       *done = static_cast<uint32_t>(std::min<uint64_t>({count, largestRead, left()}));
       if (*done) std::memcpy(buffer, bytes.data() + position, *done);
       advance(*done);
+      if (claimedRead) *done = *claimedRead;
       return vela::TIOResult::success;
     });
   }
@@ -214,6 +219,9 @@ class FakeHostStream final : public vela::HostStream, public CallLog {
                           vela::CancelToken* token,
                           const std::function<vela::TIOResult()>& action) {
     lastToken = token;
+    if (expectedToken) {
+      EXPECT_EQ(token, *expectedToken) << operation << arguments;
+    }
     result_.clear();
     const std::optional<vela::TIOResult> failure = dueFailure(operation);
     const vela::TIOResult code = failure ? *failure : action();
@@ -238,6 +246,7 @@ class FakeSourceProvider final : public vela::SourceProvider, public CallLog {
 
   FakeHostStream* stream;
   vela::TIOResult openResult = vela::TIOResult::success;
+  bool storesOnFailure = false;  ///< an open() that fails stores the stream all the same
   vela::CancelToken* lastToken = nullptr;
   FakeReferences references;
 
@@ -251,7 +260,9 @@ class FakeSourceProvider final : public vela::SourceProvider, public CallLog {
                        void** out) override {
     record("open " + loggable(sourceName) + " " + std::to_string(hostOpenMode));
     lastToken = token;
-    if (openResult == vela::TIOResult::success) storeInOutSlot(out, stream->control());
+    if (openResult == vela::TIOResult::success || storesOnFailure) {
+      storeInOutSlot(out, stream->control());
+    }
     return openResult;
   }
 };
@@ -264,11 +275,12 @@ class FakeHostContext final : public vela::HostContext, public CallLog {
 
   FakeSourceProvider* provider;
   std::u16string sourceName;
+  bool storesUnresolved = false;  ///< a name that is not known stores the provider all the same
 
   uint32_t resolveSource(const char16_t* name, void** out) override {
     record("resolve " + loggable(name));
-    if (sourceName != name) return 0;
-    storeInOutSlot(out, provider);
-    return 1;
+    const bool resolved = sourceName == name;
+    if (resolved || storesUnresolved) storeInOutSlot(out, provider);
+    return resolved ? 1 : 0;
   }
 };

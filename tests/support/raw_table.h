@@ -25,6 +25,12 @@ inline void destroyAndFree(void* object, size_t destructorSlot) {
   call<void>(object, destructorSlot + 1);
 }
 
+/// The offset of a field of type `Field` behind `end` bytes of others.
+template <class Field>
+constexpr size_t placeBehind(size_t end) {
+  return (end + alignof(Field) - 1) / alignof(Field) * alignof(Field);
+}
+
 /// Reads a field at a byte offset.
 template <class T>
 T field(const void* object, size_t offset) {
