@@ -1,5 +1,6 @@
 // atomkit::exception: the one way in which the MP4 library reports a failure.
 #pragma once
+#include <cstdint>
 
 namespace atomkit {
 
@@ -25,5 +26,13 @@ inline constexpr char kSkipPastAtom[] = "attempting to skip past end of atom";
 inline constexpr char kSkipPastFile[] = "attempting to skip past end of file";
 inline constexpr char kInvalidBoxHeader[] = "invalid box/atom header";
 inline constexpr char kFrameOutOfRange[] = "frame out of range";
+
+/// The check that stands before every access to an element of an array.
+/// @return `index`
+/// @throws exception "array access out of range" when `index` is not below `count`
+inline uint32_t checkedIndex(uint32_t index, uint32_t count) {
+  if (index >= count) throw exception(kIndexOutOfRange);
+  return index;
+}
 
 }  // namespace atomkit

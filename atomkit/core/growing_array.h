@@ -49,14 +49,8 @@ class GrowingArray {
   }
 
   /// @throws exception "array access out of range"
-  T& operator[](uint32_t index) {
-    checkIndex(index);
-    return data_[index];
-  }
-  const T& operator[](uint32_t index) const {
-    checkIndex(index);
-    return data_[index];
-  }
+  T& operator[](uint32_t index) { return data_[checkedIndex(index, count_)]; }
+  const T& operator[](uint32_t index) const { return data_[checkedIndex(index, count_)]; }
 
  private:
   // Doubles the room; a first element gets room for itself alone, as most tags have one value.
@@ -74,10 +68,6 @@ class GrowingArray {
     release(data_);
     data_ = grown;
     capacity_ = static_cast<uint32_t>(capacity);
-  }
-
-  void checkIndex(uint32_t index) const {
-    if (index >= count_) throw exception(kIndexOutOfRange);
   }
 
   T* data_ = nullptr;

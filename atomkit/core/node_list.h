@@ -42,13 +42,6 @@ class NodeList {
     return *node;
   }
 
-  /// @return the first node with `key`, or null
-  Node* find(const Key& key) const noexcept {
-    Node* node = first_;
-    while (node && node->key != key) node = node->next;
-    return node;
-  }
-
   /// Unlinks `node`, which must be in the list; it goes to the pool, or is freed when the pool is
   /// full.
   void remove(Node& node) noexcept {

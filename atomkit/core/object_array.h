@@ -1,4 +1,4 @@
-// ObjectArray: a sized array of objects (handles, chapters, tag entries).
+// ObjectArray: a sized array of objects (chapters, chapter marks).
 #pragma once
 #include <cstdint>
 #include <new>
@@ -8,9 +8,9 @@
 
 namespace atomkit {
 
-/// Owns its elements. Every size is exact, so appending one element copies all the others; it is
-/// meant for the few tracks, chapters and tags of a file. T is default-constructible and
-/// copy-assignable; both may throw.
+/// Owns its elements. Every size is exact, and any other size copies the elements that stay; it is
+/// meant for what is sized once from a count that has a limit: the chapters of a file and their
+/// marks. T is default-constructible and copy-assignable; both may throw.
 template <class T>
 class ObjectArray {
  public:
@@ -41,22 +41,9 @@ class ObjectArray {
     count_ = count;
   }
 
-  /// Adds one default-constructed element at the end and returns it.
-  T& append() {
-    if (count_ == UINT32_MAX) throw exception(kOutOfMemoryInArray);
-    resize(count_ + 1);
-    return data_[count_ - 1];
-  }
-
   /// @throws exception "array access out of range"
-  T& operator[](uint32_t index) {
-    checkIndex(index);
-    return data_[index];
-  }
-  const T& operator[](uint32_t index) const {
-    checkIndex(index);
-    return data_[index];
-  }
+  T& operator[](uint32_t index) { return data_[checkedIndex(index, count_)]; }
+  const T& operator[](uint32_t index) const { return data_[checkedIndex(index, count_)]; }
 
  private:
   // A block begins with the number of elements that were constructed, so that it can be destroyed
@@ -84,10 +71,6 @@ class ObjectArray {
         static_cast<void*>(reinterpret_cast<unsigned char*>(elements) - kHeader));
     while (*constructed > 0) elements[--*constructed].~T();
     release(constructed);
-  }
-
-  void checkIndex(uint32_t index) const {
-    if (index >= count_) throw exception(kIndexOutOfRange);
   }
 
   T* data_ = nullptr;

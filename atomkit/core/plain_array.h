@@ -51,24 +51,14 @@ class PlainArray {
   }
 
   /// @throws exception "array access out of range"
-  T& operator[](uint32_t index) {
-    checkIndex(index);
-    return data_[index];
-  }
-  const T& operator[](uint32_t index) const {
-    checkIndex(index);
-    return data_[index];
-  }
+  T& operator[](uint32_t index) { return data_[checkedIndex(index, count_)]; }
+  const T& operator[](uint32_t index) const { return data_[checkedIndex(index, count_)]; }
 
   /// The storage as a whole, for readers that fill it in one transfer; null when empty.
   T* data() noexcept { return data_; }
   const T* data() const noexcept { return data_; }
 
  private:
-  void checkIndex(uint32_t index) const {
-    if (index >= count_) throw exception(kIndexOutOfRange);
-  }
-
   T* data_ = nullptr;
   uint32_t count_ = 0;
 };

@@ -1,7 +1,7 @@
-#include "atomkit/core/growing_array.h"
-
+// The list that grows by one element at a time.
 #include <gtest/gtest.h>
 
+#include "atomkit/core/growing_array.h"
 #include "atomkit/core/shared.h"
 #include "tests/support/counting_allocator.h"
 #include "tests/support/throws_message.h"
