@@ -109,6 +109,9 @@ uint32_t Movie::sampleInfo(const SampleCursor& cursor, SampleInfo& info) const {
 
 uint64_t Movie::chapterStart(uint32_t index) const { return chapters_[index].start; }
 
+// Any index is answered, as this operation has no range check of its own. The index is compared
+// without adding to it: index + 1 would wrap for all ones, the absent index, and make the first
+// chapter's start the end of a chapter that isn't there.
 uint64_t Movie::chapterEnd(uint32_t index) const {
   const uint32_t count = chapters_.count();
   return count > 1 && index < count - 1 ? chapters_[index + 1].start : duration_;

@@ -33,8 +33,10 @@ class ByteStream {
   /// Skips exactly `count` bytes.
   /// @throws exception "attempting to skip past end of atom" or "... of file"
   virtual void skipExact(uint64_t count) = 0;
-  /// Fails as readExact() of `count` bytes would, but reads nothing: asked before memory is
-  /// allocated for a declared count, so that a count that lies costs no memory.
+  /// Fails as readExact() of `count` bytes would, as far as the sizes of the enclosing boxes and
+  /// the known length of the source tell; reads nothing. Asked before memory is allocated for a
+  /// declared count, so that a count that lies costs no memory. Where the source doesn't know its
+  /// length, only the boxes stand against the count, and a box may claim more than is there.
   virtual void requireBytes(uint64_t count) = 0;
   /// False when the source doesn't tell its length: requireBytes() then knows no more than what the
   /// boxes claim, and memory is better taken for what has arrived.

@@ -23,6 +23,7 @@ void SampleTables::readSampleSizes(AtomReader& reader) {
   if (constantSampleSize_ != 0) return;
   requireEntries(reader, sampleCount, sizeof(uint32_t));
   sampleSizes_.resize(sampleCount);
+  if (sampleCount == 0) return;
   readU32Array(reader, sampleSizes_.data(), sampleCount);
 }
 
@@ -37,6 +38,7 @@ void SampleTables::readChunkMap(AtomReader& reader) {
   // The bytes of the table fit 32 bits from here on, and so does its number of words.
   requireEntries(reader, entries, kWordsPerEntry * sizeof(uint32_t));
   chunkMap_.resize(kWordsPerEntry * entries);
+  if (entries == 0) return;
   readU32Array(reader, chunkMap_.data(), kWordsPerEntry * entries);
   chunkMapEntries_ = entries;
 }
@@ -50,6 +52,7 @@ void SampleTables::readChunkOffsets(AtomReader& reader, ChunkOffsetWidth width) 
   const bool wide = width == ChunkOffsetWidth::bits64;
   requireEntries(reader, entries, wide ? sizeof(uint64_t) : sizeof(uint32_t));
   chunkOffsets_.resize(entries);
+  if (entries == 0) return;
   if (wide) {
     readU64Array(reader, chunkOffsets_.data(), entries);
   } else {
@@ -111,8 +114,8 @@ uint64_t SampleTables::chunkOffset(uint32_t chunk) const {
 
 uint32_t SampleTables::mapWord(uint32_t entry, uint32_t word) const {
   // Compared as entries: the index of a word could wrap.
-  if (entry >= chunkMap_.count() / kWordsPerEntry) throw exception(kIndexOutOfRange);
-  return chunkMap_[kWordsPerEntry * entry + word];
+  const uint32_t checked = checkedIndex(entry, chunkMap_.count() / kWordsPerEntry);
+  return chunkMap_[kWordsPerEntry * checked + word];
 }
 
 }  // namespace atomkit
