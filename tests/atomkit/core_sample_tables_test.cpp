@@ -19,16 +19,21 @@ using namespace boxes;
 constexpr char kPastAtom[] = "attempting to read past end of atom";
 constexpr char kOutOfRange[] = "array access out of range";
 
-/// Hands the payload of `whole` (a box with a short header) to one of the readers.
-void feed(SampleTables& tables, const Bytes& whole) {
+/// Hands the payload of `whole` (a box with a short header), which `source` holds, to one of the
+/// readers.
+void feedFrom(ByteSource& source, SampleTables& tables, const Bytes& whole) {
   const Bytes type(whole.begin() + 4, whole.begin() + 8);
-  MemorySource source(Bytes(whole.begin() + 8, whole.end()));
   HostStreamAdapter file(source, kUnknownLength);
   AtomReader reader(file, whole.size() - 8);
   if (type == text("stsz")) tables.readSampleSizes(reader);
   if (type == text("stsc")) tables.readChunkMap(reader);
   if (type == text("stco")) tables.readChunkOffsets(reader, ChunkOffsetWidth::bits32);
   if (type == text("co64")) tables.readChunkOffsets(reader, ChunkOffsetWidth::bits64);
+}
+
+void feed(SampleTables& tables, const Bytes& whole) {
+  MemorySource source(Bytes(whole.begin() + 8, whole.end()));
+  feedFrom(source, tables, whole);
 }
 
 ChunkLocation locate(const SampleTables& tables, uint32_t sample) {
@@ -268,11 +273,48 @@ TEST(ChunkMap, ACountThatRunsPastTheBoxIsRejectedBeforeAnythingIsAllocated) {
   EXPECT_EQ(memory.allocations(), 0u);
 }
 
+TEST(ChunkMap, ASecondBoxWithoutEntriesEmptiesIt) {
+  SampleTables tables;
+  feed(tables, stsc({{1, 10, 1}, {3, 5, 1}}));
+  feed(tables, stsc({}));
+  EXPECT_EQ(locate(tables, 25).chunk, 1u);
+  EXPECT_EQ(locate(tables, 25).firstSample, 0u);
+  ChunkMapPosition stale{1, 0};
+  EXPECT_THROWS_MESSAGE(tables.locateChunk(0, stale), kOutOfRange);
+}
+
 TEST(ChunkMap, ASecondBoxReplacesTheFirst) {
   SampleTables tables;
   feed(tables, stsc({{1, 10, 1}, {3, 5, 1}}));
   feed(tables, stsc({{1, 2, 1}}));
   EXPECT_EQ(locate(tables, 25).chunk, 13u);
+}
+
+// ---- tables without entries
+
+TEST(EmptyTables, TakeNoReadOfTheSourceForTheirEntries) {
+  struct Case {
+    Bytes table;
+    uint32_t reads;  // of the version, the flags and each word in front of the entries
+  };
+  for (const Case& empty :
+       {Case{stsz({}), 4}, Case{stsc({}), 3}, Case{stco({}), 3}, Case{co64({}), 3}}) {
+    MemorySource source(Bytes(empty.table.begin() + 8, empty.table.end()));
+    SampleTables tables;
+    feedFrom(source, tables, empty.table);
+    EXPECT_EQ(source.reads, empty.reads);
+    EXPECT_EQ(source.position, source.size());
+  }
+}
+
+TEST(EmptyTables, ReplaceWhatAnEarlierBoxGave) {
+  SampleTables tables;
+  feed(tables, stsz({1, 2}));
+  feed(tables, stsz({}));
+  EXPECT_THROWS_MESSAGE(tables.sampleSize(0), kOutOfRange);
+  feed(tables, co64({100}));
+  feed(tables, co64({}));
+  EXPECT_EQ(tables.chunkOffset(1), 8u);
 }
 
 // ---- chunk offsets

@@ -40,6 +40,13 @@ class LoggingStream final : public ByteStream {
 };
 using Calls = std::vector<LoggingStream::Call>;
 
+/// Claims one byte more than it was asked for, a breach of its contract.
+class SurplusSource final : public ByteSource {
+ public:
+  uint32_t read(void*, uint32_t count) override { return count + 1; }
+  uint64_t skip(uint64_t count) override { return count + 1; }
+};
+
 // ---- HostStreamAdapter
 
 TEST(HostStreamAdapter, ForwardsReadAndSkipWithTheSourcesResult) {
@@ -93,6 +100,35 @@ TEST(HostStreamAdapter, ASourceOfUnknownLengthMayHoldAnyNumberOfBytes) {
   MemorySource source(zeros(1));
   HostStreamAdapter stream(source, kUnknownLength);
   EXPECT_NO_THROW(stream.requireBytes(~uint64_t{0}));
+}
+
+TEST(HostStreamAdapter, BehindTheToldLengthNoBytesCanBeThere) {
+  MemorySource source(zeros(10));
+  HostStreamAdapter stream(source, 4);
+  stream.skipExact(6);
+  EXPECT_NO_THROW(stream.requireBytes(0));
+  EXPECT_THROWS_MESSAGE(stream.requireBytes(1), "attempting to read past end of file");
+  EXPECT_THROWS_MESSAGE(stream.requireBytes(~uint64_t{0}), "attempting to read past end of file");
+}
+
+TEST(HostStreamAdapter, ExactOperationsThatGetMoreThanAskedAreRefusedToo) {
+  SurplusSource source;
+  HostStreamAdapter stream(source, kUnknownLength);
+  uint8_t buffer[4];
+  EXPECT_THROWS_MESSAGE(stream.readExact(buffer, 4), "attempting to read past end of file");
+  EXPECT_THROWS_MESSAGE(stream.skipExact(4), "attempting to skip past end of file");
+}
+
+TEST(HostStreamAdapter, ASurplusIsReturnedUnchangedAndIsABugForTheBoxAboveIt) {
+  SurplusSource source;
+  HostStreamAdapter stream(source, kUnknownLength);
+  uint8_t buffer[8];
+  EXPECT_EQ(stream.read(buffer, 4), 5u);
+  EXPECT_EQ(stream.skip(uint64_t{1} << 32), (uint64_t{1} << 32) + 1);
+  AtomReader reader(stream, 100);
+  EXPECT_THROWS_MESSAGE(reader.read(buffer, 4), "bug: stream read more bytes than asked for");
+  EXPECT_THROWS_MESSAGE(reader.skip(4), "bug: stream skipped more bytes than asked for");
+  EXPECT_EQ(reader.remaining(), 100u);
 }
 
 // ---- AtomReader

@@ -79,6 +79,11 @@ TEST(TopLevel, AStreamedFileMayEndInsideItsMedia) {
   EXPECT_NO_THROW(parseStreaming(join(moov(), boxClaiming(30, "mdat", zeros(3)))));
 }
 
+TEST(TopLevel, MediaToTheEndOfTheFileIsInvalidInAStreamedFileToo) {
+  EXPECT_THROWS_MESSAGE(parseStreaming(join(moov(), boxClaiming(0, "mdat", zeros(20)))),
+                        kInvalidHeader);
+}
+
 TEST(TopLevel, AFewBytesOrUnprintableTypesBehindTheLastBoxEndTheWalkQuietly) {
   for (size_t stray = 0; stray < 8; ++stray) {
     EXPECT_EQ(ParsedMovie(join(moov(), repeat(0x41, stray))).scannedEnd(), moov().size());
@@ -245,6 +250,53 @@ TEST(Tracks, UnknownBoxesAreSkippedAtEveryLevel) {
   EXPECT_EQ(movie.chapterCount(), 2u);
 }
 
+/// The summary of the only track of a movie, whose 'trak' box has the given children.
+template <class... Children>
+TrackSummary summaryOfTrack(const Children&... children) {
+  const ParsedMovie movie(moov({.tracks = {box("trak", children...)}}));
+  EXPECT_EQ(movie.trackCount(), 1u);
+  TrackSummary summary;
+  movie.summary(0, summary);
+  return summary;
+}
+
+TEST(Tracks, ASecondMediaHeaderReplacesTheFirst) {
+  const TrackSummary summary =
+      summaryOfTrack(box("mdia", mdhd({.timescale = 10, .duration = 0xffffffff}),
+                         mdhd({.timescale = 20, .duration = 7})));
+  EXPECT_EQ(summary.timescale, 20u);
+  EXPECT_EQ(summary.duration(), 7u);
+}
+
+TEST(Tracks, ASecondMediaBoxGoesOnFillingTheSameTrack) {
+  const TrackSummary summary = summaryOfTrack(
+      box("mdia", mdhd({.timescale = 10}), box("minf", box("stbl", stsd(mp4a())))),
+      box("mdia", mdhd({.timescale = 20}), box("minf", box("stbl", stts({{3, 1}})))));
+  EXPECT_EQ(summary.timescale, 20u);
+  EXPECT_EQ(summary.channelCount, 2u);
+  EXPECT_EQ(summary.sampleCount, 3u);
+}
+
+TEST(Tracks, ASecondMediaInformationBoxGoesOnFillingTheSameTrack) {
+  const TrackSummary summary = summaryOfTrack(box("mdia", box("minf", box("stbl", stsd(mp4a()))),
+                                                  box("minf", box("stbl", stts({{3, 1}})))));
+  EXPECT_EQ(summary.channelCount, 2u);
+  EXPECT_EQ(summary.sampleCount, 3u);
+}
+
+TEST(Tracks, ASecondSampleTableGoesOnFillingTheSameTrack) {
+  const auto withTables = [](const Bytes& first, const Bytes& second) {
+    return summaryOfTrack(box("mdia", box("minf", box("stbl", first), box("stbl", second))));
+  };
+  const TrackSummary summary = withTables(stsd(mp4a()), stts({{3, 1}}));
+  EXPECT_EQ(summary.channelCount, 2u);
+  EXPECT_EQ(summary.sampleCount, 3u);
+  // The kind that the first one told stands before the second one's tables,
+  EXPECT_EQ(withTables(stsd(otherEntry()), stts({{3, 1}})).sampleCount, 0u);
+  // and a table that may stand once may stand once in both together.
+  EXPECT_THROWS_MESSAGE(withTables(stts({{3, 1}}), stts({{4, 1}})), "duplicate stts data");
+}
+
 TEST(Tracks, ABrokenChildIsReportedAtEveryLevel) {
   const Bytes stray = repeat(0x41, 3);
   EXPECT_THROWS_MESSAGE(ParsedMovie(box("moov", mvhd(), stray)), kInvalidHeader);
@@ -298,6 +350,22 @@ TEST(SampleTableGate, TablesOfOtherKindsAreNeverRead) {
   EXPECT_FALSE(reads("stts", stsd(), kPlayback));
   // A second description can't make such a track wanted either.
   EXPECT_FALSE(reads("stsd", stsd(otherEntry()), kPlayback));
+}
+
+TEST(SampleTableGate, ASecondDescriptionOfAWantedTrackDecidesOverTheTablesBehindIt) {
+  const auto tablesAround = [](const Bytes& second) {
+    return join(stsd(mp4a()), stts({{7, 1}}), second);
+  };
+  EXPECT_TRUE(reads("ctts", tablesAround({}), kPlayback));
+  EXPECT_FALSE(reads("ctts", tablesAround(stsd(otherEntry())), kPlayback));
+  EXPECT_FALSE(reads("ctts", tablesAround(stsd(avc1())), 0x37 & ~kWantVideo));
+  EXPECT_TRUE(reads("ctts", tablesAround(stsd(avc1())), kPlayback));
+
+  const ParsedMovie movie(moov({.tracks = {trak({.stsd = tablesAround(stsd(otherEntry()))})}}));
+  TrackSummary summary;
+  movie.summary(0, summary);
+  EXPECT_EQ(movie.codecKind(0), CodecKind::other);
+  EXPECT_EQ(summary.sampleCount, 7u);
 }
 
 TEST(Deliberate, D208_TablesBeforeTheDescriptionAreReadWhateverIsWanted) {

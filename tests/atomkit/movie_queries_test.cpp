@@ -21,6 +21,7 @@ TEST(Queries, AnEmptyMovieHasNothing) {
   const Movie movie;
   EXPECT_EQ(movie.trackCount(), 0u);
   EXPECT_EQ(movie.chapterCount(), 0u);
+  EXPECT_EQ(movie.chapterEnd(0), 0u);
   EXPECT_EQ(movie.duration(), 0u);
   EXPECT_EQ(movie.cover().count(), 0u);
 }
