@@ -271,21 +271,6 @@ TEST(ChapterTags, ASegmentOfTheLargestNumberIsMergedIntoThatChapter) {
   EXPECT_EQ(describe(movie.chapter(1001).tags), "");
 }
 
-TEST(ChapterTags, TheTaggingBoxsTitleOfTheFileStaysInEveryChapter) {
-  const ParsedMovie movie(
-      withUserData(join(ztTags(ztFields({{"TITLE", {"Whole"}}})), chpl({{0, "One"}, {5, "Two"}}))));
-  EXPECT_EQ(describe(movie.chapter(0).tags), "TITLE=Whole");
-  EXPECT_EQ(describe(movie.chapter(1).tags), "TITLE=Whole");
-}
-
-TEST(ChapterTags, ASegmentOfTheLargestNumberIsMergedIntoThatChapter) {
-  const ParsedMovie movie(withUserData(
-      join(ztTags(ztSegment(1000, {{"mood", {"calm"}}})), chpl(std::vector<Mark>(1002)))));
-  EXPECT_EQ(describe(movie.chapter(999).tags), "");
-  EXPECT_EQ(describe(movie.chapter(1000).tags), "mood=calm");
-  EXPECT_EQ(describe(movie.chapter(1001).tags), "");
-}
-
 TEST(ChapterTags, WithATaggingBoxNoTrackNumbersAreMade) {
   const ParsedMovie movie(withUserData(join(ztTags(ztFields({})), chpl({{0, "One"}, {5, "Two"}}))));
   EXPECT_EQ(describe(movie.chapter(1).tags), "title=Two");
