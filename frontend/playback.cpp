@@ -60,6 +60,9 @@ void SplitterSession::startVideo(VideoFormat* format) {
   movie_.open(videoCursor_, track);
 }
 
+// DELIBERATE D-050: the target is compared with the range in host units and looked up in ticks,
+// rounded half up. In the last half tick before the end of the time table it is before the one end
+// and at the other, and the seek fails.   Test: D050_*
 TIOResult SplitterSession::seekTo(uint64_t offset, CancelToken*) {
   const uint64_t target = rangeStart_ + offset;
   // An offset near 2^64 is past the end, too; it must not wrap round to a place before the item.
@@ -99,6 +102,8 @@ void SplitterSession::seekVideo(uint64_t target) {
 // DELIBERATE D-043: the frames left count for audio alone. With both streams enabled, audio samples
 // behind the last frame of the range are still announced, and reading them reports the end.
 // Test: D043_*
+// DELIBERATE D-049: that a sample has no frames shows only when it is read. Audio alone is
+// announced at such a sample, and every read there reports the end.   Test: D049_*
 TIOResult SplitterSession::nextStream(uint32_t& which) {
   if (!audioEnabled_ && !videoEnabled_) return TIOResult::failed;
   const bool audioLeft = audioNextSample_ < audioSampleCount_;

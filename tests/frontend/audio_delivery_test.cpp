@@ -236,6 +236,18 @@ TEST(AudioDelivery, HeadIsCutOnTopOfThePacketsOwnStartOffset) {
   EXPECT_EQ(packet.startOffset, 107u);
 }
 
+TEST(AudioDelivery, HeadIsCutByTheLow32BitsOfItsFrames) {
+  // The seek goes 2^17 + 1 ticks of a second into the sample, which are 2^32 + 32,768 frames.
+  constexpr uint32_t kRate = 32768;
+  constexpr uint32_t kTicks = 131072 + 1;
+  MediaTrack track = aacTrack({.samples = 2, .timescale = 1, .delta = kTicks + 2});
+  track.boxes.stsd = stsd(mp4a({.rate = kRate}));
+  OpenSession open(movieFile({.tracks = {track}}).bytes);
+  ASSERT_EQ(open.startAudio(), TIOResult::success);
+  ASSERT_EQ(open.seek(vela::ticksToHostUnits(kTicks, 1)), TIOResult::success);
+  EXPECT_EQ(playAudio(open, 2), (std::vector<Heard>{{0, 2 * kRate, kRate}, {1, 3 * kRate, 0}}));
+}
+
 TEST(AudioDelivery, LastPacketOfAChapterIsCutToTheFramesLeft) {
   OpenSession open(fileWithFirstItemOf(2 * kFrames + 100).bytes);
   ASSERT_EQ(open.startAudio(1), TIOResult::success);
@@ -297,6 +309,36 @@ TEST(AudioDelivery, PassesAFailedSeekBackAndSeeksAgain) {
   EXPECT_EQ(packet.payload.bytes, file.samples[0][0]);
   EXPECT_EQ(open.stream.calls, (Calls{seekTo(file.offsets[0][0]) + " failed 4660",
                                       seekTo(file.offsets[0][0]), reads(file.samples[0][0])}));
+}
+
+TEST(AudioDelivery, GivesItsSeekTheTokenOfTheCall) {
+  OpenSession open(movieFile({.tracks = {aacTrack()}}).bytes);
+  ASSERT_EQ(open.startAudio(), TIOResult::success);
+  open.stream.lastToken = nullptr;
+  open.stream.failCall("seek", 0, kHostCode);
+  FakeAudioPacket packet;
+  EXPECT_EQ(open.readAudio(packet), kHostCode);
+  EXPECT_EQ(open.stream.lastToken, &open.token);
+}
+
+TEST(AudioDelivery, SeeksToAFirstSampleAtTheOffsetOfAllOnes) {
+  // The number that stands for "nobody knows where the stream stands" is an offset like any other.
+  MediaTrack track = aacTrack({.samples = 4});
+  track.boxes.stco = co64({vela::kUnknown64});
+  const BuiltMovie file = movieFile({.tracks = {track}});
+  OpenSession open(file.bytes);
+  ASSERT_EQ(open.startAudio(), TIOResult::success);
+  open.stream.calls.clear();
+  FakeAudioPacket packet;
+  EXPECT_EQ(open.readAudio(packet), TIOResult::failed);
+  EXPECT_EQ(open.stream.calls, (Calls{seekTo(vela::kUnknown64), "read 24 -> 0"}));
+  EXPECT_EQ(packet.payload.bytes, zeros(24)) << "nothing was read into it";
+
+  OpenSession cached(file.bytes, ReadPath::throughCache);
+  ASSERT_EQ(cached.startAudio(), TIOResult::success);
+  FakeAudioPacket cachedPacket;
+  EXPECT_EQ(cached.readAudio(cachedPacket), TIOResult::failed);
+  EXPECT_EQ(cachedPacket.payload.bytes, zeros(24));
 }
 
 TEST(AudioDelivery, PassesAFailedPayloadBackAtOnceAndSeeksForTheRetry) {

@@ -101,6 +101,42 @@ TEST(OutOfMemory, WhileAnItemStartsFailsAndASecondStartSucceeds) {
   }
 }
 
+TEST(OutOfMemory, WhileAnItemStartsLetsNoReadDeliverTheOtherTrack) {
+  // Either track comes second in the file; a cursor that was never placed must not read the first.
+  for (const size_t audioTrack : {size_t{0}, size_t{1}}) {
+    const size_t videoTrack = 1 - audioTrack;
+    std::vector<MediaTrack> tracks(2);
+    tracks[audioTrack] = aacTrack({.samples = 20});
+    tracks[videoTrack] = avcTrack({.samples = 12});
+    const BuiltMovie file = movieFile({.tracks = tracks});
+    // The configurations of audio and video are copied in this order.
+    for (const bool forVideo : {false, true}) {
+      SCOPED_TRACE("audio is track " + std::to_string(audioTrack) + ", fails for " +
+                   (forVideo ? "video" : "audio"));
+      OpenSession open(file.bytes);
+      {
+        FailingAllocation memory(forVideo ? 1 : 0);
+        ASSERT_EQ(open.startBoth(), TIOResult::failed);
+        ASSERT_TRUE(memory.failed());
+      }
+      ASSERT_EQ(open.audioFormat.calls.size(), forVideo ? 1u : 0u);
+      // Packet 12 of 1024 frames, with ten of pre-roll, lies in picture 6, behind the key frame 5.
+      ASSERT_EQ(open.seek(framesAt48k(12 * 1024)), TIOResult::success);
+      FakeAudioPacket audio;
+      EXPECT_EQ(open.readAudio(audio), TIOResult::success);
+      EXPECT_EQ(audio.payload.bytes, file.samples[audioTrack][2]);
+      FakeVideoPacket video;
+      if (forVideo) {
+        EXPECT_EQ(open.readVideo(video), TIOResult::success);
+        EXPECT_EQ(video.payload.bytes, file.samples[videoTrack][5]);
+      } else {
+        EXPECT_EQ(open.readVideo(video), TIOResult::failed);
+        EXPECT_EQ(video.calls, Calls{});
+      }
+    }
+  }
+}
+
 TEST(OutOfMemory, ForATextEndsTheDescription) {
   const BuiltMovie file = movieFile({.tracks = {aacTrack({.samples = 12})},
                                      .udta = metaWith(ilstText("\xA9"

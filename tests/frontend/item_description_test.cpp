@@ -109,6 +109,16 @@ TEST(DescribeItem, OfAMovieWithoutChaptersEndsWithoutAChapterList) {
   EXPECT_EQ(info.calls, (Calls{"setDuration 0", "setDescription", "setFlags 0"}));
 }
 
+TEST(DescribeItem, OfAChapterThatTheMovieDoesNotHaveFailsAndTellsNothing) {
+  FakeHostStream stream;
+  vela::SplitterSession session(nullptr);
+  vela::SessionProbe::stream(session).reset(&stream);
+  FakeMediaInfo info;
+  EXPECT_EQ(vela::guarded([&] { return session.describeItem(1, info, nullptr); }),
+            TIOResult::failed);
+  EXPECT_EQ(info.calls, Calls{});
+}
+
 TEST(DescribeItem, OfAnIdentifierAboveTheChaptersDescribesTheWholeFile) {
   OpenSession open(audioFile(chpl({{0, "One"}, {kSecondHundredNs, "Two"}})).bytes);
   ASSERT_EQ(open.describe(3), TIOResult::success);
@@ -309,6 +319,20 @@ TEST(ChapterTitle, IsTheFirstOfSeveralValues) {
   EXPECT_EQ(open.info.chapters[0].title, u"First");
 }
 
+TEST(ChapterTitle, IsEmptyWhenTheTitleHasNoValues) {
+  OpenSession open(audioFile(ztTags(ztFields({{"title"}}))).bytes);
+  ASSERT_EQ(open.describe(0), TIOResult::success);
+  EXPECT_EQ(open.info.chapters.at(0).title, u"");
+}
+
+TEST(ChapterTitle, IsEmptyWhenTheFirstOfTwoTitlesHasNoValues) {
+  OpenSession open(audioFile(ztTags(ztFields({{"title"}, {"Title", {"Song"}}}))).bytes);
+  ASSERT_EQ(open.describe(0), TIOResult::success);
+  EXPECT_EQ(open.info.chapters.at(0).title, u"");
+  ASSERT_EQ(open.describe(1), TIOResult::success);
+  EXPECT_EQ(open.info.tags, (Tags{{u"Title", u"Song"}})) << "the second one was read";
+}
+
 TEST(ChapterTitle, ComesFromUtf8) {
   OpenSession open(audioFile(chpl({{0, "Pr\xC3\xA9lude \xE2\x82\xAC"}})).bytes);
   ASSERT_EQ(open.describe(0), TIOResult::success);
@@ -348,6 +372,18 @@ TEST(ItemTags, AreThoseOfTheChapterThatWasSelected) {
   open.info.tags.clear();
   ASSERT_EQ(open.describe(2), TIOResult::success);
   EXPECT_EQ(open.info.tags, (Tags{{u"title", u"Two"}, {u"track", u"2"}}));
+}
+
+TEST(ItemTags, OfAnEntryWithoutValuesAreNone) {
+  OpenSession open(audioFile(ztTags(ztFields({{"artist"}, {"album", {"Album"}}}))).bytes);
+  ASSERT_EQ(open.describe(1), TIOResult::success);
+  EXPECT_EQ(open.info.tags, (Tags{{u"album", u"Album"}}));
+}
+
+TEST(ItemTags, OfAnEntryWithoutANameHaveAnEmptyKey) {
+  OpenSession open(audioFile(ztTags(ztFields({{"", {"x"}}}))).bytes);
+  ASSERT_EQ(open.describe(1), TIOResult::success);
+  EXPECT_EQ(open.info.tags, (Tags{{u"", u"x"}}));
 }
 
 TEST(TagText, IsUtf8OfOneTwoAndThreeBytes) {

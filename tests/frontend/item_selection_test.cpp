@@ -13,6 +13,11 @@ Bytes threeChapters() {
   return chpl({{0, "One"}, {kSecondHundredNs, "Two"}, {3 * kSecondHundredNs, "Three"}});
 }
 
+/// The first chapter ends a second before it starts.
+Bytes invertedChapters() {
+  return chpl({{2 * kSecondHundredNs, "a"}, {kSecondHundredNs, "b"}, {3 * kSecondHundredNs, "c"}});
+}
+
 /// Five seconds of audio in packets of 100 ms.
 MediaTrack fiveSeconds() { return aacTrack({.samples = 50, .delta = 4800}); }
 
@@ -101,6 +106,64 @@ TEST(SelectItem, AChapterThatEndsBeforeItStartsFails) {
   EXPECT_EQ(durationOf(open, 2), 4 * kSecond);
 }
 
+TEST(SelectItem, AFailedOneLeavesItsRangeWhichEndsAtOnceWhereverASeekGoes) {
+  OpenSession open(movieFile({.tracks = {fiveSeconds()}, .udta = invertedChapters()}).bytes);
+  ASSERT_EQ(open.startAudio(3), TIOResult::success);
+  EXPECT_EQ(open.describe(1), TIOResult::failed);
+  EXPECT_EQ(open.next(), vela::kNextAudio) << "the frames left are still those of the start";
+  for (const uint64_t offset : {uint64_t{0}, uint64_t{1}, kSecond, 10 * kSecond}) {
+    EXPECT_EQ(open.seek(offset), TIOResult::success);
+    EXPECT_EQ(open.next(), vela::kNextNone) << offset;
+    EXPECT_EQ(playAudio(open, 1), std::vector<Heard>{});
+    EXPECT_EQ(open.endOfStream, 1);
+  }
+}
+
+TEST(SelectItem, AFailedOneEndsBothStreamsOfAFilmAtTheNextSeek) {
+  OpenSession open(
+      movieFile({.tracks = {fiveSeconds(), avcTrack({.samples = 100})}, .udta = invertedChapters()})
+          .bytes);
+  ASSERT_EQ(open.startBoth(), TIOResult::success);
+  EXPECT_EQ(open.describe(1), TIOResult::failed);
+  EXPECT_EQ(open.seek(0), TIOResult::success);
+  EXPECT_EQ(open.next(), vela::kNextNone);
+  EXPECT_EQ(playAudio(open, 1), std::vector<Heard>{});
+  EXPECT_EQ(open.endOfStream, 1);
+  EXPECT_EQ(playVideo(open, 1), std::vector<Seen>{});
+  EXPECT_EQ(open.endOfStream, 1);
+}
+
+TEST(SelectItem, AFailedOneHasSetStartAndEndOfTheRange) {
+  OpenSession open(
+      movieFile({.tracks = {fiveSeconds(), avcTrack({.samples = 100})}, .udta = invertedChapters()})
+          .bytes);
+  ASSERT_EQ(open.startVideo(), TIOResult::success);
+  EXPECT_EQ(playVideo(open, 10).size(), 10u);
+  EXPECT_EQ(open.describe(1), TIOResult::failed);
+  const std::vector<Seen> seen = playVideo(open);
+  ASSERT_EQ(seen.size(), 15u) << "up to the end of the range, at one second";
+  EXPECT_EQ(seen[0], (Seen{10, vela::ticksToHostUnits(10 * 1000, 25000) - 2 * kSecond}));
+}
+
+TEST(SelectItem, AFailedOneAtAStartLeavesTheStreamsEnabledAsTheyWere) {
+  OpenSession open(
+      movieFile({.tracks = {fiveSeconds(), avcTrack({.samples = 100})}, .udta = invertedChapters()})
+          .bytes);
+  ASSERT_EQ(open.startAudio(), TIOResult::success);
+  EXPECT_EQ(playAudio(open, 1), (std::vector<Heard>{{0, 4800, 0}}));
+  EXPECT_EQ(open.startVideo(1), TIOResult::failed);
+  EXPECT_EQ(open.videoFormat.calls, Calls{});
+  EXPECT_EQ(playAudio(open, 1), (std::vector<Heard>{{1, 4800, 0}}));
+  FakeVideoPacket packet;
+  EXPECT_EQ(open.readVideo(packet), TIOResult::failed);
+}
+
+TEST(SelectItem, OfAChapterThatTheMovieDoesNotHaveFails) {
+  // A session that has parsed nothing counts as one item, and its movie holds no chapter.
+  vela::SplitterSession session(nullptr);
+  EXPECT_THROWS_MESSAGE(session.selectItem(1), "array access out of range");
+}
+
 TEST(SelectItem, AChapterBehindTheEndOfTheMovieFails) {
   OpenSession open(
       movieFile({.tracks = {fiveSeconds()}, .udta = chpl({{0, "a"}, {6 * kSecondHundredNs, "b"}})})
@@ -144,6 +207,9 @@ TEST(Deliberate, D047_AKeyFrameBeforeTheItemHasATimeThatWraps) {
   EXPECT_EQ(seen[3], (Seen{13, vela::ticksToHostUnits(13 * 1000, 25000) - start}));
   EXPECT_GT(seen[0].time, vela::kUnknown64 / 2);
   EXPECT_LT(seen[3].time, kSecond);
+  // As an offset of a seek it lies past the end.
+  ASSERT_EQ(open.seek(seen[0].time), TIOResult::success);
+  EXPECT_EQ(playVideo(open), std::vector<Seen>{});
 }
 
 TEST(Deliberate, D048_DescribingAnotherItemMovesTheRangeOfThePlayback) {

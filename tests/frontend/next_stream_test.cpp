@@ -51,6 +51,12 @@ TEST(Interleaving, AudioAtTenSecondsLagsBehindVideoAtElevenPointEight) {
   EXPECT_EQ(chooseStream({audio, 100}, {11 * kSecond, 900}, kFarEnd), kNextAudio);
 }
 
+TEST(Interleaving, WrapsTheSumOfATimeAndTheSpan) {
+  const uint64_t sumsToZero = uint64_t{0} - kInterleaveSpan;
+  EXPECT_EQ(chooseStream({sumsToZero, 900}, {5, 100}, vela::kUnknown64), kNextAudio);
+  EXPECT_EQ(chooseStream({sumsToZero - 1, 100}, {sumsToZero, 900}, vela::kUnknown64), kNextVideo);
+}
+
 TEST(NextStream, FailsWhenNeitherStreamIsEnabled) {
   OpenSession open(movieFile({.tracks = {aacTrack()}}).bytes);
   uint32_t which = 99;
@@ -177,7 +183,20 @@ TEST(NextStream, ComparesThePresentationTimeOfAudioToo) {
   EXPECT_EQ(open.next(), kNextVideo) << "audio comes first in the file, but two seconds later";
 }
 
-TEST(NextStream, FailsOnASampleThatTheTablesDoNotDescribe) {
+TEST(Deliberate, D049_AudioAloneIsAnnouncedAtASampleWithoutFramesWhereEveryReadReportsTheEnd) {
+  MediaTrack audio = aacTrack({.samples = 4});
+  audio.boxes.stts = stts({{1, 1024}, {1, 0}, {2, 1024}});
+  OpenSession open(movieFile({.tracks = {audio}}).bytes);
+  ASSERT_EQ(open.startAudio(), TIOResult::success);
+  EXPECT_EQ(playAudio(open, 1), (std::vector<Heard>{{0, 1024, 0}}));
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(open.next(), kNextAudio);
+    EXPECT_EQ(playAudio(open), std::vector<Heard>{});
+    EXPECT_EQ(open.endOfStream, 1);
+  }
+}
+
+TEST(NextStream, FailsOnAnAudioSampleThatTheTablesDoNotDescribeAndAnswersNothing) {
   MediaTrack audio = aacTrack({.samples = 4});
   audio.boxes.stsz = stsz({24});  // three of the four samples have no size
   OpenSession open(movieFile({.tracks = {audio, avcTrack()}}).bytes);
@@ -185,4 +204,16 @@ TEST(NextStream, FailsOnASampleThatTheTablesDoNotDescribe) {
   playAudio(open, 1);
   uint32_t which = 99;
   EXPECT_EQ(open.nextStream(which), TIOResult::failed);
+  EXPECT_EQ(which, 99u);
+}
+
+TEST(NextStream, FailsOnAVideoSampleThatTheTablesDoNotDescribeAndAnswersNothing) {
+  MediaTrack video = avcTrack({.samples = 4});
+  video.boxes.stsz = stsz({40});
+  OpenSession open(movieFile({.tracks = {aacTrack(), video}}).bytes);
+  ASSERT_EQ(open.startBoth(), TIOResult::success);
+  playVideo(open, 1);
+  uint32_t which = 99;
+  EXPECT_EQ(open.nextStream(which), TIOResult::failed);
+  EXPECT_EQ(which, 99u);
 }

@@ -1,5 +1,6 @@
 // Starting an item, seeking in it, and fetching the key frame at a seek point.
 #include "tests/frontend/open_session.h"
+#include "tests/support/counting_allocator.h"
 
 using namespace boxes;
 using vela::TIOResult;
@@ -7,6 +8,7 @@ using vela::TIOResult;
 namespace {
 
 constexpr uint32_t kFrames = 1024;  // of every packet of aacTrack()
+constexpr uint32_t kNoSample = 0xffffffff;
 
 /// Host units of a video sample of avcTrack(), which has 25 a second.
 uint64_t at(uint32_t sample) { return vela::ticksToHostUnits(sample * 1000, 25000); }
@@ -23,6 +25,18 @@ MediaTrack endlessAudio() {
   audio.boxes.mdhd = mdhdLong({.duration = 0x100000005, .versionAndFlags = u32(1)});
   return audio;
 }
+
+/// Lets the host have both streams, each where it stands: the start fails before it seeks.
+void enableBothWithoutSeek(OpenSession& open) {
+  FailingAllocation memory(1);  // of audio and video configuration, the second
+  ASSERT_EQ(open.startBoth(), TIOResult::failed);
+  ASSERT_TRUE(memory.failed());
+  ASSERT_EQ(open.audioFormat.calls.back(), "audio AAC 2");
+}
+
+/// `count` samples of a tick, and behind them as many more as it takes to have tick 2^32 - 1 in the
+/// sample of that number, which stands for "none".
+Bytes timesUpToNone(uint32_t count) { return stts({{count, 1}, {kNoSample - count, 1}, {10, 1}}); }
 
 }  // namespace
 
@@ -46,6 +60,18 @@ TEST(StartItem, NamesMp3AndGivesNoConfigurationWhereTheFileHasNone) {
   OpenSession open(movieFile({.tracks = {aacTrack({.objectType = 0x6b, .config = {}})}}).bytes);
   ASSERT_EQ(open.startAudio(), TIOResult::success);
   EXPECT_EQ(open.audioFormat.calls, Calls{"audio MP3 0"});
+}
+
+TEST(StartItem, GivesAnAddressEvenForAConfigurationOfNoBytes) {
+  MediaTrack video = mpeg4Track();
+  video.boxes.stsd = stsd(mp4v({.child = esds({.objectType = 0x20, .config = {}})}));
+  OpenSession open(
+      movieFile({.tracks = {aacTrack({.objectType = 0x6b, .config = {}}), video}}).bytes);
+  ASSERT_EQ(open.startBoth(), TIOResult::success);
+  EXPECT_EQ(open.audioFormat.calls, Calls{"audio MP3 0"});
+  EXPECT_NE(open.audioFormat.lastConfig, nullptr);
+  EXPECT_EQ(open.videoFormat.calls, Calls{"video MPEG-4 Visual 0 320x240"});
+  EXPECT_NE(open.videoFormat.lastConfig, nullptr);
 }
 
 TEST(StartItem, TellsTheAudioFormatBeforeTheVideoFormat) {
@@ -205,13 +231,53 @@ TEST(SeekTo, ComesBackFromTheEnd) {
   EXPECT_EQ(playVideo(open, 1), (std::vector<Seen>{{0, 0}}));
 }
 
-TEST(SeekTo, OfOneStreamLeavesTheOtherAlone) {
-  OpenSession open(film().bytes);
-  ASSERT_EQ(open.startAudio(), TIOResult::success);
-  ASSERT_EQ(open.seek(uint64_t{1} << 40), TIOResult::success);
-  EXPECT_EQ(playAudio(open), std::vector<Heard>{});
-  ASSERT_EQ(open.startVideo(), TIOResult::success);
-  EXPECT_EQ(playVideo(open).size(), 25u);
+TEST(SeekTo, OfAudioAloneLeavesTheVideoAlone) {
+  for (const uint64_t offset : {at(12), uint64_t{1} << 40}) {
+    OpenSession open(film().bytes);
+    ASSERT_EQ(open.startBoth(), TIOResult::success);
+    EXPECT_EQ(playVideo(open, 3).size(), 3u);
+    ASSERT_EQ(open.startAudio(), TIOResult::success);
+    ASSERT_EQ(open.seek(offset), TIOResult::success);
+    enableBothWithoutSeek(open);
+    EXPECT_EQ(playVideo(open, 1), (std::vector<Seen>{{3, at(3)}})) << offset;
+  }
+}
+
+TEST(SeekTo, OfVideoAloneLeavesTheAudioAlone) {
+  for (const uint64_t offset : {at(12), uint64_t{1} << 40}) {
+    OpenSession open(film().bytes);
+    ASSERT_EQ(open.startBoth(), TIOResult::success);
+    ASSERT_EQ(open.seek(framesAt48k(2 * kFrames + 10)), TIOResult::success);
+    EXPECT_EQ(playAudio(open, 1), (std::vector<Heard>{{0, 0, 0}}));
+    const uint64_t framesLeft = vela::SessionProbe::framesLeft(open.session);
+    ASSERT_EQ(open.startVideo(), TIOResult::success);
+    ASSERT_EQ(open.seek(offset), TIOResult::success);
+    enableBothWithoutSeek(open);
+    EXPECT_EQ(playAudio(open, 2), (std::vector<Heard>{{1, 0, 0}, {2, kFrames - 10, 10}})) << offset;
+    EXPECT_EQ(vela::SessionProbe::framesLeft(open.session), framesLeft - (kFrames - 10));
+  }
+}
+
+TEST(SeekTo, ThatFindsNoAudioSampleLeavesPositionPrerollAndFramesAsTheyWere) {
+  // The lookup throws behind a time table that ends too early, and gives no number at another one.
+  MediaTrack ended = aacTrack({.samples = 6});
+  ended.boxes.duration = 20 * kFrames;
+  MediaTrack none = aacTrack({.samples = 6});
+  none.boxes.stts = stts({{6, kFrames}, {kNoSample - 6, 1}, {10, 1}});
+  none.boxes.mdhd = mdhdLong({.duration = 0x200000000, .versionAndFlags = u32(1)});
+  for (const auto& [track, failing] :
+       {std::pair{ended, framesAt48k(10 * kFrames)},
+        {none, framesAt48k(6 * kFrames + uint64_t{kNoSample} - 6)}}) {
+    OpenSession open(movieFile({.tracks = {track}}).bytes);
+    ASSERT_EQ(open.startAudio(), TIOResult::success);
+    ASSERT_EQ(open.seek(framesAt48k(3 * kFrames + 100)), TIOResult::success);
+    EXPECT_EQ(playAudio(open, 1), (std::vector<Heard>{{0, 0, 0}}));
+    const uint64_t framesLeft = vela::SessionProbe::framesLeft(open.session);
+    EXPECT_EQ(open.seek(failing), TIOResult::failed);
+    EXPECT_EQ(vela::SessionProbe::framesLeft(open.session), framesLeft);
+    EXPECT_EQ(playAudio(open, 4),
+              (std::vector<Heard>{{1, 0, 0}, {2, 0, 0}, {3, 924, 100}, {4, kFrames, 0}}));
+  }
 }
 
 TEST(SeekTo, CountsFromTheStartOfTheItem) {
@@ -277,6 +343,42 @@ TEST(SeekTo, FailsForTheSampleNumberThatMeansNone) {
   EXPECT_EQ(open.session.seekTo(framesAt48k(0xfffffffe), nullptr), TIOResult::success);
 }
 
+TEST(Deliberate, D050_ASeekIntoTheLastHalfTickBeforeTheEndFails) {
+  // A tick of 1/48000 s is 349.5 host units.
+  OpenSession open(movieFile({.tracks = {aacTrack({.samples = 50, .delta = 4800})}}).bytes);
+  ASSERT_EQ(open.startAudio(), TIOResult::success);
+  const uint64_t end = 5 * uint64_t{vela::kHostUnitsPerSecond};
+  for (const uint64_t before : {1u, 100u, 174u}) {
+    EXPECT_EQ(open.seek(end - before), TIOResult::failed) << before;
+  }
+  for (const uint64_t before : {0u, 175u, 349u}) {
+    EXPECT_EQ(open.seek(end - before), TIOResult::success) << before;
+  }
+}
+
+TEST(SeekTo, OfVideoToTheSampleNumberThatMeansNoneFindsTheFirstKeyFrame) {
+  MediaTrack video = avcTrack({.samples = 6, .timescale = 48000});
+  video.boxes.stts = timesUpToNone(6);
+  video.boxes.mdhd = mdhdLong({.duration = 0x100000005, .versionAndFlags = u32(1)});
+  video.boxes.stss = stss({3, 5});
+  OpenSession open(movieFile({.tracks = {video}}).bytes);
+  ASSERT_EQ(open.startVideo(), TIOResult::success);
+  EXPECT_EQ(open.seek(framesAt48k(kNoSample)), TIOResult::success);
+  EXPECT_EQ(playVideo(open, 1), (std::vector<Seen>{{2, framesAt48k(2)}}));
+}
+
+TEST(SeekTo, OfVideoToTheSampleNumberThatMeansNoneIsTheEndWithoutAKeyFrameTable) {
+  MediaTrack video = avcTrack({.samples = 6, .timescale = 48000, .syncEvery = 0});
+  video.boxes.stts = timesUpToNone(6);
+  video.boxes.mdhd = mdhdLong({.duration = 0x100000005, .versionAndFlags = u32(1)});
+  OpenSession open(movieFile({.tracks = {video}}).bytes);
+  ASSERT_EQ(open.startVideo(), TIOResult::success);
+  EXPECT_EQ(open.next(), vela::kNextVideo);
+  EXPECT_EQ(open.seek(framesAt48k(kNoSample)), TIOResult::success);
+  EXPECT_EQ(open.next(), vela::kNextNone);
+  EXPECT_EQ(playVideo(open, 1), std::vector<Seen>{});
+}
+
 TEST(SeekTo, FailsWhereTheVideoTimeTableHasEndedAndHasMovedTheAudio) {
   OpenSession open(
       movieFile({.tracks = {aacTrack({.samples = 47}), avcTrack({.samples = 5})}}).bytes);
@@ -324,6 +426,18 @@ TEST(SeekWithKeyFrame, ShowsTheKeyFrameAndDeliversItAgain) {
   EXPECT_EQ(packet.payload.bytes, file.samples[1][5]);
   EXPECT_EQ(packet.calls, (Calls{"setMediaId H.264", "readPayload 42", "setPictureSize 320x240"}));
   EXPECT_EQ(playVideo(open, 2), (std::vector<Seen>{{5, at(5)}, {6, at(6)}}));
+}
+
+TEST(SeekWithKeyFrame, GivesItsReadTheTokenOfTheCall) {
+  OpenSession open(film().bytes);
+  ASSERT_EQ(open.startVideo(), TIOResult::success);
+  open.stream.lastToken = nullptr;
+  open.stream.failCall("seek", 0, kHostCode);
+  FakeVideoPacket packet;
+  ASSERT_EQ(open.seekWithKeyFrame(packet, at(8)), TIOResult::success);
+  EXPECT_EQ(open.stream.lastToken, &open.token);
+  ASSERT_EQ(open.seekWithKeyFrame(packet, at(8)), TIOResult::success);
+  EXPECT_EQ(packet.payload.lastToken, &open.token);
 }
 
 TEST(SeekWithKeyFrame, PutsTheAudioOnTheSeekPointToo) {

@@ -153,6 +153,28 @@ TEST(VideoDelivery, PassesAFailedSeekBackAndSeeksAgain) {
   EXPECT_EQ(open.stream.count("seek "), 2u);
 }
 
+TEST(VideoDelivery, GivesItsSeekTheTokenOfTheCall) {
+  OpenSession open(movieFile({.tracks = {avcTrack()}}).bytes);
+  ASSERT_EQ(open.startVideo(), TIOResult::success);
+  open.stream.lastToken = nullptr;
+  open.stream.failCall("seek", 0, kHostCode);
+  FakeVideoPacket packet;
+  EXPECT_EQ(open.readVideo(packet), kHostCode);
+  EXPECT_EQ(open.stream.lastToken, &open.token);
+}
+
+TEST(VideoDelivery, SeeksToAFirstSampleAtTheOffsetOfAllOnes) {
+  MediaTrack track = avcTrack({.samples = 2});
+  track.boxes.stco = co64({vela::kUnknown64});
+  OpenSession open(movieFile({.tracks = {track}}).bytes);
+  ASSERT_EQ(open.startVideo(), TIOResult::success);
+  open.stream.calls.clear();
+  FakeVideoPacket packet;
+  EXPECT_EQ(open.readVideo(packet), TIOResult::failed);
+  EXPECT_EQ(open.stream.calls, (Calls{"seek " + std::to_string(vela::kUnknown64), "read 40 -> 0"}));
+  EXPECT_EQ(packet.payload.bytes, Bytes{});
+}
+
 TEST(VideoDelivery, ResetsThePacketOfAFailedPayloadAndSeeksForTheRetry) {
   const BuiltMovie file = movieFile({.tracks = {avcTrack()}});
   OpenSession open(file.bytes);

@@ -154,6 +154,7 @@ class FakeAudioFormat final : public vela::AudioFormat, public CallLog {
  public:
   vela::Guid mediaId{};
   boxes::Bytes config;
+  const uint8_t* lastConfig = nullptr;  ///< as it was given
 
   void clear() override {
     mediaId = {};
@@ -162,6 +163,7 @@ class FakeAudioFormat final : public vela::AudioFormat, public CallLog {
   }
   void set(const vela::Guid* id, const uint8_t* bytes, uint32_t configSize) override {
     mediaId = *id;
+    lastConfig = bytes;
     config.assign(bytes, bytes + configSize);
     record("audio " + mediaName(*id) + " " + std::to_string(configSize));
   }
@@ -172,6 +174,7 @@ class FakeVideoFormat final : public vela::VideoFormat, public CallLog {
  public:
   vela::Guid mediaId{};
   boxes::Bytes config;
+  const uint8_t* lastConfig = nullptr;  ///< as it was given
   int32_t width = 0;
   int32_t height = 0;
 
@@ -184,6 +187,7 @@ class FakeVideoFormat final : public vela::VideoFormat, public CallLog {
   void set(const vela::Guid* id, const uint8_t* bytes, uint32_t configSize, int32_t newWidth,
            int32_t newHeight) override {
     mediaId = *id;
+    lastConfig = bytes;
     config.assign(bytes, bytes + configSize);
     width = newWidth;
     height = newHeight;
