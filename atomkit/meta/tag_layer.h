@@ -3,9 +3,9 @@
 #pragma once
 #include <cstdint>
 
+#include "atomkit/core/growing_array.h"
 #include "atomkit/core/owned_string.h"
 #include "atomkit/core/shared.h"
-#include "atomkit/core/growing_array.h"
 
 namespace atomkit {
 
