@@ -46,8 +46,8 @@ constexpr char kFooter[] =
 constexpr char kInfoHelp[] =
     "Tell what a file holds: duration, formats, chapters, and every item with its tags.";
 constexpr char kInfoFooter[] =
-    "There is no option to save a cover picture: the plug-in reads covers, but its\n"
-    "interface to the host has no operation that hands one out.\n"
+    "There is no option to save a cover picture: the interface between plug-in and host\n"
+    "has no operation that hands one out.\n"
     "A film's tags are those that its first chapter bears, because the interface tells\n"
     "tags with a chapter only.";
 
