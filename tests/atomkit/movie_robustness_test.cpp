@@ -13,6 +13,7 @@
 #include "tests/atomkit/movie_reading.h"
 #include "tests/support/boxes.h"
 #include "tests/support/counting_allocator.h"
+#include "tests/support/failing_source.h"
 #include "tests/support/memory_source.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/throws_message.h"
@@ -80,34 +81,6 @@ class TricklingSource final : public ByteSource {
 
  private:
   MemorySource source_;
-};
-
-struct HostCode {
-  uint32_t value;
-};
-
-/// Throws a code of its own from its n-th operation on.
-class FailingSource final : public ByteSource {
- public:
-  FailingSource(const Bytes& bytes, uint32_t failAt) : source_(bytes), failAt_(failAt) {}
-  uint32_t read(void* buffer, uint32_t count) override {
-    countOperation();
-    return source_.read(buffer, count);
-  }
-  uint64_t skip(uint64_t count) override {
-    countOperation();
-    return source_.skip(count);
-  }
-  uint64_t size() const { return source_.size(); }
-
- private:
-  void countOperation() {
-    if (operations_++ >= failAt_) throw HostCode{failAt_};
-  }
-
-  MemorySource source_;
-  uint32_t failAt_;
-  uint32_t operations_ = 0;
 };
 
 /// Delivers one byte a read, however many are asked for.

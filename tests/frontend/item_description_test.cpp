@@ -14,12 +14,6 @@ constexpr uint64_t kSecond = vela::kHostUnitsPerSecond;
 /// Five seconds of audio in packets of 100 ms.
 MediaTrack fiveSeconds() { return aacTrack({.samples = 50, .delta = 4800}); }
 
-/// An item of the item list under a name of its own.
-Bytes freeForm(std::string_view name, std::string_view value) {
-  return box("----", box("mean", full(0), text("com.apple.iTunes")),
-             box("name", full(0), text(name)), box("data", full(0, 1), u32(0), text(value)));
-}
-
 BuiltMovie audioFile(const Bytes& udta) {
   return movieFile({.tracks = {fiveSeconds()}, .udta = udta});
 }
@@ -68,7 +62,7 @@ TEST(DescribeItem, TellsAChapterInItsFixedOrder) {
                                   metaWith(ilstText("\xA9"
                                                     "ART",
                                                     "Someone"),
-                                           freeForm("replaygain_track_gain", "-6.54 dB"))))
+                                           ilstNamed("replaygain_track_gain", "-6.54 dB"))))
                        .bytes);
   ASSERT_EQ(open.describe(2), TIOResult::success);
   EXPECT_EQ(open.info.calls,
@@ -299,7 +293,7 @@ TEST(ChapterTitle, OfAFileWithoutMarksIsTheTitleOfTheFile) {
 }
 
 TEST(ChapterTitle, IsFoundWithoutRegardToCase) {
-  OpenSession open(audioFile(metaWith(freeForm("TITLE", "Song"))).bytes);
+  OpenSession open(audioFile(metaWith(ilstNamed("TITLE", "Song"))).bytes);
   ASSERT_EQ(open.describe(0), TIOResult::success);
   EXPECT_EQ(open.info.chapters[0].title, u"Song");
 }
@@ -355,7 +349,7 @@ TEST(ItemTags, ComeInOrderWithEveryValueOfEveryName) {
 }
 
 TEST(ItemTags, KeepTheSpellingOfTheirNames) {
-  EXPECT_EQ(tagsOf(freeForm("MusicBrainz Album Id", "1234")),
+  EXPECT_EQ(tagsOf(ilstNamed("MusicBrainz Album Id", "1234")),
             (Tags{{u"MusicBrainz Album Id", u"1234"}}));
 }
 
@@ -409,20 +403,20 @@ TEST(TagText, OfManyUnitsIsWhole) {
 }
 
 TEST(TagText, OfANameIsConvertedToo) {
-  EXPECT_EQ(tagsOf(freeForm("Gr\xC3\xB6\xC3\x9F"
-                            "e",
-                            "1")),
+  EXPECT_EQ(tagsOf(ilstNamed("Gr\xC3\xB6\xC3\x9F"
+                             "e",
+                             "1")),
             (Tags{{u"Gr\u00f6\u00dfe", u"1"}}));
 }
 
 // ---- replay gain
 
 TEST(ItemReplayGain, ReachesTheHostAsNumbersAndNotAsText) {
-  OpenSession open(audioFile(metaWith(freeForm("replaygain_track_gain", "-6.54 dB"),
-                                      freeForm("REPLAYGAIN_TRACK_PEAK", "0.5"),
-                                      freeForm("ReplayGain_Album_Gain", "+1.5 dB"),
-                                      freeForm("replaygain_album_peak", "1.0"),
-                                      freeForm("replaygain_reference_loudness", "89.0 dB")))
+  OpenSession open(audioFile(metaWith(ilstNamed("replaygain_track_gain", "-6.54 dB"),
+                                      ilstNamed("REPLAYGAIN_TRACK_PEAK", "0.5"),
+                                      ilstNamed("ReplayGain_Album_Gain", "+1.5 dB"),
+                                      ilstNamed("replaygain_album_peak", "1.0"),
+                                      ilstNamed("replaygain_reference_loudness", "89.0 dB")))
                        .bytes);
   ASSERT_EQ(open.describe(1), TIOResult::success);
   EXPECT_EQ(open.info.flags, 0xfu);
@@ -434,8 +428,8 @@ TEST(ItemReplayGain, ReachesTheHostAsNumbersAndNotAsText) {
 }
 
 TEST(ItemReplayGain, AddsItsFlagBeforeItsValueIsSet) {
-  OpenSession open(audioFile(metaWith(freeForm("replaygain_track_gain", "1"),
-                                      freeForm("replaygain_album_peak", "1")))
+  OpenSession open(audioFile(metaWith(ilstNamed("replaygain_track_gain", "1"),
+                                      ilstNamed("replaygain_album_peak", "1")))
                        .bytes);
   ASSERT_EQ(open.describe(1), TIOResult::success);
   EXPECT_EQ(open.info.calls,
@@ -444,7 +438,7 @@ TEST(ItemReplayGain, AddsItsFlagBeforeItsValueIsSet) {
 }
 
 TEST(ItemReplayGain, OfTheWholeFileIsNotReported) {
-  OpenSession open(audioFile(metaWith(freeForm("replaygain_track_gain", "1"))).bytes);
+  OpenSession open(audioFile(metaWith(ilstNamed("replaygain_track_gain", "1"))).bytes);
   ASSERT_EQ(open.describe(0), TIOResult::success);
   EXPECT_EQ(open.info.flags, 0u);
   EXPECT_EQ(open.info.count("setTrackGain"), 0u);

@@ -10,6 +10,7 @@
 #include "tests/atomkit/meta/box_reading.h"
 #include "tests/atomkit/meta/tag_boxes.h"
 #include "tests/support/counting_allocator.h"
+#include "tests/support/failing_source.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/throws_message.h"
 
@@ -50,7 +51,7 @@ Bytes title(std::string_view value) { return ilstText(itemType("nam"), value); }
 Bytes fullMeta() {
   return box("meta", full(0), box("hdlr", full(0), zeros(20), u8(0)),
              box("ilst", title("Song"), covr(text("picture")), numberPair("trkn", 3, 12),
-                 freeForm("mood", "calm")),
+                 ilstNamed("mood", "calm")),
              box("free", zeros(3)));
 }
 const Listed kFullTags = {"title=Song", "track=3", "totaltracks=12", "mood=calm"};
@@ -319,30 +320,15 @@ TEST(ItemList, SourceThatDeliversSingleBytesGivesNoTags) {
   EXPECT_EQ(target.tags.entryCount(), 0u);
 }
 
-/// Fails in its own way, as a host's stream does, after some reads.
-class FailingSource final : public ByteSource {
- public:
-  FailingSource(Bytes bytes, int reads) : source_(std::move(bytes)), reads_(reads) {}
-  uint32_t read(void* buffer, uint32_t count) override {
-    if (reads_-- == 0) throw 2u;
-    return source_.read(buffer, count);
-  }
-  uint64_t skip(uint64_t count) override { return source_.skip(count); }
-
- private:
-  MemorySource source_;
-  int reads_;
-};
-
 TEST(ItemList, WhatTheSourceThrowsPassesThrough) {
-  for (int reads = 1; reads < 20; ++reads) {
-    FailingSource source(fullMeta(), reads);
+  for (uint32_t failAt = 1; failAt < 20; ++failAt) {
+    FailingSource source(fullMeta(), failAt);
     ItemListTags target;
     EXPECT_THROW(readBox(source, kUnknownLength,
                          [&](AtomReader& reader, uint64_t size) {
                            readMetadata(kWantBoth, target, reader, size);
                          }),
-                 unsigned);
+                 HostCode);
   }
 }
 

@@ -51,10 +51,6 @@ inline Bytes data(const Bytes& value, uint32_t typeCode = 1) {
   return box("data", full(0, typeCode), u32(0), value);
 }
 inline Bytes itemName(std::string_view name) { return box("name", full(0), text(name)); }
-/// A free-form item.
-inline Bytes freeForm(std::string_view name, std::string_view value) {
-  return box("----", box("mean", full(0), text("org.example")), itemName(name), data(text(value)));
-}
 /// 'trkn' or 'disk'.
 inline Bytes numberPair(std::string_view type, uint16_t number, uint16_t total) {
   return box(type, data(join(u16(0), u16(number), u16(total), u16(0)), 0));

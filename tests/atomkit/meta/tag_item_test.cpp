@@ -113,7 +113,7 @@ TEST(TagItem, BrokenChildrenAreAnError) {
 // ---- items that carry their name
 
 TEST(TagItem, FreeFormItemsCarryTheirName) {
-  EXPECT_EQ(tagsOf(freeForm("Mood", "calm"), freeForm("mood", "dark")), Listed{"Mood=calm|dark"});
+  EXPECT_EQ(tagsOf(ilstNamed("Mood", "calm"), ilstNamed("mood", "dark")), Listed{"Mood=calm|dark"});
 }
 
 TEST(TagItem, FreeFormItemWithoutANameIsDropped) {
@@ -137,15 +137,15 @@ TEST(TagItem, LastNameCounts) {
 }
 
 TEST(TagItem, DateBecomesYearAndTracknumberBecomesTrack) {
-  EXPECT_EQ(tagsOf(freeForm("DATE", "1999")), Listed{"year=1999"});
-  EXPECT_EQ(tagsOf(freeForm("TrackNumber", "7")), Listed{"track=7"});
-  EXPECT_EQ(tagsOf(freeForm("dates", "a"), freeForm("tracknumbers", "b"), freeForm("Year", "c")),
+  EXPECT_EQ(tagsOf(ilstNamed("DATE", "1999")), Listed{"year=1999"});
+  EXPECT_EQ(tagsOf(ilstNamed("TrackNumber", "7")), Listed{"track=7"});
+  EXPECT_EQ(tagsOf(ilstNamed("dates", "a"), ilstNamed("tracknumbers", "b"), ilstNamed("Year", "c")),
             (Listed{"dates=a", "tracknumbers=b", "Year=c"}));
 }
 
 TEST(TagItem, RenamedTagsMeetThoseOfOtherItems) {
-  EXPECT_EQ(tagsOf(ilstText(itemType("day"), "1999"), freeForm("date", "2000"),
-                   numberPair("trkn", 3, 0), freeForm("tracknumber", "4")),
+  EXPECT_EQ(tagsOf(ilstText(itemType("day"), "1999"), ilstNamed("date", "2000"),
+                   numberPair("trkn", 3, 0), ilstNamed("tracknumber", "4")),
             (Listed{"year=1999|2000", "track=3|4"}));
 }
 
@@ -243,19 +243,20 @@ TEST(TagItem, RepeatedNumbersCollectTheirValues) {
 // ---- which tags keep one value
 
 TEST(TagItem, ReplayGainToolAndCodecKeepTheLastValueOnly) {
-  EXPECT_EQ(
-      tagsOf(freeForm("replaygain_track_gain", "-1 dB"), freeForm("REPLAYGAIN_TRACK_GAIN", "-2 dB"),
-             freeForm("ReplayGain_x", "1"), freeForm("Codec", "a"), freeForm("codec", "b"),
-             ilstText(itemType("too"), "first"), freeForm("TOOL", "second")),
-      (Listed{"replaygain_track_gain=-2 dB (single)", "ReplayGain_x=1 (single)", "Codec=b (single)",
-              "tool=second (single)"}));
+  EXPECT_EQ(tagsOf(ilstNamed("replaygain_track_gain", "-1 dB"),
+                   ilstNamed("REPLAYGAIN_TRACK_GAIN", "-2 dB"), ilstNamed("ReplayGain_x", "1"),
+                   ilstNamed("Codec", "a"), ilstNamed("codec", "b"),
+                   ilstText(itemType("too"), "first"), ilstNamed("TOOL", "second")),
+            (Listed{"replaygain_track_gain=-2 dB (single)", "ReplayGain_x=1 (single)",
+                    "Codec=b (single)", "tool=second (single)"}));
 }
 
 TEST(TagItem, NamesThatOnlyResembleThoseCollectTheirValues) {
-  EXPECT_EQ(tagsOf(freeForm("replaygain", "1"), freeForm("replaygain", "2"), freeForm("tools", "1"),
-                   freeForm("tools", "2"), freeForm("codecs", "1"), freeForm("codecs", "2"),
-                   freeForm("replaygain_", "1"), freeForm("replaygain_", "2")),
-            (Listed{"replaygain=1|2", "tools=1|2", "codecs=1|2", "replaygain_=2 (single)"}));
+  EXPECT_EQ(
+      tagsOf(ilstNamed("replaygain", "1"), ilstNamed("replaygain", "2"), ilstNamed("tools", "1"),
+             ilstNamed("tools", "2"), ilstNamed("codecs", "1"), ilstNamed("codecs", "2"),
+             ilstNamed("replaygain_", "1"), ilstNamed("replaygain_", "2")),
+      (Listed{"replaygain=1|2", "tools=1|2", "codecs=1|2", "replaygain_=2 (single)"}));
 }
 
 TEST(AddTag, DropsAValueForATagThatTakesNoFurtherOnes) {

@@ -11,6 +11,7 @@
 #include "tests/atomkit/meta/box_reading.h"
 #include "tests/atomkit/meta/tag_boxes.h"
 #include "tests/support/counting_allocator.h"
+#include "tests/support/failing_source.h"
 #include "tests/support/throws_message.h"
 
 namespace atomkit {
@@ -491,19 +492,16 @@ TEST(TaggingBox, SourceThatDeliversSingleBytesLeavesNothing) {
   EXPECT_NO_THROW(reader.finish());
 }
 
-/// Fails in its own way, as a host's stream does.
-class FailingSource final : public ByteSource {
- public:
-  uint32_t read(void*, uint32_t) override { throw 2u; }
-  uint64_t skip(uint64_t) override { throw 2u; }
-};
-
 TEST(TaggingBox, WhatTheSourceThrowsPassesThrough) {
-  FailingSource source;
-  HostStreamAdapter stream(source, kUnknownLength);
-  AtomReader reader(stream, 100);
-  TaggingBox target;
-  EXPECT_THROW(readTaggingBox(kWantBoth, target, reader, 100), unsigned);
+  for (uint32_t failAt = 1; failAt < 20; ++failAt) {
+    FailingSource source(fullTags(), failAt);
+    TaggingBox target;
+    EXPECT_THROW(readBox(source, kUnknownLength,
+                         [&](AtomReader& reader, uint64_t size) {
+                           readTaggingBox(kWantBoth, target, reader, size);
+                         }),
+                 HostCode);
+  }
 }
 
 TEST(TaggingBox, EveryFailedAllocationCostsTheBoxOnlyAndLeaksNothing) {
