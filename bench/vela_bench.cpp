@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "atomkit/movie.h"
+#include "atomkit/core/movie/movie.h"
 #include "tests/support/memory_host.h"
 #include "tests/support/memory_source.h"
 #include "tests/support/movie_builder.h"

@@ -5,6 +5,12 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+# A compiler cache, where there is one, makes the several builds of one tree cheap.
+find_program(VELA_CCACHE ccache)
+if(VELA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${VELA_CCACHE})
+endif()
+
 add_library(project_flags INTERFACE)
 target_include_directories(project_flags INTERFACE ${PROJECT_SOURCE_DIR})
 if(MSVC)
@@ -13,15 +19,15 @@ else()
   target_compile_options(project_flags INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
     -Woverloaded-virtual -Wcast-align -Wimplicit-fallthrough)
-  if(WERROR)
+  if(VELA_WERROR)
     target_compile_options(project_flags INTERFACE -Werror)
   endif()
-  if(SANITIZE)
+  if(VELA_SANITIZE)
     # vptr is off: the host's objects are plain tables of operations, made by any compiler, and
     # carry no type information in front of the table.
     target_compile_options(project_flags INTERFACE
-      -fsanitize=${SANITIZE} -fno-sanitize-recover=all -fno-sanitize=vptr -fno-omit-frame-pointer)
-    target_link_options(project_flags INTERFACE -fsanitize=${SANITIZE})
+      -fsanitize=${VELA_SANITIZE} -fno-sanitize-recover=all -fno-sanitize=vptr -fno-omit-frame-pointer)
+    target_link_options(project_flags INTERFACE -fsanitize=${VELA_SANITIZE})
   endif()
 endif()
 

@@ -1,15 +1,15 @@
 // What a splitter tells about an item: duration, record, and its chapters or its tags.
 #include <cstring>
 
-#include "atomkit/core/owned_string.h"
-#include "atomkit/meta/replay_gain.h"
-#include "atomkit/meta/tag_store.h"
+#include "atomkit/core/containers/owned_string.h"
+#include "atomkit/meta/tags/replay_gain.h"
+#include "atomkit/meta/tags/tag_store.h"
 #include "frontend/host_time.h"
 #include "frontend/replay_gain_adapter.h"
 #include "frontend/splitter_session.h"
-#include "hal/text_codec.h"
-#include "hal/vstring.h"
-#include "hal/wide_text.h"
+#include "hal/text/text_codec.h"
+#include "hal/text/vstring.h"
+#include "hal/text/wide_text.h"
 
 namespace vela {
 namespace {
@@ -87,7 +87,7 @@ uint32_t bitRate(uint64_t length, uint64_t duration) {
 
 }  // namespace
 
-// DELIBERATE D-048: the item is selected for good, also while another one is played.   Test: D048_*
+// DELIBERATE D-048: the item is selected for good, also while another one is played.
 TIOResult SplitterSession::describeItem(uint32_t itemId, MediaInfo& info, CancelToken* token) {
   selectItem(itemId);
   info.setDuration(toWord64(rangeEnd_ - rangeStart_));
@@ -104,7 +104,7 @@ TIOResult SplitterSession::describeItem(uint32_t itemId, MediaInfo& info, Cancel
 }
 
 // DELIBERATE D-045: the bit rate is that of the whole file over the main track's duration,
-// whichever item is described.   Test: D045_*
+// whichever item is described.
 ItemDescription SplitterSession::describeStreams(CancelToken* token) {
   ItemDescription record = {};
   uint64_t length = 0;

@@ -1,5 +1,5 @@
 // Items of a file: the whole file, or one chapter of an audio-only file.
-#include "atomkit/core/exception.h"
+#include "atomkit/core/containers/exception.h"
 #include "frontend/host_time.h"
 #include "frontend/splitter_session.h"
 
@@ -15,7 +15,7 @@ uint32_t SplitterSession::getItemId(uint32_t index) const noexcept {
 
 // DELIBERATE D-041: the identifier is compared with the number of items, not of chapters. A film is
 // one item, so its identifier 1 is in range and selects its first chapter, while 2 selects the
-// whole file.   Test: D041_*
+// whole file.
 void SplitterSession::selectItem(uint32_t itemId) {
   if (itemId == 0 || itemId - 1 >= getItemCount()) {
     rangeStart_ = 0;

@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "hal/memory.h"
+#include "hal/memory/memory.h"
 
 namespace vela {
 

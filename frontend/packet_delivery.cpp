@@ -84,9 +84,9 @@ void SplitterSession::trimAudio(AudioPacket& packet) {
 }
 
 // DELIBERATE D-044: samples come in decoding order, and the first one that is shown at or behind
-// the range's end stops the delivery, also when later ones would be shown before it.   Test: D044_*
+// the range's end stops the delivery, also when later ones would be shown before it.
 // DELIBERATE D-047: the time counts from the item's start. A key frame that lies before it, where
-// an item does not begin at one, has a time below zero modulo 2^64.   Test: D047_*
+// an item does not begin at one, has a time below zero modulo 2^64.
 TIOResult SplitterSession::readVideoPacket(VideoPacket& packet, uint8_t& endOfStream,
                                            uint64_t& time, CancelToken* token) {
   endOfStream = 0;

@@ -1,7 +1,7 @@
 // Playback control: starting an item, seeking in it, and the order of the two streams.
 #include <algorithm>
 
-#include "atomkit/core/plain_array.h"
+#include "atomkit/core/containers/plain_array.h"
 #include "frontend/guarded.h"
 #include "frontend/host_time.h"
 #include "frontend/interleaving.h"
@@ -62,7 +62,7 @@ void SplitterSession::startVideo(VideoFormat* format) {
 
 // DELIBERATE D-050: the target is compared with the range in host units and looked up in ticks,
 // rounded half up. In the last half tick before the end of the time table it is before the one end
-// and at the other, and the seek fails.   Test: D050_*
+// and at the other, and the seek fails.
 TIOResult SplitterSession::seekTo(uint64_t offset, CancelToken*) {
   const uint64_t target = rangeStart_ + offset;
   // An offset near 2^64 is past the end, too; it must not wrap round to a place before the item.
@@ -78,9 +78,8 @@ TIOResult SplitterSession::seekTo(uint64_t offset, CancelToken*) {
 
 // DELIBERATE D-042: where the duration is unknown the range ends at all ones, and its product with
 // the sampling rate wraps: at the item's start no frames are left, so audio is at its end at once.
-// Test: D042_*
 // DELIBERATE D-046: the start and the length of a range are rounded to frames each by itself. Where
-// chapters meet between two frames, one may be left out or played twice.   Test: D046_*
+// chapters meet between two frames, one may be left out or played twice.
 bool SplitterSession::seekAudio(uint64_t target) {
   const atomkit::SampleAtTime found = movie_.sampleAt(static_cast<uint32_t>(audioTrack_),
                                                       hostUnitsToTicks(target, audioTimescale_));
@@ -101,9 +100,8 @@ void SplitterSession::seekVideo(uint64_t target) {
 
 // DELIBERATE D-043: the frames left count for audio alone. With both streams enabled, audio samples
 // behind the last frame of the range are still announced, and reading them reports the end.
-// Test: D043_*
 // DELIBERATE D-049: that a sample has no frames shows only when it is read. Audio alone is
-// announced at such a sample, and every read there reports the end.   Test: D049_*
+// announced at such a sample, and every read there reports the end.
 TIOResult SplitterSession::nextStream(uint32_t& which) {
   if (!audioEnabled_ && !videoEnabled_) return TIOResult::failed;
   const bool audioLeft = audioNextSample_ < audioSampleCount_;

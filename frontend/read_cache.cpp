@@ -117,7 +117,7 @@ TIOResult BufferedHostStream::copy(uint8_t* target, uint32_t count, uint32_t* do
   uint32_t copied = 0;
   while (copied < count) {
     // DELIBERATE D-006: the bytes copied so far are not reported, and the position stays behind
-    // them. Whoever cancels seeks before reading on.   Test: D006_*
+    // them. Whoever cancels seeks before reading on.
     if (token && token->isCancelled()) return TIOResult::cancelled;
     Block* block = findBlock(position_);
     if (!block) {
@@ -128,7 +128,7 @@ TIOResult BufferedHostStream::copy(uint8_t* target, uint32_t count, uint32_t* do
         // A stream that is only read forward may need several blocks to get to the position.
         if (forwardOnly_ && block->validLength != 0) continue;
         // DELIBERATE D-007: a block that met the end of the stream is kept without a stamp of this
-        // use, so that it is the next to be replaced.   Test: D007_*
+        // use, so that it is the next to be replaced.
         break;
       }
     }
@@ -165,7 +165,7 @@ BufferedHostStream::Block& BufferedHostStream::blockToFill() {
 TIOResult BufferedHostStream::fill(Block& block, CancelToken* token) {
   // DELIBERATE D-002: only this one bit of the position is cleared, which is no alignment: a block
   // begins at the position itself or exactly 8,192 bytes before it. Hosts see where blocks begin,
-  // and are tuned to it.   Test: D002_*
+  // and are tuned to it.
   constexpr uint64_t kClearedBit = 0x2000;
   uint64_t start = position_ & ~kClearedBit;
   // Without seeking, the only block to be had is the one that comes next.
@@ -178,7 +178,7 @@ TIOResult BufferedHostStream::fill(Block& block, CancelToken* token) {
     if (result != TIOResult::success) return result;
   }
   // DELIBERATE D-003: one fill is one read of the host, however little that delivers. A short read
-  // is the end of the stream; asking again would cost a call at every end.   Test: D003_*
+  // is the end of the stream; asking again would cost a call at every end.
   HostStreamReader* const reader = stream_.get();
   uint32_t filled = 0;
   const TIOResult result = reader->read(block.data, kBlockSize, &filled, token);

@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "atomkit/meta/replay_gain.h"
+#include "atomkit/meta/tags/replay_gain.h"
 #include "frontend/vela_splitter.h"
 
 namespace vela {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "atomkit/core/exception.h"
+#include "atomkit/core/containers/exception.h"
 #include "frontend/guarded.h"
 
 namespace vela {

@@ -3,7 +3,7 @@
 #pragma once
 #include <cstdint>
 
-#include "atomkit/core/byte_stream.h"
+#include "atomkit/core/streams/byte_stream.h"
 #include "frontend/out_slot.h"
 #include "frontend/vela_splitter.h"
 
@@ -15,7 +15,7 @@ class SourceStream final : public atomkit::ByteSource {
  public:
   /// Skips of up to so many bytes are left to the stream's own skip(); longer ones seek.
   // DELIBERATE D-005: the border lies behind 256, not in front of it. It decides which calls a
-  // stream gets.   Test: D005_*
+  // stream gets.
   static constexpr uint32_t kLongestPlainSkip = 256;
 
   /// @param stream  a reference is held

@@ -4,9 +4,9 @@
 #include "frontend/object_memory.h"
 #include "frontend/out_slot.h"
 #include "frontend/splitter_object.h"
-#include "hal/memory.h"
-#include "hal/string_pattern.h"
-#include "hal/wide_text.h"
+#include "hal/memory/memory.h"
+#include "hal/text/string_pattern.h"
+#include "hal/text/wide_text.h"
 
 namespace vela {
 
@@ -41,7 +41,7 @@ TIOResult FactoryCreationFace::createSplitter(void** out, const char16_t* source
 }
 
 // DELIBERATE D-001: the operations are ordered by creation modes 0, 2, 1, not 0, 1, 2: the middle
-// one makes the splitter of mode 2. Hosts call them by slot number.   Test: D001_*
+// one makes the splitter of mode 2. Hosts call them by slot number.
 TIOResult FactoryCreationFace::createSplitterAlt(void** out, const char16_t* sourceName,
                                                  CancelToken* token) {
   return create<RefusedSplitter>(out, sourceName, token);

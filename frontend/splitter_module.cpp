@@ -1,7 +1,7 @@
 #include "frontend/splitter_module.h"
 
 #include "frontend/object_memory.h"
-#include "hal/memory.h"
+#include "hal/memory/memory.h"
 
 namespace vela {
 

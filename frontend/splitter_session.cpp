@@ -4,7 +4,7 @@
 #include "frontend/host_time.h"
 #include "frontend/read_cache.h"
 #include "frontend/source_stream.h"
-#include "hal/memory.h"
+#include "hal/memory/memory.h"
 
 namespace vela {
 namespace {
@@ -35,7 +35,7 @@ constexpr int32_t pixelsOrUnknown(uint32_t pixels) {
 TIOResult SplitterSession::openSession(const char16_t* sourceName, CreationMode mode,
                                        CancelToken* token) noexcept {
   // DELIBERATE D-004: a splitter of mode 2 has a class and slots of its own, and is refused before
-  // the source is touched. Hosts probe for it.   Test: D004_*
+  // the source is touched. Hosts probe for it.
   if (mode == CreationMode::refused) return TIOResult::failed;
   return guarded([&] {
     openStream(sourceName, token);

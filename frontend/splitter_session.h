@@ -3,8 +3,8 @@
 #pragma once
 #include <cstdint>
 
-#include "atomkit/meta/sample_cursor.h"
-#include "atomkit/movie.h"
+#include "atomkit/core/movie/movie.h"
+#include "atomkit/meta/timing/sample_cursor.h"
 #include "frontend/out_slot.h"
 #include "frontend/vela_splitter.h"
 

@@ -1,7 +1,7 @@
 // The library's one export, and what the system calls when it loads the library.
 #include "frontend/splitter_module.h"
 #include "frontend/vela_splitter.h"
-#include "hal/memory.h"
+#include "hal/memory/memory.h"
 #include "platform/platform.h"
 
 #if defined(_WIN32)

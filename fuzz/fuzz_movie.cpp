@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "atomkit/movie.h"
+#include "atomkit/core/movie/movie.h"
 #include "tests/support/require.h"
 
 namespace {

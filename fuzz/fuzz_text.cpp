@@ -4,13 +4,13 @@
 #include <cstring>
 #include <vector>
 
-#include "hal/memory_stream.h"
-#include "hal/number_text.h"
-#include "hal/string_pattern.h"
-#include "hal/text_codec.h"
-#include "hal/text_stream.h"
-#include "hal/vstring.h"
-#include "hal/wide_text.h"
+#include "hal/streams/memory_stream.h"
+#include "hal/text/number_text.h"
+#include "hal/text/string_pattern.h"
+#include "hal/text/text_codec.h"
+#include "hal/text/text_stream.h"
+#include "hal/text/vstring.h"
+#include "hal/text/wide_text.h"
 #include "tests/support/require.h"
 
 namespace {

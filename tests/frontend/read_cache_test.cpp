@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "hal/memory.h"
+#include "hal/memory/memory.h"
 #include "tests/support/fake_stream.h"
 
 using boxes::Bytes;

@@ -10,7 +10,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "atomkit/core/exception.h"
+#include "atomkit/core/containers/exception.h"
 #include "frontend/splitter_factory.h"
 #include "tests/frontend/opening.h"
 #include "tests/support/hal_allocator.h"

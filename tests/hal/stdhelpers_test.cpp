@@ -16,8 +16,8 @@ TEST(StdHelpers, GathersEveryHeaderOfTheLibrary) {
   std::stringstream gathered;
   gathered << std::ifstream(folder / "stdhelpers.h").rdbuf();
   int headers = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    const std::string name = entry.path().filename().string();
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    const std::string name = entry.path().lexically_relative(folder).generic_string();
     if (entry.path().extension() != ".h" || name == "stdhelpers.h") continue;
     ++headers;
     EXPECT_NE(gathered.str().find("#include \"hal/" + name + "\"\n"), std::string::npos) << name;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "atomkit/core/memory.h"
+#include "atomkit/core/containers/memory.h"
 
 /// While it lives, the library allocates through it. Not nestable.
 class FailingAllocation {

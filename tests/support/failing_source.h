@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "atomkit/core/byte_stream.h"
+#include "atomkit/core/streams/byte_stream.h"
 #include "tests/support/boxes.h"
 #include "tests/support/memory_source.h"
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "hal/memory.h"
+#include "hal/memory/memory.h"
 
 /// While it lives, the helper library and the front end allocate through it. Not nestable. A
 /// reallocation of a block counts as an allocation.

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "hal/byte_stream.h"
-#include "hal/vstring.h"
+#include "hal/streams/byte_stream.h"
+#include "hal/text/vstring.h"
 #include "tests/support/boxes.h"
 
 /// A result code of the host's that the library does not know.

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "atomkit/core/byte_stream.h"
+#include "atomkit/core/streams/byte_stream.h"
 #include "tests/support/boxes.h"
 
 /// Delivers `bytes` and counts what it is asked for.

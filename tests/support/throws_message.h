@@ -2,7 +2,7 @@
 #pragma once
 #include <gtest/gtest.h>
 
-#include "atomkit/core/exception.h"
+#include "atomkit/core/containers/exception.h"
 
 #define EXPECT_THROWS_MESSAGE(statement, expectedMessage)                            \
   do {                                                                               \

@@ -1,0 +1,58 @@
+#include "atomkit/core/movie/header_boxes.h"
+
+#include "atomkit/core/streams/value_readers.h"
+
+namespace atomkit {
+namespace {
+
+void dropWords(AtomReader& reader, int words) {
+  for (; words > 0; --words) readU32(reader);
+}
+
+}  // namespace
+
+// 'mvhd' MovieHeaderBox
+//   u8 version, u24 flags (both ignored), u32 creation_time, u32 modification_time, u32 timescale,
+//   u32 duration, u32 rate, u16 volume, 10 reserved bytes, u32[9] matrix, u32[6] pre_defined,
+//   u32 next_track_ID
+MovieHeader readMovieHeader(AtomReader& reader) {
+  // DELIBERATE D-205: a version 1 header, whose times have 64 bits, is read with this layout too;
+  // hosts know such files by the timescale and duration that it yields.
+  skipVersionAndFlags(reader);
+  reader.skipExact(8);
+  MovieHeader header;
+  header.timescale = readU32(reader);
+  header.duration = readU32(reader);
+  dropWords(reader, 1);
+  readU16(reader);
+  uint8_t reserved[10];
+  reader.readExact(reserved, sizeof reserved);
+  dropWords(reader, 9 + 6 + 1);
+  return header;
+}
+
+// 'mdhd' MediaHeaderBox
+//   u32 version and flags, then either
+//   1: u64 creation_time, u64 modification_time, u32 timescale, u64 duration
+//   else: u32 creation_time, u32 modification_time, u32 timescale, u32 duration (all ones: unknown)
+//   and u16 language, u16 pre_defined
+MediaHeader readMediaHeader(AtomReader& reader) {
+  // DELIBERATE D-206: the version byte is not looked at by itself; the four bytes are compared with
+  // 1 as one word. Files written 01 00 00 00 are read with the 32-bit layout, and hosts depend on
+  // it.
+  const bool longTimes = readU32(reader) == 1;
+  reader.skipExact(longTimes ? 16 : 8);
+  MediaHeader header;
+  header.timescale = readU32(reader);
+  if (longTimes) {
+    header.duration = readU64(reader);
+  } else {
+    const uint32_t duration = readU32(reader);
+    header.duration = duration == UINT32_MAX ? UINT64_MAX : duration;
+  }
+  readU16(reader);
+  readU16(reader);
+  return header;
+}
+
+}  // namespace atomkit

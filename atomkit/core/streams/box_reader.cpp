@@ -1,0 +1,47 @@
+#include "atomkit/core/streams/box_reader.h"
+
+#include "atomkit/core/containers/exception.h"
+#include "atomkit/core/streams/value_readers.h"
+
+namespace atomkit {
+
+bool readBoxHeader(ByteStream& stream, BoxHeader& header) {
+  uint8_t raw[8];
+  if (stream.read(raw, sizeof raw) < sizeof raw) return false;
+  for (int i = 4; i < 8; ++i) {
+    if (raw[i] < 0x20) return false;
+  }
+  uint64_t size = 0;
+  for (int i = 0; i < 4; ++i) size = size << 8 | raw[i];
+  header.headerSize = 8;
+  if (size == 1) {
+    header.headerSize = 16;
+    size = readU64(stream);
+  }
+  // DELIBERATE D-209: size 0, a box to the end of the file, is refused like any other size that is
+  // smaller than the header.
+  if (size < header.headerSize) throw exception(kInvalidBoxHeader);
+  header.payloadSize = size - header.headerSize;
+  header.type = fourCCFrom(raw + 4);
+  return true;
+}
+
+BoxHeader expectBoxHeader(ByteStream& stream, uint64_t limit) {
+  BoxHeader header;
+  if (!readBoxHeader(stream, header)) throw exception(kInvalidBoxHeader);
+  if (header.boxSize() > limit) throw exception("atom size bigger than expected");
+  return header;
+}
+
+void walkChildren(BoxHandler& handler, ByteStream& stream, uint64_t payloadSize) {
+  uint64_t consumed = 0;
+  while (consumed < payloadSize) {
+    const BoxHeader header = expectBoxHeader(stream, payloadSize - consumed);
+    AtomReader child(stream, header.payloadSize);
+    handler.handleBox(child, header.type, header.payloadSize);
+    child.finish();
+    consumed += header.boxSize();
+  }
+}
+
+}  // namespace atomkit

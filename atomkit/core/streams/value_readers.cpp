@@ -1,0 +1,147 @@
+#include "atomkit/core/streams/value_readers.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+#include "atomkit/core/containers/exception.h"
+#include "atomkit/core/containers/memory.h"
+
+namespace atomkit {
+namespace {
+
+constexpr uint32_t swapped(uint32_t value) {
+  return value >> 24 | (value >> 8 & 0xff00) | (value << 8 & 0xff0000) | value << 24;
+}
+
+constexpr uint64_t swapped(uint64_t value) {
+  return uint64_t{swapped(static_cast<uint32_t>(value))} << 32 |
+         swapped(static_cast<uint32_t>(value >> 32));
+}
+
+constexpr bool isLittleEndian() { return std::endian::native == std::endian::little; }
+
+// The value that `bytes` bytes of the stream make, most significant first; read with one exact
+// read.
+template <unsigned bytes>
+uint64_t readBigEndian(ByteStream& stream) {
+  uint8_t raw[bytes];
+  stream.readExact(raw, bytes);
+  uint64_t value = 0;
+  for (const uint8_t byte : raw) value = value << 8 | byte;
+  return value;
+}
+
+template <class Word>
+void readArray(ByteStream& stream, Word* values, uint32_t count) {
+  stream.readExact(values, count * static_cast<uint32_t>(sizeof(Word)));
+  if (!isLittleEndian()) return;
+  for (uint32_t i = 0; i < count; ++i) values[i] = swapped(values[i]);
+}
+
+// Bytes that are taken at once from a source that can't vouch for their number; then twice that.
+constexpr uint32_t kFirstPiece = 64 * 1024;
+
+// Owns a block until it is taken.
+class GrowingBlock {
+ public:
+  GrowingBlock() noexcept = default;
+  GrowingBlock(const GrowingBlock&) = delete;
+  GrowingBlock& operator=(const GrowingBlock&) = delete;
+  ~GrowingBlock() { release(bytes_); }
+
+  uint8_t* bytes() const noexcept { return bytes_; }
+  uint8_t* take() noexcept { return std::exchange(bytes_, nullptr); }
+
+  // Gives the block a new size and keeps its first `kept` bytes.
+  void grow(uint32_t kept, uint64_t size, const char* outOfMemory) {
+    void* const grown = size <= SIZE_MAX ? allocate(static_cast<size_t>(size)) : nullptr;
+    if (!grown) throw exception(outOfMemory);
+    if (kept > 0) std::memcpy(grown, bytes_, kept);
+    release(bytes_);
+    bytes_ = static_cast<uint8_t*>(grown);
+  }
+
+ private:
+  uint8_t* bytes_ = nullptr;
+};
+
+}  // namespace
+
+uint8_t readU8(ByteStream& stream) { return static_cast<uint8_t>(readBigEndian<1>(stream)); }
+uint16_t readU16(ByteStream& stream) { return static_cast<uint16_t>(readBigEndian<2>(stream)); }
+uint32_t readU24(ByteStream& stream) { return static_cast<uint32_t>(readBigEndian<3>(stream)); }
+uint32_t readU32(ByteStream& stream) { return static_cast<uint32_t>(readBigEndian<4>(stream)); }
+uint64_t readU64(ByteStream& stream) { return readBigEndian<8>(stream); }
+
+void readU32Array(ByteStream& stream, uint32_t* values, uint32_t count) {
+  readArray(stream, values, count);
+}
+
+void readU64Array(ByteStream& stream, uint64_t* values, uint32_t count) {
+  readArray(stream, values, count);
+}
+
+void readU32ArrayWidened(ByteStream& stream, uint64_t* values, uint32_t count) {
+  uint32_t chunk[256];
+  while (count > 0) {
+    const uint32_t entries = std::min<uint32_t>(count, std::size(chunk));
+    readU32Array(stream, chunk, entries);
+    values = std::copy_n(chunk, entries, values);
+    count -= entries;
+  }
+}
+
+void* readBlock(ByteStream& stream, uint32_t count, uint32_t spare, const char* outOfMemory) {
+  uint32_t room = stream.isLengthKnown() ? count : std::min(count, kFirstPiece);
+  GrowingBlock block;
+  for (uint32_t done = 0;;) {
+    block.grow(done, uint64_t{room} + spare, outOfMemory);
+    stream.readExact(block.bytes() + done, room - done);
+    if (room == count) return block.take();
+    done = room;
+    room = static_cast<uint32_t>(std::min<uint64_t>(count, uint64_t{room} * 2));
+  }
+}
+
+void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count) {
+  stream.requireBytes(count);
+  bytes.resize(0);
+  if (count == 0) return;
+  void* const block = readBlock(stream, count, 0, kOutOfMemoryInArray);
+  bytes.adopt(static_cast<uint8_t*>(block), count);
+}
+
+// The block becomes the text only when it is complete: one that ends early has no zero byte.
+void readString(ByteStream& stream, OwnedString& text, uint32_t count) {
+  stream.requireBytes(count);
+  text.clear();
+  char* const block = static_cast<char*>(readBlock(stream, count, 1, kOutOfMemory));
+  block[count] = 0;
+  text.adopt(block);
+}
+
+uint32_t readExpandableLength(ByteStream& stream) {
+  uint32_t length = 0;
+  for (int i = 0; i < 4; ++i) {
+    const uint8_t byte = readU8(stream);
+    length = length << 7 | (byte & 0x7fu);
+    if (!(byte & 0x80)) break;
+  }
+  return length;
+}
+
+void skipVersionAndFlags(ByteStream& stream) {
+  readU8(stream);
+  readU24(stream);
+}
+
+void requireEntries(ByteStream& stream, uint32_t count, uint32_t bytesPerEntry) {
+  const uint64_t bytes = uint64_t{count} * bytesPerEntry;
+  stream.requireBytes(bytes);
+  if (bytes > UINT32_MAX) throw exception(kOutOfMemoryInArray);
+}
+
+}  // namespace atomkit

@@ -1,0 +1,89 @@
+#include "atomkit/meta/codec/avc_configuration.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "atomkit/core/containers/exception.h"
+#include "atomkit/core/streams/value_readers.h"
+
+namespace atomkit {
+namespace {
+
+// Parameter sets one after the other, each behind its length. The stream gives them one by one and
+// tells their total only at the end, so the storage doubles instead of being copied for every set.
+// At most 31 + 255 sets of 65,537 bytes: 32-bit sizes don't wrap.
+class ParameterSets {
+ public:
+  /// Reads a length and as many bytes from `reader`.
+  void readOne(AtomReader& reader) {
+    const uint16_t length = readU16(reader);
+    uint8_t* const end = reserve(kLengthBytes);
+    end[0] = static_cast<uint8_t>(length >> 8);
+    end[1] = static_cast<uint8_t>(length);
+    used_ += kLengthBytes;
+    if (length == 0) return;
+    reader.requireBytes(length);
+    reader.readExact(reserve(length), length);
+    used_ += length;
+  }
+
+  /// Puts the sets into `target`, in an array of exactly their size.
+  void moveTo(ByteArray& target) {
+    if (used_ == storage_.count()) {
+      target.swap(storage_);
+      return;
+    }
+    target.resize(used_);
+    std::memcpy(target.data(), storage_.data(), used_);
+  }
+
+ private:
+  static constexpr uint32_t kLengthBytes = 2;
+
+  // Room for `count` more bytes behind those in use, which become used when they are filled.
+  uint8_t* reserve(uint32_t count) {
+    const uint32_t needed = used_ + count;
+    if (needed > storage_.count()) {
+      ByteArray grown;
+      grown.resize(std::max(needed, 2 * storage_.count()));
+      if (used_ > 0) std::memcpy(grown.data(), storage_.data(), used_);
+      storage_.swap(grown);
+    }
+    return storage_.data() + used_;
+  }
+
+  ByteArray storage_;
+  uint32_t used_ = 0;
+};
+
+}  // namespace
+
+// 'avcC' AVCDecoderConfigurationRecord
+//   u8 version, u8 profile, u8 compatibility, u8 level (all ignored), u6 reserved (all ones),
+//   u2 NAL length size - 1, u3 reserved (all ones), u5 sequence set count,
+//   count x { u16 length, bytes }, u8 picture set count, count x { u16 length, bytes };
+//   extensions of the high profiles follow (not read)
+//
+// DELIBERATE D-310: the NAL length size is checked by its reserved bits and then dropped, like the
+// profile and the level; who reads the samples must assume one.
+// DELIBERATE D-309: the count of the picture sets is the whole byte, although that of the sequence
+// sets is only the low five bits of its byte.
+void readAvcConfiguration(ByteArray& decoderConfig, AtomReader& reader) {
+  readU32(reader);
+  if ((readU8(reader) & 0xfc) != 0xfc) throw exception("invalid avcC chunk (1)");
+  const uint8_t sequenceByte = readU8(reader);
+  if ((sequenceByte & 0xe0) != 0xe0) throw exception("invalid avcC chunk (2)");
+
+  decoderConfig.resize(0);
+  ParameterSets sets;
+  try {
+    for (uint32_t left = sequenceByte & 0x1f; left > 0; --left) sets.readOne(reader);
+    for (uint32_t left = readU8(reader); left > 0; --left) sets.readOne(reader);
+  } catch (...) {
+    sets.moveTo(decoderConfig);
+    throw;
+  }
+  sets.moveTo(decoderConfig);
+}
+
+}  // namespace atomkit

@@ -1,0 +1,138 @@
+#include "atomkit/meta/tags/tag_item.h"
+
+#include <cstdio>
+#include <utility>
+
+#include "atomkit/core/containers/exception.h"
+#include "atomkit/core/streams/box_reader.h"
+#include "atomkit/core/streams/value_readers.h"
+#include "atomkit/meta/tags/genre_names.h"
+#include "atomkit/meta/tags/tag_names.h"
+
+namespace atomkit {
+namespace {
+
+constexpr uint32_t kDataHeaderBytes = 8;  // version, flags and locale
+constexpr uint32_t kNameHeaderBytes = 4;  // version and flags
+
+void readText(OwnedString& text, AtomReader& reader, uint64_t bytes) {
+  reader.requireBytes(bytes);
+  if (bytes > UINT32_MAX) throw exception(kOutOfMemory);
+  readString(reader, text, static_cast<uint32_t>(bytes));
+}
+
+// %.5u and %d are given values of 16 bits.
+void addNumber(TagStore& tags, const char* name, const char* format, uint16_t number) {
+  char text[16];
+  std::snprintf(text, sizeof text, format, number);
+  addTag(tags, name, makeSharedString(text));
+}
+
+// Collects what the children of one item say.
+class ItemBoxHandler final : public BoxHandler {
+ public:
+  ItemBoxHandler(TagStore& tags, FourCC itemType) : tags_(&tags), itemType_(itemType) {}
+
+  void handleBox(AtomReader& reader, FourCC type, uint64_t payloadSize) override {
+    if (handled_) return;
+    if (type == fourCC("data")) {
+      readData(reader, payloadSize);
+    } else if (type == fourCC("name")) {
+      skipVersionAndFlags(reader);
+      readText(name_, reader, payloadSize - kNameHeaderBytes);
+    }
+  }
+
+  /// Adds the tag of an item whose value is text; the items that readData() converts have none.
+  void finish() {
+    if (!value_ || value_->empty()) return;
+    const char* name = name_.empty() ? tagNameOf(itemType_) : canonicalTagName(name_.text());
+    if (name) addTag(*tags_, name, std::move(value_));
+  }
+
+ private:
+  // 'data' item value
+  //   u8 version, u24 flags (the type of the value, ignored), u32 locale (ignored), then
+  //   'tmpo': u16 beats_per_minute
+  //   'gnre': u16 code
+  //   'trkn', 'disk': u16 ignored, u16 number, u16 total (0: not known), u16 ignored
+  //   others: u8 text[]
+  // DELIBERATE D-345: the type code in the flags is not looked at: a binary flag such as 'cpil'
+  // becomes a text of one byte, and no text at all when the byte is 0.
+  void readData(AtomReader& reader, uint64_t payloadSize) {
+    skipVersionAndFlags(reader);
+    readU32(reader);
+    if (itemType_ == fourCC("tmpo")) {
+      if (payloadSize >= kDataHeaderBytes + 2) readTempo(reader);
+    } else if (itemType_ == fourCC("gnre")) {
+      if (payloadSize >= kDataHeaderBytes + 2) readGenre(reader);
+    } else if (itemType_ == fourCC("trkn")) {
+      if (payloadSize >= kDataHeaderBytes + 8) readNumberPair(reader, "track", "totaltracks");
+    } else if (itemType_ == fourCC("disk")) {
+      if (payloadSize >= kDataHeaderBytes + 8) readNumberPair(reader, "disc", "totaldiscs");
+    } else {
+      value_ = SharedString::make();
+      readText(*value_, reader, payloadSize - kDataHeaderBytes);
+    }
+  }
+
+  // DELIBERATE D-346: the tempo has five digits with leading zeros and names its unit.
+  void readTempo(AtomReader& reader) {
+    addNumber(*tags_, "tempo", "%.5u BPM", readU16(reader));
+    handled_ = true;
+  }
+
+  void readGenre(AtomReader& reader) {
+    if (const char* name = genreName(readU16(reader))) {
+      addTag(*tags_, "genre", makeSharedString(name));
+    }
+    handled_ = true;
+  }
+
+  void readNumberPair(AtomReader& reader, const char* numberName, const char* totalName) {
+    readU16(reader);
+    const uint16_t number = readU16(reader);
+    const uint16_t total = readU16(reader);
+    readU16(reader);
+    addNumber(*tags_, numberName, "%d", number);
+    if (total != 0) addNumber(*tags_, totalName, "%d", total);
+    handled_ = true;
+  }
+
+  TagStore* tags_;
+  FourCC itemType_;
+  SharedString value_;
+  OwnedString name_;
+  bool handled_ = false;
+};
+
+bool keepsLastValueOnly(const char* name) {
+  return compareIgnoringCase(name, "tool") == 0 || compareIgnoringCase(name, "codec") == 0 ||
+         comparePrefixIgnoringCase(name, "replaygain_") == 0;
+}
+
+}  // namespace
+
+// Item of an item list
+//   'data' (value; the last one counts), 'name' { u8 version, u24 flags (both ignored), u8 name[] }
+//   (a name of the tag's own, in items of every type), others ('mean' among them) are skipped
+void readTagItem(TagStore& tags, FourCC itemType, AtomReader& reader, uint64_t payloadSize) {
+  ItemBoxHandler handler(tags, itemType);
+  walkChildren(handler, reader, payloadSize);
+  handler.finish();
+}
+
+void addTag(TagStore& tags, const char* name, SharedString value) {
+  if (keepsLastValueOnly(name)) {
+    tags.set(name, std::move(value), TagFlag::single);
+    return;
+  }
+  const uint32_t entry = tags.find(name);
+  if (entry == TagStore::kNoTag) {
+    tags.set(name, std::move(value), TagFlag::extensible);
+  } else if (tags.flag(entry) == TagFlag::extensible) {
+    tags.addValue(entry, std::move(value));
+  }
+}
+
+}  // namespace atomkit

@@ -1,0 +1,66 @@
+// TagLayer: tag entries in order, with a search tree over their names. A TagStore is made of up to
+// three of them.
+#pragma once
+#include <cstdint>
+
+#include "atomkit/core/containers/growing_array.h"
+#include "atomkit/core/containers/owned_string.h"
+#include "atomkit/core/containers/shared.h"
+
+namespace atomkit {
+
+/// Whether a tag takes further values when its item repeats.
+enum class TagFlag : uint8_t { single = 0, extensible = 1 };  // ABI: do not renumber
+
+/// Index that stands for "no such tag".
+inline constexpr uint32_t kNoTag = 0xffffffff;
+
+/// A tag: its name as the file writes it, and its values, which are shared and never change.
+struct TagEntry {
+  OwnedString name;
+  GrowingArray<SharedString> values;
+  TagFlag flag = TagFlag::single;
+};
+
+/// Owns a share of each entry. The name of an entry must not change while it is in a layer.
+class TagLayer {
+ public:
+  uint32_t count() const noexcept { return slots_.count(); }
+
+  /// @throws exception "array access out of range"
+  Handle<TagEntry>& operator[](uint32_t index) { return slots_[index].entry; }
+  const Handle<TagEntry>& operator[](uint32_t index) const { return slots_[index].entry; }
+
+  /// First entry of that name, ASCII case folded, or kNoTag. Cost: logarithmic in the number of
+  /// names, whatever names a file chooses.
+  uint32_t find(const char* name) const noexcept;
+
+  /// Adds an entry at the end, whether or not its name is there.
+  /// @throws exception "out of memory when resizing array"; the layer then stays as it was
+  void append(Handle<TagEntry> entry);
+
+  void clear() noexcept;
+  void swap(TagLayer& other) noexcept;
+
+ private:
+  // A place in the list is at the same time a node of an AA tree (a red-black tree whose red nodes
+  // are right children only). Links are one-based; 0 is none. Only the first entry of a name is
+  // linked.
+  struct Slot {
+    Handle<TagEntry> entry;
+    uint32_t left = 0;
+    uint32_t right = 0;
+    uint32_t level = 1;
+  };
+
+  Slot& node(uint32_t link) { return slots_[link - 1]; }
+  const char* nameAt(uint32_t link) const { return slots_[link - 1].entry->name.text(); }
+  uint32_t insert(uint32_t tree, uint32_t added);
+  uint32_t skew(uint32_t tree);
+  uint32_t split(uint32_t tree);
+
+  GrowingArray<Slot> slots_;
+  uint32_t root_ = 0;
+};
+
+}  // namespace atomkit

@@ -1,0 +1,46 @@
+// SampleCursor: a place in a track, kept in step in decoding time, composition offsets and file
+// position.
+#pragma once
+#include <cstdint>
+
+#include "atomkit/meta/timing/track_record.h"
+
+namespace atomkit {
+
+struct SampleCursor {
+  uint32_t sample = 0;               ///< zero-based
+  uint32_t track = 0;                ///< index in the movie; the operations below leave it alone
+  uint32_t compositionRun = 0;       ///< 'ctts' run that holds the sample; kNoIndex for none
+  uint32_t compositionPosition = 0;  ///< place in that run; kNoIndex for none
+  uint32_t timeRun = 0;              ///< 'stts' run that holds the sample; kNoIndex past the table
+  uint32_t timePosition = 0;         ///< place in that run; kNoIndex past the table
+  uint64_t decodeTime = 0;           ///< ticks
+  uint64_t offsetInChunk = 0;        ///< bytes
+  ChunkMapPosition chunkMap;
+  ChunkLocation chunk;
+};
+
+struct SampleInfo {
+  uint32_t duration = 0;          ///< ticks
+  uint64_t compositionTime = 0;   ///< ticks: decoding time plus composition offset
+  int32_t compositionOffset = 0;  ///< ticks
+  uint32_t timescale = 0;         ///< ticks per second
+  uint64_t fileOffset = 0;        ///< bytes
+  uint32_t size = 0;              ///< bytes
+};
+
+/// Puts every field of the cursor (the track index excepted) on `sample`.
+/// @return the sample's offset in its chunk, in bytes
+/// @throws exception "frame out of range", "array access out of range"
+uint64_t seekCursor(const TrackRecord& record, SampleCursor& cursor, uint32_t sample);
+
+/// Moves the cursor to the next sample.
+/// @return false, with nothing changed, when it stands on the last one
+/// @throws exception "frame out of range", "array access out of range"
+bool advanceCursor(const TrackRecord& record, SampleCursor& cursor);
+
+/// Describes the cursor's sample. @return its size in bytes
+/// @throws exception "array access out of range"
+uint32_t readSampleInfo(const TrackRecord& record, const SampleCursor& cursor, SampleInfo& info);
+
+}  // namespace atomkit

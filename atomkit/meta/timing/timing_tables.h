@@ -1,0 +1,108 @@
+// TimingTables answers "which sample is decoded at this time, when is sample n shown, and which
+// sample can be decoded by itself?" for one track: the boxes stts, ctts and stss. Lifetime: owns
+// its tables; keeps no reference to the stream.
+#pragma once
+#include <cstdint>
+
+#include "atomkit/core/containers/exception.h"
+#include "atomkit/core/containers/plain_array.h"
+#include "atomkit/core/streams/byte_stream.h"
+
+namespace atomkit {
+
+/// Index that stands for "none".
+inline constexpr uint32_t kNoIndex = 0xffffffff;
+
+struct SampleAtTime {
+  uint32_t sample = 0;     ///< zero-based
+  uint64_t remainder = 0;  ///< ticks of the time that lie inside the sample
+};
+
+enum class Direction { backward, forward };
+
+/// An entry of 'stts': `sampleCount` samples of `sampleDelta` ticks each.
+struct TimeRun {
+  uint32_t sampleCount;
+  uint32_t sampleDelta;
+};
+
+/// Runs of samples that share a value, as 'stts' and 'ctts' list them.
+class RunTable {
+ public:
+  /// Version, flags, entry count, and the entries. @throws exception with `duplicateMessage` when
+  /// the table already holds an entry; the reader's "past end" message; "out of memory when
+  /// resizing array"
+  void read(AtomReader& reader, const char* duplicateMessage);
+
+  uint32_t count() const noexcept { return words_.count() / kWordsPerRun; }
+  /// @throws exception "array access out of range"
+  uint32_t sampleCount(uint32_t run) const { return word(run, 0); }
+  /// @throws exception "array access out of range"
+  uint32_t value(uint32_t run) const { return word(run, 1); }
+
+ private:
+  static constexpr uint32_t kWordsPerRun = 2;
+
+  uint32_t word(uint32_t run, uint32_t index) const {
+    // Compared as runs: the index of a word could wrap.
+    if (run >= count()) throw exception(kIndexOutOfRange);
+    return words_[kWordsPerRun * run + index];
+  }
+
+  PlainArray<uint32_t> words_;
+};
+
+class TimingTables {
+ public:
+  // Each reader takes the payload of its box. All of them throw the reader's "past end" message,
+  // before anything is allocated when the entry count doesn't fit, and "out of memory when resizing
+  // array".
+
+  /// 'stts'. @throws exception "duplicate stts data" when the table already holds an entry
+  void readTimeToSample(AtomReader& reader);
+  /// 'ctts'. @throws exception "duplicate ctts data" when the table already holds an entry
+  void readCompositionOffsets(AtomReader& reader);
+  /// 'stss'. Replaces what an earlier box gave. @throws exception "invalid stss data" when a sample
+  /// number is 0 or not above the one before
+  void readSyncSamples(AtomReader& reader);
+
+  /// Sum of the sample counts of 'stts', wrapping at 2^32.
+  uint32_t sampleCount() const noexcept { return sampleCount_; }
+
+  /// Sample that is being decoded at `time`.
+  /// @param time  media ticks (the track's mdhd timescale)
+  /// @throws exception "frame out of range" at or past the end of the table
+  /// Cost: linear in the number of runs, no I/O.
+  SampleAtTime sampleAt(uint64_t time) const;
+
+  /// Ticks between decoding and showing `sample`; 0 for a sample beyond the table.
+  /// Cost: linear in the number of runs.
+  int32_t compositionOffset(uint32_t sample) const noexcept;
+
+  /// Sync sample at or before (backward), or at or after (forward), the one that follows `sample`,
+  /// kept within the table; without a table every sample is a sync sample and is its own answer.
+  /// Cost: logarithmic in the number of sync samples.
+  uint32_t nearestSyncSample(uint32_t sample, Direction direction) const;
+
+  uint32_t timeRunCount() const noexcept { return timeToSample_.count(); }
+  /// @throws exception "array access out of range"
+  TimeRun timeRun(uint32_t index) const {
+    return {timeToSample_.sampleCount(index), timeToSample_.value(index)};
+  }
+
+  uint32_t compositionRunCount() const noexcept { return composition_.count(); }
+  /// Samples of a 'ctts' run. @throws exception "array access out of range"
+  uint32_t compositionRunLength(uint32_t index) const { return composition_.sampleCount(index); }
+  /// Offset of a 'ctts' run in ticks. @throws exception "array access out of range"
+  int32_t compositionRunOffset(uint32_t index) const {
+    return static_cast<int32_t>(composition_.value(index));
+  }
+
+ private:
+  uint32_t sampleCount_ = 0;
+  RunTable timeToSample_;             // values: ticks
+  RunTable composition_;              // values: ticks, signed
+  PlainArray<uint32_t> syncSamples_;  // zero-based, strictly increasing
+};
+
+}  // namespace atomkit

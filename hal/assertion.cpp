@@ -1,8 +1,0 @@
-#include "hal/assertion.h"
-
-#include "platform/platform.h"
-
-void VAssertion::GReport(const char16_t* report) noexcept {
-  platform::debugOutput(report);
-  platform::debugBreak();
-}
