@@ -1,8 +1,7 @@
 // Finishing the model after the walk: the movie's tags, its duration, and its final chapter list.
-#include <cstdio>
-
 #include "atomkit/core/movie/hundred_ns.h"
 #include "atomkit/core/movie/movie.h"
+#include "atomkit/meta/tags/decimal_text.h"
 
 namespace atomkit {
 namespace {
@@ -77,9 +76,7 @@ void Movie::buildMarkedChapters(const TagStore* tagSource) {
       chapter.tags.set("title", mark.title, TagFlag::extensible);
     }
     if (count > 1 && !tagging_.seen && lacks(chapter.tags, "track")) {
-      char number[11];
-      std::snprintf(number, sizeof number, "%u", static_cast<unsigned>(i + 1));
-      chapter.tags.set("track", makeSharedString(number), TagFlag::extensible);
+      chapter.tags.set("track", makeDecimalText(i + 1), TagFlag::extensible);
     }
   }
 }

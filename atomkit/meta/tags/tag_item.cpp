@@ -1,11 +1,11 @@
 #include "atomkit/meta/tags/tag_item.h"
 
-#include <cstdio>
 #include <utility>
 
 #include "atomkit/core/containers/exception.h"
 #include "atomkit/core/streams/box_reader.h"
 #include "atomkit/core/streams/value_readers.h"
+#include "atomkit/meta/tags/decimal_text.h"
 #include "atomkit/meta/tags/genre_names.h"
 #include "atomkit/meta/tags/tag_names.h"
 
@@ -19,13 +19,6 @@ void readText(OwnedString& text, AtomReader& reader, uint64_t bytes) {
   reader.requireBytes(bytes);
   if (bytes > UINT32_MAX) throw exception(kOutOfMemory);
   readString(reader, text, static_cast<uint32_t>(bytes));
-}
-
-// %.5u and %d are given values of 16 bits.
-void addNumber(TagStore& tags, const char* name, const char* format, uint16_t number) {
-  char text[16];
-  std::snprintf(text, sizeof text, format, number);
-  addTag(tags, name, makeSharedString(text));
 }
 
 // Collects what the children of one item say.
@@ -78,7 +71,7 @@ class ItemBoxHandler final : public BoxHandler {
 
   // DELIBERATE D-346: the tempo has five digits with leading zeros and names its unit.
   void readTempo(AtomReader& reader) {
-    addNumber(*tags_, "tempo", "%.5u BPM", readU16(reader));
+    addTag(*tags_, "tempo", makeDecimalText(readU16(reader), 5, " BPM"));
     handled_ = true;
   }
 
@@ -94,8 +87,8 @@ class ItemBoxHandler final : public BoxHandler {
     const uint16_t number = readU16(reader);
     const uint16_t total = readU16(reader);
     readU16(reader);
-    addNumber(*tags_, numberName, "%d", number);
-    if (total != 0) addNumber(*tags_, totalName, "%d", total);
+    addTag(*tags_, numberName, makeDecimalText(number));
+    if (total != 0) addTag(*tags_, totalName, makeDecimalText(total));
     handled_ = true;
   }
 
