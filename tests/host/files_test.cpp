@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -75,6 +76,16 @@ TEST(CorpusTable, NamesEveryFileOfTheCorpus) {
       return outcome.name == name;
     })) << name;
   }
+}
+
+TEST(CorpusFolder, CountsARelativePathFromTheRootOfTheRepository) {
+  const char* const given = std::getenv("VELA_CORPUS");
+  const std::string before = given ? given : "";
+  setenv("VELA_CORPUS", "tests/data", 1);
+  EXPECT_TRUE(std::filesystem::equivalent(media::corpusFolder().value(), media::dataFolder()));
+  setenv("VELA_CORPUS", "/absolute", 1);
+  EXPECT_EQ(media::corpusFolder().value(), "/absolute");
+  setenv("VELA_CORPUS", before.c_str(), 1);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ fs::path hostProgram() { return VELA_HOST_PROGRAM; }
 std::optional<fs::path> corpusFolder() {
   const char* const folder = std::getenv("VELA_CORPUS");
   if (!folder || !*folder) return std::nullopt;
-  return fs::path(folder);
+  return (dataFolder() / "../.." / folder).lexically_normal();
 }
 
 fs::path File::path() const {

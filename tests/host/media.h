@@ -18,7 +18,8 @@ std::filesystem::path dataFolder();
 std::filesystem::path pluginFile();
 std::filesystem::path hostProgram();
 
-/// The corpus, if there is one.
+/// The corpus, if VELA_CORPUS names one: an absolute path, or one from the root of the repository,
+/// where the tests are started.
 std::optional<std::filesystem::path> corpusFolder();
 
 /// One media file of a test's parameter list.
