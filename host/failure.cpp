@@ -6,6 +6,46 @@ namespace velahost {
 
 using vela::TIOResult;
 
+namespace {
+
+Place placeOf(ExitStatus status) {
+  switch (status) {
+    case ExitStatus::usage:
+      return Place::commandLine;
+    case ExitStatus::pluginUnavailable:
+      return Place::plugin;
+    default:
+      return Place::output;
+  }
+}
+
+}  // namespace
+
+const char* name(Place place) {
+  switch (place) {
+    case Place::commandLine:
+      return "command_line";
+    case Place::plugin:
+      return "plugin";
+    case Place::opening:
+      return "opening";
+    case Place::describing:
+      return "describing";
+    case Place::starting:
+      return "starting";
+    case Place::seeking:
+      return "seeking";
+    case Place::reading:
+      return "reading";
+    case Place::output:
+      break;
+  }
+  return "output";
+}
+
+Failure::Failure(ExitStatus status, const std::string& sentence)
+    : std::runtime_error(sentence), status_(static_cast<int>(status)), place_(placeOf(status)) {}
+
 std::string resultSentence(TIOResult result) {
   switch (result) {
     case TIOResult::success:

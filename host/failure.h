@@ -1,6 +1,7 @@
 // Why a command ends early, and the exit status that a script sees.
 #pragma once
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -21,29 +22,45 @@ enum class ExitStatus : int {
   outputFailed = 74,       ///< an output file can't be written
 };
 
+/// What the command was doing when it failed.
+enum class Place { commandLine, plugin, opening, describing, starting, seeking, reading, output };
+
+/// The place as a script sees it: "command_line", "opening" and so on.
+const char* name(Place place);
+
 /// One sentence for every result code.
 std::string resultSentence(vela::TIOResult result);
 
 /// The exit status that stands for a result code.
 int exitStatus(vela::TIOResult result);
 
-/// Ends a command: a sentence for the user and an exit status for scripts.
+/// Ends a command: a sentence for the user; an exit status, a place and the plug-in's result code
+/// for scripts.
 class Failure : public std::runtime_error {
  public:
-  Failure(ExitStatus status, const std::string& sentence)
-      : std::runtime_error(sentence), status_(static_cast<int>(status)) {}
-  explicit Failure(vela::TIOResult result)
-      : std::runtime_error(resultSentence(result)), status_(exitStatus(result)) {}
+  /// A failure of the host's own. The place follows from the status.
+  Failure(ExitStatus status, const std::string& sentence);
+  /// A result code of the plug-in that is not success.
+  Failure(Place place, vela::TIOResult result)
+      : std::runtime_error(resultSentence(result)),
+        status_(exitStatus(result)),
+        place_(place),
+        result_(result) {}
 
   int status() const { return status_; }
+  Place place() const { return place_; }
+  /// Empty when no operation of the plug-in failed.
+  std::optional<vela::TIOResult> result() const { return result_; }
 
  private:
   int status_;
+  Place place_;
+  std::optional<vela::TIOResult> result_;
 };
 
 /// Throws a Failure unless the result is success.
-inline void require(vela::TIOResult result) {
-  if (result != vela::TIOResult::success) throw Failure(result);
+inline void require(Place place, vela::TIOResult result) {
+  if (result != vela::TIOResult::success) throw Failure(place, result);
 }
 
 }  // namespace velahost

@@ -99,7 +99,7 @@ Plugin::Plugin(const fs::path& file, vela::HostContext* host) : library_(file) {
     throw unavailable("The library " + file.string() + " does not export " + kVelaEntryName + ".");
   }
   module_.reset(entry());
-  if (!module_) throw Failure(vela::TIOResult::outOfMemory);
+  if (!module_) throw Failure(Place::plugin, vela::TIOResult::outOfMemory);
   module_->attachHost(host);
   FactorySink sink;
   module_->enumerate(&sink);

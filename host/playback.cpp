@@ -21,13 +21,13 @@ void Playback::start(uint32_t itemId, Wanted wanted) {
   vela::VideoFormat* const wantedVideo = wanted == Wanted::audio ? nullptr : &videoFormat;
   audioFormat.clear();
   videoFormat.clear();
-  require(splitter_.startItem(itemId, wantedAudio, wantedVideo, token_));
+  require(Place::starting, splitter_.startItem(itemId, wantedAudio, wantedVideo, token_));
   audioEnded_ = !audioFormat.present;
   videoEnded_ = !videoFormat.present;
 }
 
 void Playback::seek(uint64_t offset) {
-  require(splitter_.seekTo(vela::toWord64(offset), token_));
+  require(Place::seeking, splitter_.seekTo(vela::toWord64(offset), token_));
   audioEnded_ = !audioFormat.present;
   videoEnded_ = !videoFormat.present;
 }
@@ -35,7 +35,7 @@ void Playback::seek(uint64_t offset) {
 StreamKind Playback::next() {
   while (!audioEnded_ || !videoEnded_) {
     uint32_t which = vela::kNextNone;
-    require(splitter_.nextStream(&which));
+    require(Place::reading, splitter_.nextStream(&which));
     if (which == vela::kNextNone) break;
     const bool readAudio = videoEnded_ || (which == vela::kNextAudio && !audioEnded_);
     if (readAudio ? nextAudio() : nextVideo()) {
@@ -48,14 +48,14 @@ StreamKind Playback::next() {
 
 bool Playback::nextAudio() {
   uint8_t end = 0;
-  require(splitter_.readAudioPacket(&audio, &end, token_));
+  require(Place::reading, splitter_.readAudioPacket(&audio, &end, token_));
   audioEnded_ = end != 0;
   return !audioEnded_;
 }
 
 bool Playback::nextVideo() {
   uint8_t end = 0;
-  require(splitter_.readVideoPacket(&video, &end, &videoTime, token_));
+  require(Place::reading, splitter_.readVideoPacket(&video, &end, &videoTime, token_));
   videoEnded_ = end != 0;
   return !videoEnded_;
 }

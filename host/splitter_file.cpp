@@ -10,25 +10,27 @@ std::u16string sourceName(const std::filesystem::path& file) {
   try {
     return file.u16string();
   } catch (const std::exception&) {
-    throw Failure(vela::TIOResult::sourceNotFound);
+    throw Failure(Place::opening, vela::TIOResult::sourceNotFound);
   }
 }
 
 Reference<vela::IMediaSplitter> Session::openForInformation(const std::filesystem::path& file) {
   Reference<vela::IMediaSplitter> splitter;
-  require(plugin_.factory().createSplitter(splitter.outSlot(), sourceName(file).c_str(), &token));
+  require(Place::opening,
+          plugin_.factory().createSplitter(splitter.outSlot(), sourceName(file).c_str(), &token));
   return splitter;
 }
 
 Reference<vela::IMediaSplitterEx> Session::openForPlaying(const std::filesystem::path& file) {
   Reference<vela::IMediaSplitterEx> splitter;
-  require(plugin_.factory().createSplitterEx(splitter.outSlot(), sourceName(file).c_str(), &token));
+  require(Place::opening,
+          plugin_.factory().createSplitterEx(splitter.outSlot(), sourceName(file).c_str(), &token));
   return splitter;
 }
 
 MediaInfoRecord describe(vela::IMediaSplitter& splitter, uint32_t itemId, Token& token) {
   MediaInfoRecord record;
-  require(splitter.describeItem(itemId, &record, &token));
+  require(Place::describing, splitter.describeItem(itemId, &record, &token));
   return record;
 }
 

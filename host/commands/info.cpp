@@ -155,7 +155,7 @@ void info(Session& session, const InfoOptions& options, std::ostream& out) {
   } else {
     writeText(out, report);
   }
-  require(report.worst());
+  require(Place::describing, report.worst());
 }
 
 }  // namespace velahost
