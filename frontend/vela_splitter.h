@@ -1,32 +1,68 @@
-// The binary interface between vela_splitter_mp4 and its host. A host needs this header alone.
+// The binary interface between vela_splitter_mp4, a splitter plug-in for MP4 files, and its host.
+// A host needs this header alone, and C++17.
 //
-// Rules that hold for everything below:
+// The way through it: load the library, call VelaEntry(), give the module its host (attachHost),
+// take the factory (enumerate, getInterface), create a splitter for a source name, describe its
+// items, start one, read packets, release the splitter, end the module, unload the library.
+//
+// Objects
 // - An interface pointer points at an object whose first word points at a table of operations; the
-//   declaration order here is the slot order of that table. No interface has a C++ destructor in
-//   its table: slot 3 of a reference-counted interface is the ordinary operation
-//   deletingDestructor(). Interface pointers are never passed to `delete`.
+//   declaration order here is the slot order of that table, counted from 0.
+// - No interface has a C++ destructor in its table: slot 3 of a reference-counted interface is the
+//   ordinary operation deletingDestructor(). Interface pointers are never passed to `delete`.
+// - So a class that implements one of these interfaces is final, or its destructor is protected and
+//   not virtual. A virtual destructor would put operations of its own into the table.
+// - The plug-in never calls an operation named unusedSlot..., nor queryInterface() or
+//   deletingDestructor() of a host's object.
+//
+// References
+// - An out-slot is the address of a pointer variable that holds a counted object or null. Storing
+//   into it takes a reference to the new value (slot 0), then gives back the one that the slot held
+//   (slot 1), if any. Whoever owns the slot owns the reference in it.
+// - Everything else that is passed to an operation is borrowed for the call.
+//
+// Values
 // - Yes/no results and arguments are 32-bit words, 0 or not 0. Result codes are of the type
 //   VelaBase::TIOResult.
-// - A 64-bit argument crosses as a Word64; a 64-bit value behind a pointer is eight bytes.
+// - A 64-bit argument crosses as a Word64. A 64-bit value that a pointer points at is eight bytes.
 // - Text is UTF-16. A count of kUntilNul means: up to the terminating NUL.
 // - An identifier is the address of a Guid (16 bytes in the usual in-memory order).
-// - An out-slot is the address of a pointer variable. Storing into it takes a reference to the new
-//   value (slot 0), then gives back the one that the slot held (slot 1), if any.
+// - Pointer arguments are not null unless their description says that they may be. A cancel token
+//   may always be null.
+//
+// Exceptions, threads, reentrancy
 // - No exception leaves the plug-in, and none may leave an operation of the host.
 // - An object is used by one thread at a time; only addRef() and release() of a splitter may be
-//   called from several threads at once.
+//   called from several threads at once. The plug-in calls its host on the calling thread only.
+// - An operation of a splitter that returns a TIOResult must not be called from inside another one
+//   of the same splitter, that is, from an operation of the host that the splitter has called. It
+//   answers TIOResult::failed, changes nothing, and leaves what its arguments point at alone.
+//   Everything else may be called from there: the item queries, the pass-throughs, addRef(),
+//   queryInterface(), other splitters, the factory, the module, and a release() that is not the
+//   last. The last reference to a splitter must not be released from inside its operations.
 #pragma once
 #include <cstdint>
 
+#if (defined(_MSVC_LANG) && _MSVC_LANG < 201703L) || (!defined(_MSVC_LANG) && __cplusplus < 201703L)
+#error "vela_splitter.h needs C++17 or later"
+#endif
+
+// The release that this header belongs to.
+#define VELA_SPLITTER_MP4_VERSION_MAJOR 0
+#define VELA_SPLITTER_MP4_VERSION_MINOR 2
+#define VELA_SPLITTER_MP4_VERSION_PATCH 0
+#define VELA_SPLITTER_MP4_VERSION "0.2.0"
+
 namespace VelaBase {
 
-/// Result of an operation. Codes that a host stream gives beyond these pass through unchanged.
+/// Result of an operation. The plug-in hands on the code of a host's operation that failed,
+/// whatever its value; a host may use codes of its own.
 enum class TIOResult : uint32_t {  // ABI: do not renumber
   success = 0,
   outOfRange = 1,      ///< position or length out of range on the host stream
   cancelled = 2,       ///< abandoned through the cancel token
   sourceNotFound = 3,  ///< the host could not resolve the source name
-  failed = 5,          ///< not supported, malformed file, no usable track, short transfer
+  failed = 5,          ///< malformed file, no usable track, stream not started, nested call
   outOfMemory = 6,     ///< the splitter object could not be allocated
 };
 
@@ -70,6 +106,9 @@ inline constexpr uint32_t kUntilNul = 0xffffffff;
 inline constexpr uint32_t kHostUnitsPerSecond = 16777216;
 /// Stands for an unknown 64-bit length or duration.
 inline constexpr uint64_t kUnknown64 = ~uint64_t{0};
+/// Version of the slots and rules in this header, and what ISplitterModule::getVersion() returns. A
+/// host doesn't use a module that returns another number.
+inline constexpr uint32_t kInterfaceVersion = 2;
 
 // Interfaces that the plug-in answers to.
 inline constexpr Guid kSplitterFactoryId = makeGuid(0xC9145102, 0xA409, 0x4066, 0xAD207575D5511CDF);
@@ -88,22 +127,25 @@ inline constexpr Guid kMediaH264 = makeGuid(0x9E52CFE3, 0x1567, 0x4436, 0xA68118
 // ---------------------------------------------------------------------------------------------------
 // What the host implements
 
-/// Asked by long operations whether they are to be abandoned. A null token can't be cancelled.
+/// Asked by long operations whether to stop. A null token means that the call can't be cancelled.
+/// The plug-in asks before the calls of the host's stream that a read needs, and at least once for
+/// each payload and for each box that it reads.
 class CancelToken {
  public:
-  /// Slot 0. @return not 0 when the current operation is to be abandoned
+  /// Slot 0. @return not 0 to abandon the current operation with TIOResult::cancelled
   virtual uint32_t isCancelled() = 0;
 
  protected:
   ~CancelToken() = default;
 };
 
-/// The first four operations of every reference-counted interface, on either side.
+/// The first four operations of every reference-counted interface, on either side. A new object has
+/// the count 0; the first out-slot that it is stored in makes that 1.
 class IObject {
  public:
   /// Slot 0. @return the new count
   virtual uint32_t addRef() = 0;
-  /// Slot 1. The last release destroys the object. @return the new count
+  /// Slot 1. The release that brings the count to 0 destroys the object. @return the new count
   virtual uint32_t release() = 0;
   /// Slot 2. Stores the object in the out-slot and returns 1 when it answers to `iid`; returns 0
   /// and leaves the out-slot alone otherwise.
@@ -119,17 +161,20 @@ class IObject {
 /// Control face of a stream: the reference count, position and length.
 class HostStreamControl : public IObject {
  public:
-  /// Slot 4. @return not 0 when seek() works
+  /// Slot 4. @return not 0 when seek() works. A stream that can't seek is read forward only, from
+  /// where it stands when it is opened: that is its first byte.
   virtual uint32_t canSeek() = 0;
-  /// Slot 5. Moves to the absolute position high:low, in bytes.
+  /// Slot 5. Moves to the absolute position high:low, in bytes. The exact end must be reachable,
+  /// with reads there that deliver 0 bytes; ordinary files lead to it. A position past the end may
+  /// be accepted in the same way, or refused with TIOResult::outOfRange: only a damaged file, or
+  /// one that was cut, leads there. A stream that can't seek answers with a failure.
   virtual TIOResult seek(uint32_t low, uint32_t high, CancelToken* token) = 0;
-  /// Slot 6. Not used.
   virtual void unusedSlot6() = 0;
-  /// Slot 7. Sets the length to high:low bytes.
+  /// Slot 7. Sets the length to high:low bytes. Not called for playing; a host whose streams can't
+  /// be written answers TIOResult::failed.
   virtual TIOResult setLength(uint32_t low, uint32_t high, CancelToken* token) = 0;
   /// Slot 8. Length in bytes; kUnknown64 when it isn't known.
   virtual TIOResult getLength(uint64_t* length, CancelToken* token) = 0;
-  /// Slot 9. Not used.
   virtual void unusedSlot9() = 0;
   /// Slot 10. Current position in bytes.
   virtual TIOResult getPosition(uint64_t* position, CancelToken* token) = 0;
@@ -142,7 +187,8 @@ class HostStreamControl : public IObject {
   ~HostStreamControl() = default;
 };
 
-/// Reader face of a stream. A short transfer is not an error; it marks the end of the data.
+/// Reader face of a stream. A short transfer is not an error, but it means the end of the data: a
+/// stream that waits for more (a network, a pipe) waits inside the call.
 class HostStreamReader {
  public:
   /// Slot 0. Reads up to `count` bytes. @param done receives the number of bytes read
@@ -154,7 +200,8 @@ class HostStreamReader {
   ~HostStreamReader() = default;
 };
 
-/// Writer face of a stream.
+/// Writer face of a stream. Not called for playing; a host whose streams can't be written answers
+/// TIOResult::failed.
 class HostStreamWriter {
  public:
   /// Slot 0. Writes up to `count` bytes. @param done receives the number of bytes written
@@ -166,22 +213,27 @@ class HostStreamWriter {
 };
 
 /// A stream: three table pointers one after the other, the control face first. A pointer to a
-/// stream on the wire is a pointer to its control face; the reader face lies one pointer width
-/// behind it, the writer face two.
+/// stream that crosses the interface points at its control face; the reader face lies one pointer
+/// after it, the writer face two. The three are one object with one reference count, which only the
+/// control face can change: a reference taken there keeps all three.
 class HostStream : public HostStreamControl, public HostStreamReader, public HostStreamWriter {
  protected:
   ~HostStream() = default;
 };
 static_assert(sizeof(HostStream) == 3 * sizeof(void*));
 
-/// Opens a source that the host has resolved.
+/// Opens a source that the host has resolved. The plug-in gives its reference back right after
+/// open().
 class SourceProvider : public IObject {
  public:
-  /// Slot 4. Not used.
   virtual void unusedSlot4() = 0;
-  /// Slot 5. Opens the source for reading.
+  /// Slot 5. Opens the source for reading. A failure ends the creation of the splitter with the
+  /// same code: TIOResult::sourceNotFound for a source that can't be opened, or a code of the
+  /// host's own. Success without a stream counts as TIOResult::failed.
   /// @param hostOpenMode  always 0
-  /// @param out  out-slot; receives a HostStream (its control face) on success
+  /// @param out  out-slot of the plug-in, null before; receives the control face of a HostStream.
+  ///        The reference stored there is the plug-in's, which gives it back when the splitter is
+  ///        destroyed, or when the creation fails.
   virtual TIOResult open(const char16_t* sourceName, uint32_t hostOpenMode, CancelToken* token,
                          void** out) = 0;
 
@@ -192,8 +244,10 @@ class SourceProvider : public IObject {
 /// The host itself, as a splitter sees it. Not reference counted: it outlives every splitter.
 class HostContext {
  public:
-  /// Slot 0. Finds who can open `sourceName`.
-  /// @param out  out-slot; receives a SourceProvider
+  /// Slot 0. Finds who can open `sourceName`. Without one the creation answers
+  /// TIOResult::sourceNotFound.
+  /// @param sourceName  as the host gave it to the factory, up to its NUL
+  /// @param out  out-slot of the plug-in, null before; receives a SourceProvider
   /// @return not 0 when the name was resolved
   virtual uint32_t resolveSource(const char16_t* sourceName, void** out) = 0;
 
@@ -218,8 +272,10 @@ class AudioFormat {
  public:
   /// Slot 0. There is no audio stream.
   virtual void clear() = 0;
-  /// Slot 1. @param config  `configSize` bytes of decoder configuration, borrowed for the call;
-  /// never null
+  /// Slot 1. There is one.
+  /// @param mediaId  kMediaAac or kMediaMp3
+  /// @param config  `configSize` bytes, never null. AAC: the AudioSpecificConfig. MP3: as a rule no
+  ///        bytes.
   virtual void set(const Guid* mediaId, const uint8_t* config, uint32_t configSize) = 0;
 
  protected:
@@ -231,8 +287,12 @@ class VideoFormat {
  public:
   /// Slot 0. There is no video stream.
   virtual void clear() = 0;
-  /// Slot 1. @param config  `configSize` bytes of decoder configuration, borrowed for the call;
-  /// never null
+  /// Slot 1. There is one.
+  /// @param mediaId  kMediaMpeg4Visual or kMediaH264
+  /// @param config  `configSize` bytes, never null. MPEG-4 Visual: the headers from the
+  ///        VisualObjectSequence to the VideoObjectLayer. H.264: every sequence parameter set, then
+  ///        every picture parameter set, each after its length in 16 bits, big-endian. There are no
+  ///        counts; the low five bits of a set's first byte tell its type (7 sequence, 8 picture).
   /// @param width, height  pixels; -1 when the file gives none
   virtual void set(const Guid* mediaId, const uint8_t* config, uint32_t configSize, int32_t width,
                    int32_t height) = 0;
@@ -242,48 +302,61 @@ class VideoFormat {
 };
 
 /// A packet of compressed audio. Frames are sample frames: one value per channel.
+///
+/// The plug-in fills it in the order setMediaId, readPayload, setSampleRate, setFrameCount,
+/// setStartOffset, setFurtherValue. Then it trims the packet: it gets the frame count and the start
+/// offset and sets them anew. Of a packet that only primes the decoder it sets the frame count to 0
+/// instead. After an operation that failed the packet's contents have no meaning.
 class AudioPacket {
  public:
   virtual void unusedSlot0() = 0;
   virtual void unusedSlot1() = 0;
-  /// Slot 2. Frames that the host is to play of this packet.
+  /// Slot 2. @return what setFrameCount() was given last
   virtual uint32_t getFrameCount() = 0;
-  /// Slot 3. Frames that the host is to drop from the head of the decoded packet.
+  /// Slot 3. @return what setStartOffset() was given last
   virtual uint32_t getStartOffset() = 0;
   virtual void unusedSlot4() = 0;
   virtual void unusedSlot5() = 0;
   virtual void unusedSlot6() = 0;
-  /// Slot 7.
+  /// Slot 7. kMediaAac or kMediaMp3.
   virtual void setMediaId(const Guid* mediaId) = 0;
   /// Slot 8.
   virtual void setSampleRate(uint32_t hz) = 0;
-  /// Slot 9. 0 marks a packet that only primes the decoder.
+  /// Slot 9. Frames of the decoded packet that the host plays; 0 marks a packet that only primes
+  /// the decoder.
   virtual void setFrameCount(uint32_t frames) = 0;
-  /// Slot 10.
+  /// Slot 10. Frames of the decoded packet that the host drops before those that it plays.
   virtual void setStartOffset(uint32_t frames) = 0;
   virtual void unusedSlot11() = 0;
   /// Slot 12. Always given 0.
   virtual void setFurtherValue(uint32_t value) = 0;
-  /// Slot 13. Takes the payload: `count` bytes from `reader`, which stands at their start.
+  /// Slot 13. Takes the payload: `count` bytes from `reader`, which stands at their start. Takes
+  /// all of them, or fails: with the code of a read that failed, with TIOResult::failed when the
+  /// reader has fewer. The read then fails with that code, and may be repeated. `count` comes from
+  /// the file and may exceed what the file holds, so a host doesn't trust it with its memory.
+  /// @param reader  reader face of the plug-in's own stream, for this call only
   virtual TIOResult readPayload(HostStreamReader* reader, uint32_t count, CancelToken* token) = 0;
 
  protected:
   ~AudioPacket() = default;
 };
 
-/// A packet of compressed video.
+/// A packet of compressed video: one sample of the file, as a rule one picture. The payload of
+/// H.264 is a sequence of NAL units, each after its big-endian length. The interface has no place
+/// for the size of that length; hosts take 4 bytes, which nearly all files have. The payload of
+/// MPEG-4 Visual is the bare bit stream.
 class VideoPacket {
  public:
   virtual void unusedSlot0() = 0;
   virtual void unusedSlot1() = 0;
   virtual void unusedSlot2() = 0;
   virtual void unusedSlot3() = 0;
-  /// Slot 4. Empties the packet.
+  /// Slot 4. Empties the packet. Called when its payload could not be taken.
   virtual void reset() = 0;
-  /// Slot 5.
+  /// Slot 5. kMediaMpeg4Visual or kMediaH264.
   virtual void setMediaId(const Guid* mediaId) = 0;
   virtual void unusedSlot6() = 0;
-  /// Slot 7. Takes the payload: `count` bytes from `reader`, which stands at their start.
+  /// Slot 7. Takes the payload, as AudioPacket::readPayload().
   virtual TIOResult readPayload(HostStreamReader* reader, uint32_t count, CancelToken* token) = 0;
   /// Slot 8. Pixels; -1 when the file gives none.
   virtual void setPictureSize(int32_t width, int32_t height) = 0;
@@ -295,7 +368,7 @@ class VideoPacket {
 /// What describeItem() tells about an item beside its tags and chapters: 88 bytes, zero where
 /// nothing is known. A width or height that the file does not give is all ones.
 struct ItemDescription {
-  uint32_t bitRate;     ///< of the whole file, bits per second
+  uint32_t bitRate;     ///< of the whole file, bits per second, whichever item is described
   uint32_t sampleRate;  ///< Hz
   uint32_t channels;
   uint32_t width;            ///< pixels
@@ -314,16 +387,22 @@ enum ReplayGainFlag : uint32_t {  // ABI: do not renumber
   kAlbumPeakPresent = 0x8,
 };
 
-/// A tag position that means "behind the last tag".
+/// A tag position that means "after the last tag".
 inline constexpr uint32_t kAppendTags = 0xffffffff;
 
-/// Receives the description of an item. Gains are in 1/10,000 dB, peaks in 2^-23 of full scale.
+/// Receives the description of an item, in this order: setDuration, setDescription, then for the
+/// whole file beginChapters, addChapter for each, setFlags(0), and for a chapter setFlags(0), then
+/// its tags. Gains are in 1/10,000 dB, peaks in 2^-23 of full scale.
+///
+/// The four replay-gain tags come as numbers. For each the plug-in asks for the flags, sets them
+/// with the value's own flag added, then sets the value; so the host keeps the flags, and has no
+/// need to set any itself.
 class MediaInfo {
  public:
   virtual uint64_t getDuration() = 0;              ///< Slot 0. Host units.
   virtual void setDuration(Word64 hostUnits) = 0;  ///< Slot 1.
   virtual uint32_t getFlags() = 0;                 ///< Slot 2. ReplayGainFlag bits.
-  virtual void setFlags(uint32_t flags) = 0;       ///< Slot 3. Given 0 before tags, after chapters.
+  virtual void setFlags(uint32_t flags) = 0;       ///< Slot 3. ReplayGainFlag bits.
   virtual int32_t getTrackGain() = 0;              ///< Slot 4.
   virtual void setTrackGain(int32_t value) = 0;    ///< Slot 5.
   virtual int32_t getAlbumGain() = 0;              ///< Slot 6.
@@ -335,14 +414,17 @@ class MediaInfo {
   virtual void unusedSlot12() = 0;
   virtual void unusedSlot13() = 0;
   virtual void unusedSlot14() = 0;
-  /// Slot 15. Adds `count` tags; always called with position kAppendTags and one tag.
+  /// Slot 15. Adds `count` tags; always called with position kAppendTags, one tag, and lengths of
+  /// kUntilNul. A name with several values comes once for each.
   virtual void addTags(uint32_t position, uint32_t count, const char16_t* const* keys,
                        const uint32_t* keyLengths, const char16_t* const* values,
                        const uint32_t* valueLengths) = 0;
   virtual void unusedSlot16() = 0;
   /// Slot 17. `count` chapters follow.
   virtual void beginChapters(uint32_t count) = 0;
-  /// Slot 18. @param start  host units from the start of the file
+  /// Slot 18. @param index  zero-based
+  /// @param start  host units from the start of the file
+  /// @param titleLength  always kUntilNul; a chapter without a title has an empty one
   virtual void addChapter(uint32_t index, Word64 start, const char16_t* title,
                           uint32_t titleLength) = 0;
   virtual void unusedSlot19() = 0;
@@ -361,7 +443,7 @@ class IModuleDescriptor;
 /// Receives the module's descriptor from ISplitterModule::enumerate().
 class ModuleSink {
  public:
-  /// Slot 0. @return handed back to the caller of enumerate()
+  /// Slot 0. @return any value; enumerate() returns it
   virtual uint32_t onModule(IModuleDescriptor* descriptor) = 0;
 
  protected:
@@ -372,16 +454,19 @@ class ModuleSink {
 // What the plug-in implements
 
 /// A splitter that tells about a file: its items, their streams, chapters and tags (creation mode
-/// 0). A file with video is one item; an audio-only file has one item for every chapter. Item
-/// identifier 0 stands for the whole file, n for chapter n - 1.
+/// 0). A file with video is one item; an audio-only file has one item for every chapter, and is one
+/// chapter when it has no marks. Item identifier 0 stands for the whole file, n for chapter n - 1.
 class IMediaSplitter : public IObject {
  public:
   /// Slot 4. Number of items, at least 1.
   virtual uint32_t getItemCount() = 0;
   /// Slot 5. Identifier of the item at a zero-based index.
   virtual uint32_t getItemId(uint32_t index) = 0;
-  /// Slot 6. Selects the item and tells `info` its duration, its record and, for the whole file,
-  /// the chapters, or, for a chapter, its tags. An identifier out of range selects the whole file.
+  /// Slot 6. Selects the item and tells `info` its duration (kUnknown64 when unknown), its record
+  /// and, for the whole file, the chapters, or, for a chapter, its tags. An identifier out of range
+  /// selects the whole file. The tags of a file with video are those of identifier 1, its first
+  /// chapter. On a splitter that plays, the selection moves the range that seeks and ends refer to:
+  /// describe first, then start.
   virtual TIOResult describeItem(uint32_t itemId, MediaInfo* info, CancelToken* token) = 0;
   /// Slot 7. Forwards to slot 11 of the host stream.
   virtual uint32_t passThroughTwo(uintptr_t first, uintptr_t second) = 0;
@@ -402,32 +487,48 @@ class IMediaSplitterAlt : public IMediaSplitter {
 
 /// What IMediaSplitterEx::nextStream() answers.
 enum NextStream : uint32_t {  // ABI: do not renumber
-  kNextNone = 0,              ///< both streams are at their end
+  kNextNone = 0,              ///< no stream has a packet left
   kNextVideo = 1,
   kNextAudio = 2,
 };
 
-/// A splitter that plays (creation mode 1).
+/// A splitter that plays (creation mode 1). Everything that reads or seeks comes after a
+/// startItem() that succeeded.
 class IMediaSplitterEx : public IMediaSplitter {
  public:
   /// Slot 8. Selects the item, tells the formats of the streams that the host wants and goes to the
-  /// item's start. A null format argument means that the host does not want that stream.
+  /// item's start. A null format argument means that the host doesn't want that stream; a stream
+  /// that the file doesn't have is told by clear(). With no stream left the call fails with
+  /// TIOResult::failed. A call that fails may have told formats before. May be called again, for
+  /// the same item or another.
   virtual TIOResult startItem(uint32_t itemId, AudioFormat* audioFormat, VideoFormat* videoFormat,
                               CancelToken* token) = 0;
-  /// Slot 9. Fills `packet` with the next audio packet, or sets the byte `*endOfStream` to 1.
+  /// Slot 9. Fills `packet` with the next audio packet, or sets the byte `*endOfStream` to 1 and
+  /// leaves the packet alone. After a seek up to ten packets come first that only prime the decoder
+  /// (frame count 0); the frames of those that follow begin exactly at the target and end exactly
+  /// at the item's end. Packets carry no time: a host counts frames.
   virtual TIOResult readAudioPacket(AudioPacket* packet, uint8_t* endOfStream,
                                     CancelToken* token) = 0;
-  /// Slot 10. Fills `packet` with the next video packet, or sets the byte `*endOfStream` to 1.
-  /// @param time  receives the presentation time in host units from the item's start (eight bytes)
+  /// Slot 10. Fills `packet` with the next video packet in decoding order, or sets the byte
+  /// `*endOfStream` to 1 and leaves packet and time alone. After a seek the first one is the key
+  /// frame at or before the target in decoding order, or the very next sample where that is one.
+  /// @param time  receives the presentation time in host units from the item's start: eight bytes,
+  ///        a signed number. A key frame before the item's start has a negative time.
   virtual TIOResult readVideoPacket(VideoPacket* packet, uint8_t* endOfStream, uint64_t* time,
                                     CancelToken* token) = 0;
-  /// Slot 11. Tells which stream to read next, so that the file is read nearly in order.
+  /// Slot 11. Tells which stream to read next, so that the file is read nearly in order. It looks
+  /// at times and places in the file, so it may go on naming a stream that has reported its end: a
+  /// host stops reading a stream at its end, and reads the other one instead until that ends, too.
   /// @param which  receives a NextStream value
   virtual TIOResult nextStream(uint32_t* which) = 0;
-  /// Slot 12. Goes to `offset` host units from the item's start.
+  /// Slot 12. Goes to `offset` host units from the item's start, modulo 2^64: a negative offset is
+  /// a place before it, such as the time of a key frame there. At or past the item's end both
+  /// streams are at their end. Fails with TIOResult::failed where the samples of a started stream
+  /// don't reach to the target; the host then seeks elsewhere before it reads.
   virtual TIOResult seekTo(Word64 offset, CancelToken* token) = 0;
-  /// Slot 13. Like seekTo(), and fetches the key frame there into `packet`; the next read delivers
-  /// it once more.
+  /// Slot 13. Like seekTo(), and fetches the key frame there into `packet`, so that it can be shown
+  /// at once; the next read delivers it once more. The packet is reset when there is no such frame
+  /// or it can't be read, which is no failure.
   virtual TIOResult seekWithKeyFrame(VideoPacket* packet, Word64 offset, CancelToken* token) = 0;
   /// Slot 14. @return 1
   virtual uint32_t slot14() = 0;
@@ -439,7 +540,10 @@ class IMediaSplitterEx : public IMediaSplitter {
 };
 
 /// Makes splitters. Lives as long as its module; addRef() and release() return 1 and count nothing.
-/// A creation that fails leaves the out-slot as it was.
+/// A creation stores a splitter with one reference, the caller's, or fails and leaves the out-slot
+/// as it was: with TIOResult::sourceNotFound when the host can't resolve the name, with the host's
+/// code when opening or reading fails, with TIOResult::failed for a file that can't be played, with
+/// TIOResult::outOfMemory when there is no room for the splitter.
 class ISplitterFactory : public IObject {
  public:
   /// Slot 4. Creation mode 0: stores an IMediaSplitter.
@@ -450,7 +554,7 @@ class ISplitterFactory : public IObject {
   /// Slot 6. Creation mode 1: stores an IMediaSplitterEx.
   virtual TIOResult createSplitterEx(void** out, const char16_t* sourceName,
                                      CancelToken* token) = 0;
-  /// Slot 7. @return not 0 when `fileName` matches the file filter
+  /// Slot 7. @return not 0 when `fileName` matches the file filter. Creations don't ask this.
   virtual uint32_t matchesFilter(const char16_t* fileName) = 0;
   /// Slot 8. Writes the file filter, patterns separated by ';', into `sink`. @return 1
   virtual uint32_t getFilter(IStringSink* sink) = 0;
@@ -477,16 +581,19 @@ class IModuleDescriptor {
 /// deletingDestructor(1) after its splitters are released.
 class ISplitterModule {
  public:
-  /// Slot 0. @return 2
+  /// Slot 0. @return kInterfaceVersion
   virtual uint32_t getVersion() = 0;
-  /// Slot 1. Gives the module its host. The first host stays; a later call does nothing.
+  /// Slot 1. Gives the module its host. The first host stays; a later call does nothing. Null
+  /// counts as a host, too: every creation of its factory answers TIOResult::sourceNotFound.
   virtual void attachHost(HostContext* hostContext) = 0;
-  /// Slot 2. Calls `sink` with the descriptor when a host is attached.
-  /// @return what the sink returned, or 0 without a host
+  /// Slot 2. Calls `sink` with the descriptor when a host is attached and there was memory for the
+  /// factory.
+  /// @return what the sink returned, or 0 without a factory
   virtual uint32_t enumerate(ModuleSink* sink) = 0;
   /// Slot 3. @return the address of kModuleClassId's bytes
   virtual const Guid* getClassId() = 0;
-  /// Slot 4. Destroys the factory and the module; bit 0 of `flags` frees the memory.
+  /// Slot 4. Destroys the factory and the module; bit 0 of `flags` frees the memory, so a host
+  /// passes 1.
   virtual void deletingDestructor(uint32_t flags) = 0;
 
  protected:

@@ -1,0 +1,2 @@
+// The public header needs nothing before it, and may be included twice.
+#include <vela_splitter.h>
