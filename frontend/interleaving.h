@@ -6,8 +6,8 @@
 
 namespace vela {
 
-/// One stream may run ahead of the other by so much (1.75 s in host units) before the other is read
-/// regardless of where its samples lie in the file.
+/// How far (1.75 s in host units) one stream may run ahead before the other is read wherever its
+/// samples lie in the file.
 inline constexpr uint64_t kInterleaveSpan = 29360128;
 static_assert(kInterleaveSpan == uint64_t{kHostUnitsPerSecond} * 7 / 4);
 
@@ -17,9 +17,9 @@ struct NextSample {
   uint64_t fileOffset;  ///< bytes
 };
 
-/// Which of the two next samples to read: none that begins at or after `rangeEnd` (host units), the
-/// one that lags behind by more than the span, else the one that comes first in the file. Samples
-/// at the same place go to video.
+/// Which of the two next samples to read: none that begins at or after `rangeEnd` (host units),
+/// then the one that lags by more than the span, else the one that comes first in the file. Video
+/// wins where both have the same place.
 constexpr NextStream chooseStream(const NextSample& audio, const NextSample& video,
                                   uint64_t rangeEnd) noexcept {
   const bool audioEnded = audio.time >= rangeEnd;

@@ -1,5 +1,8 @@
-// References to counted objects, and the one rule by which they are stored.
+// References to counted objects, the rule by which they are stored, and the two ways in which a
+// host receives one: an out-slot, and the answer to queryInterface().
 #pragma once
+#include <cstring>
+
 #include "frontend/vela_splitter.h"
 
 namespace vela {
@@ -21,6 +24,18 @@ void assignOutSlot(void** out, Interface* value) {
   void* const previous = *out;
   *out = value;
   if (previous) static_cast<IObject*>(previous)->release();
+}
+
+inline bool sameGuid(const Guid& left, const Guid& right) noexcept {
+  return std::memcmp(left.bytes, right.bytes, sizeof left.bytes) == 0;
+}
+
+/// The rule of queryInterface(): an object that answers is stored in the out-slot; one that does
+/// not leaves the slot alone.
+template <class Interface>
+uint32_t answerQuery(bool answers, Interface* object, void** out) {
+  if (answers) assignOutSlot(out, object);
+  return answers ? 1 : 0;
 }
 
 /// Holds one reference to a counted object, or none.

@@ -3,7 +3,6 @@
 
 #include "frontend/guarded.h"
 #include "frontend/host_time.h"
-#include "frontend/sample_frames.h"
 #include "frontend/splitter_session.h"
 
 namespace vela {
@@ -15,8 +14,8 @@ atomkit::SampleInfo SplitterSession::locate(atomkit::SampleCursor& cursor, uint3
   return info;
 }
 
-// Until the packet is filled nobody knows where the stream stands: after a failure the next read
-// seeks, also when it is for the same sample.
+// The place counts as unknown until the packet is filled, so that after a failure the next read
+// seeks, even for the same sample.
 void SplitterSession::positionStream(uint64_t offset, CancelToken* token) {
   const bool standsThere = nextReadOffset_ != kUnknown64 && offset == nextReadOffset_;
   nextReadOffset_ = kUnknown64;
@@ -66,7 +65,9 @@ void SplitterSession::fillAudio(AudioPacket& packet, uint32_t size, uint32_t fra
   packet.setFurtherValue(0);
 }
 
-// Cuts what lies before the seek target from the head, and what lies behind the range from the end.
+// Cuts what lies before the seek target from the head, and what lies past the range from the end.
+// DELIBERATE D-051: frame count and start offset are read back from the packet after they were
+// written to it, because a host's packet may hold other values than it was given.
 void SplitterSession::trimAudio(AudioPacket& packet) {
   const uint32_t frames = packet.getFrameCount();
   const uint32_t dropped = std::min(frames, framesToDrop_);
@@ -83,10 +84,10 @@ void SplitterSession::trimAudio(AudioPacket& packet) {
   }
 }
 
-// DELIBERATE D-044: samples come in decoding order, and the first one that is shown at or behind
-// the range's end stops the delivery, also when later ones would be shown before it.
-// DELIBERATE D-047: the time counts from the item's start. A key frame that lies before it, where
-// an item does not begin at one, has a time below zero modulo 2^64.
+// DELIBERATE D-044: samples come in decoding order, and the first one that is shown at or after the
+// range's end stops the delivery, even when later ones would be shown before it.
+// DELIBERATE D-047: the time counts from the item's start. Where an item does not begin at a key
+// frame, the key frame before it has a time below zero, modulo 2^64.
 TIOResult SplitterSession::readVideoPacket(VideoPacket& packet, uint8_t& endOfStream,
                                            uint64_t& time, CancelToken* token) {
   endOfStream = 0;

@@ -7,55 +7,50 @@
 
 namespace vela {
 
-uint32_t BufferedHostStream::release() {
+uint32_t ReadCache::release() {
   const int32_t count = refs_.decrement();
   if (count == 0) deletingDestructor(kFreeMemory);
   return static_cast<uint32_t>(count);
 }
 
-void BufferedHostStream::deletingDestructor(uint32_t flags) { destroyObject(this, flags); }
+void ReadCache::deletingDestructor(uint32_t flags) { destroyObject(this, flags); }
 
-uint32_t BufferedHostStream::canSeek() {
-  const uint32_t answer = stream_->canSeek();
-  forwardOnly_ = answer ? 0 : 1;
-  if (forwardOnly_ && hostPosition_ == kUnknown64) hostPosition_ = 0;
-  return answer;
+void ReadCache::readForwardOnly() noexcept {
+  forwardOnly_ = 1;
+  hostPosition_ = 0;
 }
 
-TIOResult BufferedHostStream::seek(uint32_t low, uint32_t high, CancelToken*) {
+TIOResult ReadCache::seek(uint32_t low, uint32_t high, CancelToken*) {
   position_ = fromWord64({low, high});
   return TIOResult::success;
 }
 
-TIOResult BufferedHostStream::setLength(uint32_t low, uint32_t high, CancelToken* token) {
+TIOResult ReadCache::setLength(uint32_t low, uint32_t high, CancelToken* token) {
   dropBlocks();
   forgetHostPosition();
   return stream_->setLength(low, high, token);
 }
 
-TIOResult BufferedHostStream::getLength(uint64_t* length, CancelToken* token) {
+TIOResult ReadCache::getLength(uint64_t* length, CancelToken* token) {
   return stream_->getLength(length, token);
 }
 
-TIOResult BufferedHostStream::getPosition(uint64_t* position, CancelToken*) {
+TIOResult ReadCache::getPosition(uint64_t* position, CancelToken*) {
   *position = position_;
   return TIOResult::success;
 }
 
-uint32_t BufferedHostStream::passThroughTwo(uintptr_t first, uintptr_t second) {
+uint32_t ReadCache::passThroughTwo(uintptr_t first, uintptr_t second) {
   return stream_->passThroughTwo(first, second);
 }
 
-uint32_t BufferedHostStream::passThroughOne(uintptr_t argument) {
-  return stream_->passThroughOne(argument);
-}
+uint32_t ReadCache::passThroughOne(uintptr_t argument) { return stream_->passThroughOne(argument); }
 
-TIOResult BufferedHostStream::read(void* buffer, uint32_t count, uint32_t* done,
-                                   CancelToken* token) {
+TIOResult ReadCache::read(void* buffer, uint32_t count, uint32_t* done, CancelToken* token) {
   return copy(static_cast<uint8_t*>(buffer), count, done, token);
 }
 
-TIOResult BufferedHostStream::skip(uint32_t count, uint32_t* done, CancelToken* token) {
+TIOResult ReadCache::skip(uint32_t count, uint32_t* done, CancelToken* token) {
   if (forwardOnly_) return copy(nullptr, count, done, token);
   const uint64_t lastSkipped = position_ + count - 1;
   if (count != 0 && (lastSkipped < position_ || !findBlock(lastSkipped))) {
@@ -73,7 +68,7 @@ TIOResult BufferedHostStream::skip(uint32_t count, uint32_t* done, CancelToken* 
 
 /// Skips on a stream that seeks but does not tell its length, so that the end shows: a short way
 /// through the blocks, a long one by the host's own skip.
-TIOResult BufferedHostStream::skipUnbounded(uint32_t count, uint32_t* done, CancelToken* token) {
+TIOResult ReadCache::skipUnbounded(uint32_t count, uint32_t* done, CancelToken* token) {
   if (count <= kBlockSize) return copy(nullptr, count, done, token);
   TIOResult result = TIOResult::success;
   if (hostPosition_ != position_) result = moveHost(position_, token);
@@ -91,8 +86,7 @@ TIOResult BufferedHostStream::skipUnbounded(uint32_t count, uint32_t* done, Canc
   return TIOResult::success;
 }
 
-TIOResult BufferedHostStream::write(const void* buffer, uint32_t count, uint32_t* done,
-                                    CancelToken* token) {
+TIOResult ReadCache::write(const void* buffer, uint32_t count, uint32_t* done, CancelToken* token) {
   dropBlocks();
   if (hostPosition_ != position_) {
     const TIOResult result = moveHost(position_, token);
@@ -112,8 +106,7 @@ TIOResult BufferedHostStream::write(const void* buffer, uint32_t count, uint32_t
 }
 
 /// Moves `count` bytes on; copies them when `target` is not null.
-TIOResult BufferedHostStream::copy(uint8_t* target, uint32_t count, uint32_t* done,
-                                   CancelToken* token) {
+TIOResult ReadCache::copy(uint8_t* target, uint32_t count, uint32_t* done, CancelToken* token) {
   uint32_t copied = 0;
   while (copied < count) {
     // DELIBERATE D-006: the bytes copied so far are not reported, and the position stays behind
@@ -143,7 +136,7 @@ TIOResult BufferedHostStream::copy(uint8_t* target, uint32_t count, uint32_t* do
   return TIOResult::success;
 }
 
-BufferedHostStream::Block* BufferedHostStream::findBlock(uint64_t position) {
+ReadCache::Block* ReadCache::findBlock(uint64_t position) {
   for (Block& block : blocks_) {
     if (block.valid && block.start <= position && position - block.start < block.validLength) {
       return &block;
@@ -153,7 +146,7 @@ BufferedHostStream::Block* BufferedHostStream::findBlock(uint64_t position) {
 }
 
 /// The first block that is free, or else the one that was not used for the longest time.
-BufferedHostStream::Block& BufferedHostStream::blockToFill() {
+ReadCache::Block& ReadCache::blockToFill() {
   Block* oldest = &blocks_[0];
   for (Block& block : blocks_) {
     if (!block.valid) return block;
@@ -162,7 +155,7 @@ BufferedHostStream::Block& BufferedHostStream::blockToFill() {
   return *oldest;
 }
 
-TIOResult BufferedHostStream::fill(Block& block, CancelToken* token) {
+TIOResult ReadCache::fill(Block& block, CancelToken* token) {
   // DELIBERATE D-002: only this one bit of the position is cleared, which is no alignment: a block
   // begins at the position itself or exactly 8,192 bytes before it. Hosts see where blocks begin,
   // and are tuned to it.
@@ -192,7 +185,7 @@ TIOResult BufferedHostStream::fill(Block& block, CancelToken* token) {
   return TIOResult::success;
 }
 
-TIOResult BufferedHostStream::moveHost(uint64_t position, CancelToken* token) {
+TIOResult ReadCache::moveHost(uint64_t position, CancelToken* token) {
   const Word64 target = toWord64(position);
   const TIOResult result = stream_->seek(target.low, target.high, token);
   if (result == TIOResult::success) {
@@ -205,11 +198,11 @@ TIOResult BufferedHostStream::moveHost(uint64_t position, CancelToken* token) {
 
 /// After a call that failed the host's stream may stand anywhere, so that the next fill seeks. One
 /// that can't seek is taken to stand where it was.
-void BufferedHostStream::forgetHostPosition() {
+void ReadCache::forgetHostPosition() {
   if (!forwardOnly_) hostPosition_ = kUnknown64;
 }
 
-void BufferedHostStream::dropBlocks() {
+void ReadCache::dropBlocks() {
   for (Block& block : blocks_) block.valid = 0;
 }
 

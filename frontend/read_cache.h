@@ -1,4 +1,4 @@
-// BufferedHostStream: the read cache between the MP4 library and the host's stream.
+// ReadCache: the read cache between the MP4 library and the host's stream.
 #pragma once
 #include <cstdint>
 
@@ -9,20 +9,22 @@
 namespace vela {
 
 /// A stream over the host's stream that keeps four blocks of it in memory. It has a position of its
-/// own: seek() moves nothing but that, and the host's stream is sought when a block is filled at a
-/// place other than where it stands. A place behind the end shows as a short read.
-///
-/// A host's stream that can't seek is only read forward. The cache learns that from canSeek(),
-/// which is to be asked before the first transfer, while the stream stands at its start.
-class BufferedHostStream final : public HostStream {
+/// own, and seek() moves that alone: the host's stream is sought when a block is filled elsewhere
+/// than where it stands. A place past the end shows as a short read.
+class ReadCache final : public HostStream {
  public:
   static constexpr uint32_t kBlockSize = 16384;  // bytes
   static constexpr uint32_t kBlockCount = 4;
 
-  /// The new object has the count 0. @param stream  the host's; a reference is held
-  explicit BufferedHostStream(HostStream* stream) : stream_(stream) {}
-  BufferedHostStream(const BufferedHostStream&) = delete;
-  BufferedHostStream& operator=(const BufferedHostStream&) = delete;
+  /// The new object has the count 0 and takes the host's stream for one that can seek.
+  /// @param stream  the host's; a reference is held
+  explicit ReadCache(HostStream* stream) : stream_(stream) {}
+  ReadCache(const ReadCache&) = delete;
+  ReadCache& operator=(const ReadCache&) = delete;
+
+  /// For a host's stream that can't seek, which stands at its start: from now on it is only read
+  /// forward. Called before the first transfer or not at all.
+  void readForwardOnly() noexcept;
 
   uint32_t addRef() override { return static_cast<uint32_t>(refs_.increment()); }
   uint32_t release() override;
@@ -30,7 +32,8 @@ class BufferedHostStream final : public HostStream {
   uint32_t queryInterface(const Guid*, void**) override { return 0; }
   void deletingDestructor(uint32_t flags) override;
 
-  uint32_t canSeek() override;
+  /// Asks the host.
+  uint32_t canSeek() override { return stream_->canSeek(); }
   TIOResult seek(uint32_t low, uint32_t high, CancelToken* token) override;
   void unusedSlot6() override {}
   /// Drops all blocks.
@@ -53,7 +56,7 @@ class BufferedHostStream final : public HostStream {
     uint8_t data[kBlockSize];
     uint32_t validLength = 0;  // bytes
     uint64_t start = 0;        // place in the stream, bytes
-    uint64_t useStamp = 0;     // of the use clock; the smallest is the longest unused
+    uint64_t useStamp = 0;     // of the use clock; the smallest is the least recently used
     uint8_t valid = 0;
   };
 

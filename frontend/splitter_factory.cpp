@@ -1,6 +1,5 @@
 #include "frontend/splitter_factory.h"
 
-#include "frontend/identifiers.h"
 #include "frontend/object_memory.h"
 #include "frontend/out_slot.h"
 #include "frontend/splitter_object.h"
@@ -26,6 +25,7 @@ uint32_t FactoryCreationFace::queryInterface(const Guid* iid, void** out) {
 template <class Splitter>
 TIOResult FactoryCreationFace::create(void** out, const char16_t* sourceName, CancelToken* token) {
   HostContext* const hostContext = static_cast<SplitterFactory*>(this)->hostContext();
+  if (!hostContext) return TIOResult::sourceNotFound;
   Splitter* const object = VMemory::GNew<Splitter>(hostContext);
   if (!object) return TIOResult::outOfMemory;
   // A failed object goes with this reference; one that opened is left with the caller's.

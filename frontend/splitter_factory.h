@@ -9,8 +9,8 @@ namespace vela {
 /// Names of the files that the plug-in opens, patterns separated by ';'.
 inline constexpr char16_t kFileFilter[] = u"*.MP4;*.M4A";
 
-/// First face of the factory. Both faces have a destroying operation; they stand in classes of
-/// their own because these two do different things.
+/// First face of the factory. Each face is a class of its own because both have an operation
+/// deletingDestructor(), and the two do different things.
 class FactoryDescriptorFace : public IModuleDescriptor {
  public:
   uint32_t getInterface(void** out) final;
@@ -47,7 +47,8 @@ class FactoryCreationFace : public ISplitterFactory {
 /// Fields in order: the two table pointers, then the host.
 class SplitterFactory final : public FactoryDescriptorFace, public FactoryCreationFace {
  public:
-  /// @param hostContext  not counted; it must outlive every splitter that the factory makes
+  /// @param hostContext  not counted; it must outlive every splitter that the factory makes. Null
+  ///        for a factory without a host, which finds no source
   explicit SplitterFactory(HostContext* hostContext) noexcept : hostContext_(hostContext) {}
   SplitterFactory(const SplitterFactory&) = delete;
   SplitterFactory& operator=(const SplitterFactory&) = delete;

@@ -1,13 +1,15 @@
 // The splitter objects: one class for each creation mode, all of one layout.
-//   table pointer of the mode's interface; the embedded session; the reference count
+//   table pointer of the mode's interface; the embedded session; the reference count; and whether
+//   an operation is running
 #pragma once
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "frontend/guarded.h"
-#include "frontend/identifiers.h"
 #include "frontend/interlocked_counter.h"
 #include "frontend/object_memory.h"
+#include "frontend/out_slot.h"
 #include "frontend/splitter_session.h"
 #include "frontend/vela_splitter.h"
 
@@ -34,7 +36,7 @@ class SplitterObject : public Interface {
   uint32_t getItemCount() final { return session_.getItemCount(); }
   uint32_t getItemId(uint32_t index) final { return session_.getItemId(index); }
   TIOResult describeItem(uint32_t itemId, MediaInfo* info, CancelToken* token) final {
-    return guarded([&] { return session_.describeItem(itemId, *info, token); });
+    return exclusive([&] { return session_.describeItem(itemId, *info, token); });
   }
   uint32_t passThroughTwo(uintptr_t first, uintptr_t second) final {
     return session_.passThroughTwo(first, second);
@@ -43,8 +45,23 @@ class SplitterObject : public Interface {
  protected:
   ~SplitterObject() = default;
 
+  /// Runs an operation that returns a result code. The host's objects that it calls may call the
+  /// splitter back, while session and cache are half changed: every such operation is refused from
+  /// there.
+  template <class Operation>
+  TIOResult exclusive(Operation&& operation) noexcept {
+    if (running_) return TIOResult::failed;
+    running_ = 1;
+    const TIOResult result = guarded(std::forward<Operation>(operation));
+    running_ = 0;
+    return result;
+  }
+
   SplitterSession session_;
+
+ private:
   InterlockedCounter refs_;
+  uint8_t running_ = 0;
 };
 
 /// Creation mode 0: tells about a file.
@@ -58,8 +75,8 @@ class InformationSplitter final : public SplitterObject<IMediaSplitter, Creation
   void deletingDestructor(uint32_t flags) override { destroyObject(this, flags); }
 };
 
-/// Creation mode 2. Never handed out, because its session refuses to open; the interface stands
-/// in the contract all the same.
+/// Creation mode 2. Never handed out, because its session refuses to open; the interface is part of
+/// the contract all the same.
 class RefusedSplitter final : public SplitterObject<IMediaSplitterAlt, CreationMode::refused> {
  public:
   using SplitterObject::SplitterObject;
@@ -86,18 +103,18 @@ class PlaybackSplitter final : public SplitterObject<IMediaSplitterEx, CreationM
   void deletingDestructor(uint32_t flags) override { destroyObject(this, flags); }
 
   TIOResult startItem(uint32_t itemId, AudioFormat* audioFormat, VideoFormat* videoFormat,
-                      CancelToken* token) override {
-    return guarded([&] { return session_.startItem(itemId, audioFormat, videoFormat, token); });
+                      CancelToken*) override {
+    return exclusive([&] { return session_.startItem(itemId, audioFormat, videoFormat); });
   }
   TIOResult readAudioPacket(AudioPacket* packet, uint8_t* endOfStream,
                             CancelToken* token) override {
-    return guarded([&] { return session_.readAudioPacket(*packet, *endOfStream, token); });
+    return exclusive([&] { return session_.readAudioPacket(*packet, *endOfStream, token); });
   }
   TIOResult readVideoPacket(VideoPacket* packet, uint8_t* endOfStream, uint64_t* time,
                             CancelToken* token) override {
     uint64_t presented = 0;
-    const TIOResult result =
-        guarded([&] { return session_.readVideoPacket(*packet, *endOfStream, presented, token); });
+    const TIOResult result = exclusive(
+        [&] { return session_.readVideoPacket(*packet, *endOfStream, presented, token); });
     // The host's eight bytes need not be aligned, and stay as they are without a packet.
     if (result == TIOResult::success && !*endOfStream) {
       std::memcpy(static_cast<void*>(time), &presented, sizeof presented);
@@ -105,13 +122,13 @@ class PlaybackSplitter final : public SplitterObject<IMediaSplitterEx, CreationM
     return result;
   }
   TIOResult nextStream(uint32_t* which) override {
-    return guarded([&] { return session_.nextStream(*which); });
+    return exclusive([&] { return session_.nextStream(*which); });
   }
-  TIOResult seekTo(Word64 offset, CancelToken* token) override {
-    return guarded([&] { return session_.seekTo(fromWord64(offset), token); });
+  TIOResult seekTo(Word64 offset, CancelToken*) override {
+    return exclusive([&] { return session_.seekTo(fromWord64(offset)); });
   }
   TIOResult seekWithKeyFrame(VideoPacket* packet, Word64 offset, CancelToken* token) override {
-    return guarded([&] { return session_.seekWithKeyFrame(*packet, fromWord64(offset), token); });
+    return exclusive([&] { return session_.seekWithKeyFrame(*packet, fromWord64(offset), token); });
   }
   uint32_t slot14() override { return 1; }
   uint32_t passThroughOne(uintptr_t argument) override { return session_.passThroughOne(argument); }

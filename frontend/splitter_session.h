@@ -17,9 +17,9 @@ enum class CreationMode : uint32_t {  // ABI: do not renumber
   refused = 2,                        ///< IMediaSplitterAlt
 };
 
-/// Operations that return a TIOResult return the host's code or one of their own, or throw it;
-/// the splitter objects put guarded() around them. Those that read from the stream take the token
-/// of the host's call.
+/// Operations that return a TIOResult return the host's code or one of their own, or throw it; the
+/// splitter objects turn both into a code, and keep two of them from running at the same time.
+/// Operations that read from the stream take the token of the host's call.
 class SplitterSession {
  public:
   explicit SplitterSession(HostContext* hostContext) noexcept : hostContext_(hostContext) {}
@@ -44,8 +44,7 @@ class SplitterSession {
   /// Selects the item, tells the formats of the wanted streams and goes to the item's start.
   /// @param audioFormat, videoFormat  null for a stream that the host does not want
   /// @throws atomkit::exception
-  TIOResult startItem(uint32_t itemId, AudioFormat* audioFormat, VideoFormat* videoFormat,
-                      CancelToken* token);
+  TIOResult startItem(uint32_t itemId, AudioFormat* audioFormat, VideoFormat* videoFormat);
   /// @throws atomkit::exception
   TIOResult readAudioPacket(AudioPacket& packet, uint8_t& endOfStream, CancelToken* token);
   /// @param time  receives host units from the item's start
@@ -55,9 +54,9 @@ class SplitterSession {
   /// @param which  receives a NextStream value
   /// @throws atomkit::exception
   TIOResult nextStream(uint32_t& which);
-  /// @param offset  host units from the item's start
+  /// @param offset  host units from the item's start, modulo 2^64
   /// @throws atomkit::exception
-  TIOResult seekTo(uint64_t offset, CancelToken* token);
+  TIOResult seekTo(uint64_t offset);
   /// @throws atomkit::exception
   TIOResult seekWithKeyFrame(VideoPacket& packet, uint64_t offset, CancelToken* token);
 
@@ -73,11 +72,11 @@ class SplitterSession {
   bool hasVideo() const noexcept { return videoTrack_ >= 0; }
 
   // Steps of openSession(), in its order. All throw.
-  void openStream(const char16_t* sourceName, CancelToken* token);
-  void parseMovie(CreationMode mode, CancelToken* token);
+  /// @return how much of the file can be scanned: all of it only when the stream can seek
+  atomkit::ScanRange openStream(const char16_t* sourceName, CancelToken* token);
   void selectTracks();
-  bool selectAudio(uint32_t track);
-  bool selectVideo(uint32_t track);
+  void selectAudio(uint32_t track);
+  void selectVideo(uint32_t track);
   void takeTrackFigures();
 
   /// The record of describeItem().
@@ -106,7 +105,7 @@ class SplitterSession {
   atomkit::SampleCursor audioCursor_;
   atomkit::SampleCursor videoCursor_;
   atomkit::Movie movie_;
-  Reference<HostStream> stream_;  // the read cache over the host's stream
+  Reference<HostStream> stream_;  // the read cache over the host's stream, or that stream itself
   uint32_t audioNextSample_ = 0;  // next to deliver
   uint32_t audioSampleCount_ = 0;
   uint32_t videoNextSample_ = 0;  // next to deliver
@@ -129,7 +128,7 @@ class SplitterSession {
   uint64_t rangeEnd_ = 0;                 // host units, of the selected item
   int32_t selectedChapter_ = -1;          // -1 for the whole file
   uint64_t framesLeft_ = 0;               // sample frames until rangeEnd_
-  uint64_t nextReadOffset_ = kUnknown64;  // file offset behind the last packet read
+  uint64_t nextReadOffset_ = kUnknown64;  // file offset just after the last packet; or unknown
 };
 
 }  // namespace vela

@@ -141,6 +141,22 @@ TEST(Creation, FreesTheRefusedObject) {
   EXPECT_EQ(memory.blocksHeld(), 0u);
 }
 
+TEST(Creation, Gives3WithoutAHostInEveryModeEvenWithoutMemory) {
+  vela::SplitterFactory factory(nullptr);
+  vela::ISplitterFactory& creation = factory;
+  FakeHostStream previous;
+  previous.addRef();
+  void* out = previous.control();
+  for (const uint64_t failures : {uint64_t{0}, FailingHalAllocation::kNever}) {
+    const FailingHalAllocation memory(0, failures);
+    EXPECT_EQ(creation.createSplitter(&out, u"movie.mp4", nullptr), TIOResult::sourceNotFound);
+    EXPECT_EQ(creation.createSplitterAlt(&out, u"movie.mp4", nullptr), TIOResult::sourceNotFound);
+    EXPECT_EQ(creation.createSplitterEx(&out, u"movie.mp4", nullptr), TIOResult::sourceNotFound);
+  }
+  EXPECT_EQ(out, previous.control());
+  EXPECT_EQ(previous.references.count(), 1u);
+}
+
 TEST(Module, IsNullWithoutMemory) {
   const FailingHalAllocation noMemory(0);
   EXPECT_EQ(VelaEntry(), nullptr);

@@ -57,7 +57,7 @@ TEST(CutFile, EndsInACodeOrInWholePacketsAtEveryLength) {
       }
       ++opened;
       FakeAudioFormat audioFormat;
-      ASSERT_EQ(session.startItem(0, &audioFormat, nullptr, nullptr), TIOResult::success);
+      ASSERT_EQ(session.startItem(0, &audioFormat, nullptr), TIOResult::success);
       uint8_t endOfStream = 0;
       for (size_t i = 0; i < 12; ++i) {
         FakeAudioPacket packet;

@@ -207,9 +207,11 @@ TEST(Deliberate, D047_AKeyFrameBeforeTheItemHasATimeThatWraps) {
   EXPECT_EQ(seen[3], (Seen{13, vela::ticksToHostUnits(13 * 1000, 25000) - start}));
   EXPECT_GT(seen[0].time, vela::kUnknown64 / 2);
   EXPECT_LT(seen[3].time, kSecond);
-  // As an offset of a seek it lies past the end.
+  // It can be given to a seek, which goes to that key frame.
+  ASSERT_EQ(open.seek(vela::kUnknown64 - 1), TIOResult::success);
+  EXPECT_EQ(playVideo(open, 1), (std::vector<Seen>{{10, picture - start}}));
   ASSERT_EQ(open.seek(seen[0].time), TIOResult::success);
-  EXPECT_EQ(playVideo(open), std::vector<Seen>{});
+  EXPECT_EQ(playVideo(open, 2), (std::vector<Seen>{seen[0], seen[1]}));
 }
 
 TEST(Deliberate, D048_DescribingAnotherItemMovesTheRangeOfThePlayback) {

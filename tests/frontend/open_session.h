@@ -53,7 +53,7 @@ class OpenSession {
     return vela::guarded([&] { return session.describeItem(itemId, info, &token); });
   }
   vela::TIOResult start(uint32_t itemId, vela::AudioFormat* audio, vela::VideoFormat* video) {
-    return vela::guarded([&] { return session.startItem(itemId, audio, video, &token); });
+    return vela::guarded([&] { return session.startItem(itemId, audio, video); });
   }
   vela::TIOResult startAudio(uint32_t itemId = 0) { return start(itemId, &audioFormat, nullptr); }
   vela::TIOResult startVideo(uint32_t itemId = 0) { return start(itemId, nullptr, &videoFormat); }
@@ -61,7 +61,7 @@ class OpenSession {
     return start(itemId, &audioFormat, &videoFormat);
   }
   vela::TIOResult seek(uint64_t hostUnits) {
-    return vela::guarded([&] { return session.seekTo(hostUnits, &token); });
+    return vela::guarded([&] { return session.seekTo(hostUnits); });
   }
   vela::TIOResult seekWithKeyFrame(vela::VideoPacket& packet, uint64_t hostUnits) {
     return vela::guarded([&] { return session.seekWithKeyFrame(packet, hostUnits, &token); });

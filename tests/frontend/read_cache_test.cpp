@@ -14,7 +14,6 @@
 #include "tests/support/fake_stream.h"
 
 using boxes::Bytes;
-using vela::BufferedHostStream;
 using vela::HostStream;
 using vela::TIOResult;
 
@@ -38,7 +37,7 @@ class ReadCache : public testing::Test {
  protected:
   explicit ReadCache(size_t fileSize = 0x60000, Seekable seekable = Seekable::yes)
       : host(pattern(fileSize), seekable),
-        cache(VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host))) {
+        cache(VMemory::GNew<vela::ReadCache>(static_cast<HostStream*>(&host))) {
     host.expectedToken = &token;
   }
 
@@ -88,15 +87,12 @@ class ReadCache : public testing::Test {
 
   FakeHostStream host;
   FakeCancelToken token;
-  vela::Reference<BufferedHostStream> cache;
+  vela::Reference<vela::ReadCache> cache;
 };
 
 class ReadCacheWithoutSeeking : public ReadCache {
  protected:
-  ReadCacheWithoutSeeking() : ReadCache(0x10000, Seekable::no) {
-    EXPECT_EQ(cache->canSeek(), 0u);
-    host.calls.clear();
-  }
+  ReadCacheWithoutSeeking() : ReadCache(0x10000, Seekable::no) { cache->readForwardOnly(); }
 };
 
 class ShortReadCache : public ReadCache {
@@ -131,8 +127,8 @@ TEST(Deliberate, D002_ABlockBeginsAtThePlaceWithOneBitCleared) {
                {0x7777, 0x5777}, {0x100002345, 0x100000345}};
   for (const auto& one : cases) {
     FakeHostStream host;
-    const vela::Reference<BufferedHostStream> cache(
-        VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host)));
+    const vela::Reference<vela::ReadCache> cache(
+        VMemory::GNew<vela::ReadCache>(static_cast<HostStream*>(&host)));
     const vela::Word64 words = vela::toWord64(one.place);
     ASSERT_EQ(cache->seek(words.low, words.high, nullptr), TIOResult::success);
     uint8_t byte = 0;
@@ -187,8 +183,8 @@ TEST_F(ReadCache, ReplacesTheFirstOfBlocksWithEqualStamps) {
 
 TEST(Deliberate, D007_ABlockThatMetTheEndOfTheStreamIsTheNextToBeReplaced) {
   FakeHostStream host(pattern(0x30010));
-  const vela::Reference<BufferedHostStream> cache(
-      VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host)));
+  const vela::Reference<vela::ReadCache> cache(
+      VMemory::GNew<vela::ReadCache>(static_cast<HostStream*>(&host)));
   const auto callsToTouch = [&](uint32_t place) {
     host.calls.clear();
     uint8_t byte = 0;
@@ -266,8 +262,8 @@ TEST_F(ReadCache, IsCancelledBeforeAnythingIsRead) {
 TEST(Deliberate, D006_ACancelledReadReportsNothingAndLeavesThePositionBehindWhatItCopied) {
   FakeHostStream host(pattern(0x10000));
   FakeCancelToken token(2);
-  const vela::Reference<BufferedHostStream> cache(
-      VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host)));
+  const vela::Reference<vela::ReadCache> cache(
+      VMemory::GNew<vela::ReadCache>(static_cast<HostStream*>(&host)));
   Bytes bytes(50000);
   uint32_t done = kUntouched;
   EXPECT_EQ(cache->read(bytes.data(), 50000, &done, &token), TIOResult::cancelled);
@@ -355,7 +351,7 @@ TEST_F(ReadCache, DropsABlockBeforeTheSeekForItsNextPlaceIsTried) {
 
 TEST_F(ReadCache, TakesNoMoreThanABlockFromAHostThatReportsMore) {
   for (const uint32_t claimed : {16385u, 20000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
-    cache.reset(VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host)));
+    cache.reset(VMemory::GNew<vela::ReadCache>(static_cast<HostStream*>(&host)));
     host.claimedRead = claimed;
     host.calls.clear();
     EXPECT_EQ(read(100000), fileBytes(0, 100000)) << claimed;
@@ -367,8 +363,8 @@ TEST_F(ReadCache, TakesNoMoreThanABlockFromAHostThatReportsMore) {
 TEST(Deliberate, D003_OneFillIsOneHostReadWhateverItDelivers) {
   FakeHostStream host(pattern(0x6000));
   host.largestRead = 1000;
-  const vela::Reference<BufferedHostStream> cache(
-      VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&host)));
+  const vela::Reference<vela::ReadCache> cache(
+      VMemory::GNew<vela::ReadCache>(static_cast<HostStream*>(&host)));
   Bytes bytes(2500);
   uint32_t done = 0;
   EXPECT_EQ(cache->read(bytes.data(), 2500, &done, nullptr), TIOResult::success);
@@ -403,6 +399,16 @@ TEST_F(ReadCache, ForwardsTheQuestionWhetherItCanSeek) {
   EXPECT_EQ(cache->canSeek(), 1u);
   host.seekable = Seekable::no;
   EXPECT_EQ(cache->canSeek(), 0u);
+  EXPECT_EQ(host.take(), (Calls{"canSeek -> 1", "canSeek -> 0"}));
+}
+
+TEST_F(ReadCache, IsNotChangedByTheQuestionWhetherItCanSeek) {
+  host.seekable = Seekable::no;
+  EXPECT_EQ(cache->canSeek(), 0u);
+  host.seekable = Seekable::yes;
+  host.calls.clear();
+  EXPECT_EQ(callsToTouch(0), (Calls{seekTo(0), kFullRead}));
+  EXPECT_EQ(callsToTouch(0x20000), (Calls{seekTo(0x20000), kFullRead}));
 }
 
 TEST_F(ReadCache, ForwardsThePassThroughOperationsUnchanged) {
@@ -449,12 +455,12 @@ TEST_F(ShortReadCache, LeavesALongSkipToTheHostWhenTheLengthIsUnknown) {
   host.claimedLength = vela::kUnknown64;
   seek(40);
   host.take();
-  EXPECT_EQ(skip(BufferedHostStream::kBlockSize + 1), 60u);
+  EXPECT_EQ(skip(vela::ReadCache::kBlockSize + 1), 60u);
   EXPECT_EQ(position(), 100u);
   EXPECT_EQ(host.take(), (Calls{"getLength -> unknown", "seek 40", "skip 16385 -> 60"}));
   host.failCall("skip", 0, kHostCode);
   uint32_t done = 77;
-  EXPECT_EQ(cache->skip(BufferedHostStream::kBlockSize + 1, &done, &token), kHostCode);
+  EXPECT_EQ(cache->skip(vela::ReadCache::kBlockSize + 1, &done, &token), kHostCode);
   EXPECT_EQ(done, 77u);
   EXPECT_EQ(position(), 100u);
 }
@@ -518,9 +524,9 @@ TEST_F(ReadCacheWithoutSeeking, ReadsForwardInPiecesOfAnySize) {
   for (const uint32_t piece : {1000u, 8191u, 8192u, 8193u, 16383u}) {
     FakeHostStream pieces(pattern(0x9000), Seekable::no);
     pieces.largestRead = piece;
-    const vela::Reference<BufferedHostStream> forward(
-        VMemory::GNew<BufferedHostStream>(static_cast<HostStream*>(&pieces)));
-    ASSERT_EQ(forward->canSeek(), 0u);
+    const vela::Reference<vela::ReadCache> forward(
+        VMemory::GNew<vela::ReadCache>(static_cast<HostStream*>(&pieces)));
+    forward->readForwardOnly();
     Bytes bytes(0x9000);
     uint32_t done = 0;
     EXPECT_EQ(forward->read(bytes.data(), 0x9000, &done, nullptr), TIOResult::success);
@@ -635,8 +641,8 @@ struct CacheImage {
 };
 
 /// A copy of the object's memory.
-std::unique_ptr<CacheImage> imageOf(const BufferedHostStream& cache) {
-  static_assert(sizeof(CacheImage) <= sizeof(BufferedHostStream));
+std::unique_ptr<CacheImage> imageOf(const vela::ReadCache& cache) {
+  static_assert(sizeof(CacheImage) <= sizeof(vela::ReadCache));
   auto image = std::make_unique<CacheImage>();
   std::memcpy(image.get(), static_cast<const void*>(&cache), sizeof(CacheImage));
   return image;

@@ -292,15 +292,32 @@ TEST(SeekTo, CountsFromTheStartOfTheItem) {
   EXPECT_EQ(heard[10], (Heard{14, kFrames - 5, 5}));
 }
 
-TEST(SeekTo, AnOffsetOfAnySizeIsPastTheEndOfALaterItem) {
-  OpenSession open(movieFile({.tracks = {aacTrack({.samples = 20})},
-                              .udta = chpl({{0, "One"}, {hundredNsAt48k(3 * kFrames), "Two"}})})
-                       .bytes);
-  for (const uint64_t offset : {uint64_t{0} - framesAt48k(kFrames), ~uint64_t{0}}) {
-    ASSERT_EQ(open.startAudio(2), TIOResult::success);
-    ASSERT_EQ(open.seek(offset), TIOResult::success);
-    EXPECT_EQ(playAudio(open, 3), std::vector<Heard>{});
-  }
+/// Twenty audio packets; the second chapter begins with packet 3.
+BuiltMovie twoChapters() {
+  return movieFile({.tracks = {aacTrack({.samples = 20})},
+                    .udta = chpl({{0, "One"}, {hundredNsAt48k(3 * kFrames), "Two"}})});
+}
+
+TEST(SeekTo, AnOffsetThatWrapsGoesBeforeTheStartOfALaterItem) {
+  OpenSession open(twoChapters().bytes);
+  ASSERT_EQ(open.startAudio(2), TIOResult::success);
+  ASSERT_EQ(open.seek(uint64_t{0} - framesAt48k(kFrames)), TIOResult::success);
+  EXPECT_EQ(playAudio(open, 4),
+            (std::vector<Heard>{{0, 0, 0}, {1, 0, 0}, {2, kFrames, 0}, {3, kFrames, 0}}));
+  EXPECT_EQ(vela::SessionProbe::framesLeft(open.session), 16 * kFrames)
+      << "counted up to the end of the item";
+  ASSERT_EQ(open.seek(uint64_t{0} - framesAt48k(3 * kFrames)), TIOResult::success);
+  EXPECT_EQ(playAudio(open).size(), 20u) << "the first place of the file";
+}
+
+TEST(SeekTo, AnOffsetThatWrapsToBeforeTheFileIsPastTheEnd) {
+  OpenSession open(twoChapters().bytes);
+  ASSERT_EQ(open.startAudio(2), TIOResult::success);
+  ASSERT_EQ(open.seek(uint64_t{0} - framesAt48k(3 * kFrames) - 1), TIOResult::success);
+  EXPECT_EQ(playAudio(open, 1), std::vector<Heard>{});
+  ASSERT_EQ(open.startAudio(0), TIOResult::success);
+  ASSERT_EQ(open.seek(~uint64_t{0}), TIOResult::success);
+  EXPECT_EQ(playAudio(open, 1), std::vector<Heard>{}) << "the file itself begins at 0";
 }
 
 TEST(SeekTo, LandsOnTheKeyFrameAtOrBeforeTheTarget) {
@@ -339,8 +356,8 @@ TEST(SeekTo, FailsWhereTheAudioTimeTableHasEnded) {
 TEST(SeekTo, FailsForTheSampleNumberThatMeansNone) {
   OpenSession open(movieFile({.tracks = {endlessAudio()}}).bytes);
   ASSERT_EQ(open.startAudio(), TIOResult::success);
-  EXPECT_EQ(open.session.seekTo(framesAt48k(0xffffffff), nullptr), TIOResult::failed);
-  EXPECT_EQ(open.session.seekTo(framesAt48k(0xfffffffe), nullptr), TIOResult::success);
+  EXPECT_EQ(open.seek(framesAt48k(0xffffffff)), TIOResult::failed);
+  EXPECT_EQ(open.seek(framesAt48k(0xfffffffe)), TIOResult::success);
 }
 
 TEST(Deliberate, D050_ASeekIntoTheLastHalfTickBeforeTheEndFails) {

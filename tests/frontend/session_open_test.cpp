@@ -58,6 +58,33 @@ TEST(OpenSession, AsksTheHostInAFixedOrder) {
              "seek 0", "read 16384 -> " + size}));
 }
 
+TEST(OpenSession, GivesTheProviderBackRightAfterItsOpen) {
+  Opening opening(song());
+  CallLog log;
+  opening.context.alsoTo = &log;
+  opening.provider.alsoTo = &log;
+  opening.stream.alsoTo = &log;
+  opening.provider.references.logTo(log, "provider");
+  opening.stream.references.logTo(log, "stream");
+  ASSERT_EQ(opening.open(), TIOResult::success);
+  ASSERT_GE(log.calls.size(), 8u);
+  EXPECT_EQ(Calls(log.calls.begin(), log.calls.begin() + 8),
+            (Calls{"resolve movie.mp4", "addRef provider", "open movie.mp4 0", "addRef stream",
+                   "release provider", "addRef stream", "release stream", "canSeek -> 1"}));
+}
+
+TEST(OpenSession, GivesTheProviderBackBeforeAStreamThatAFailedOpenStored) {
+  Opening opening(song());
+  CallLog log;
+  opening.provider.references.logTo(log, "provider");
+  opening.stream.references.logTo(log, "stream");
+  opening.provider.openResult = kHostCode;
+  opening.provider.storesOnFailure = true;
+  EXPECT_EQ(opening.open(), kHostCode);
+  EXPECT_EQ(log.calls,
+            (Calls{"addRef provider", "addRef stream", "release provider", "release stream"}));
+}
+
 TEST(OpenSession, OpensWithHostModeZeroInBothModes) {
   for (const CreationMode mode : {CreationMode::information, CreationMode::playback}) {
     Opening opening(song());

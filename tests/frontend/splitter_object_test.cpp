@@ -25,24 +25,16 @@ using vela::TIOResult;
 
 namespace {
 
-/// Logs its counting into a log that it shares with others.
+/// Records its counting in a log that it shares with others.
 class CountedObject final : public vela::IObject {
  public:
-  CountedObject(std::string name, Calls& log) : name_(std::move(name)), log_(&log) {}
-  uint32_t addRef() override { return note("addRef ", references.add()); }
-  uint32_t release() override { return note("release ", references.drop()); }
+  CountedObject(std::string name, CallLog& log) { references.logTo(log, std::move(name)); }
+  uint32_t addRef() override { return references.add(); }
+  uint32_t release() override { return references.drop(); }
   uint32_t queryInterface(const vela::Guid*, void**) override { return 0; }
   void deletingDestructor(uint32_t) override {}
 
   FakeReferences references;
-
- private:
-  uint32_t note(const char* operation, uint32_t count) {
-    log_->push_back(operation + name_);
-    return count;
-  }
-  std::string name_;
-  Calls* log_;
 };
 
 /// A splitter of class `Splitter`, not opened.
@@ -98,11 +90,12 @@ TYPED_TEST(EverySplitter, HoldsItsSessionBehindTheTablePointerAndItsCountBehindT
   constexpr size_t kCounterAt =
       raw_table::placeBehind<vela::InterlockedCounter>(kSessionAt + sizeof(vela::SplitterSession));
   EXPECT_EQ(reinterpret_cast<const char*>(&splitter->session()), object + kSessionAt);
+  constexpr size_t kRunningAt = kCounterAt + sizeof(vela::InterlockedCounter);
   splitter->addRef();
   splitter->addRef();
   EXPECT_EQ(raw_table::field<int32_t>(splitter, kCounterAt + sizeof(void*)), 2);
-  EXPECT_EQ(sizeof(TypeParam),
-            raw_table::placeBehind<TypeParam>(kCounterAt + sizeof(vela::InterlockedCounter)));
+  EXPECT_EQ(raw_table::field<uint8_t>(splitter, kRunningAt), 0);
+  EXPECT_EQ(sizeof(TypeParam), raw_table::placeBehind<TypeParam>(kRunningAt + 1));
   splitter->release();
   splitter->release();
 }
@@ -246,7 +239,7 @@ TEST(Guarded, ThrowsTheCodeOfAFailedHostCall) {
 }
 
 TEST(OutSlot, ReferencesTheNewValueBeforeItReleasesTheOldOne) {
-  Calls log;
+  CallLog log;
   CountedObject first("first", log);
   CountedObject second("second", log);
   void* slot = nullptr;
@@ -258,12 +251,12 @@ TEST(OutSlot, ReferencesTheNewValueBeforeItReleasesTheOldOne) {
   EXPECT_EQ(second.references.timesFreed(), 0u);
   vela::assignOutSlot(&slot, static_cast<CountedObject*>(nullptr));
   EXPECT_EQ(slot, nullptr);
-  EXPECT_EQ(log, (Calls{"addRef first", "addRef second", "release first", "addRef second",
-                        "release second", "release second"}));
+  EXPECT_EQ(log.calls, (Calls{"addRef first", "addRef second", "release first", "addRef second",
+                              "release second", "release second"}));
 }
 
 TEST(Reference, HoldsOneReferenceAndTakesOverAStoredOne) {
-  Calls log;
+  CallLog log;
   CountedObject first("first", log);
   CountedObject second("second", log);
   {
@@ -280,30 +273,4 @@ TEST(Reference, HoldsOneReferenceAndTakesOverAStoredOne) {
   }
   EXPECT_EQ(first.references.count(), 0u);
   EXPECT_EQ(second.references.count(), 0u);
-}
-
-TEST(HostTime, ConvertsTicksRoundingHalfUp) {
-  EXPECT_EQ(vela::ticksToHostUnits(1000, 1000), 16777216u);
-  EXPECT_EQ(vela::ticksToHostUnits(0, 1000), 0u);
-  EXPECT_EQ(vela::ticksToHostUnits(5, 0), 0u);
-  EXPECT_EQ(vela::ticksToHostUnits(1, 3), 5592405u);   // 5592405.33
-  EXPECT_EQ(vela::ticksToHostUnits(2, 3), 11184811u);  // 11184810.67
-  EXPECT_EQ(vela::ticksToHostUnits(1, 33554432), 1u);  // 0.5
-  EXPECT_EQ(vela::ticksToHostUnits(1, 33554433), 0u);  // just below 0.5
-  EXPECT_EQ(vela::ticksToHostUnits(10'000'000, 10'000'000), 16777216u);
-  EXPECT_EQ(vela::ticksToHostUnits(1, 0xFFFFFFFF), 0u);
-}
-
-TEST(HostTime, WrapsThe64BitProductOfTicks) {
-  EXPECT_EQ(vela::ticksToHostUnits(uint64_t{1} << 40, 1000), 0u) << "2^64 is 0; 500 / 1000 is 0";
-  EXPECT_EQ(vela::ticksToHostUnits((uint64_t{1} << 40) + 1000, 1000), 16777216u);
-  EXPECT_EQ(vela::ticksToHostUnits(vela::kUnknown64, 1), vela::kUnknown64 - 16777215);
-}
-
-TEST(HostTime, ConvertsHostUnitsToTicksRoundingHalfUp) {
-  EXPECT_EQ(vela::hostUnitsToTicks(16777216, 48000), 48000u);
-  EXPECT_EQ(vela::hostUnitsToTicks(8388608, 1), 1u);
-  EXPECT_EQ(vela::hostUnitsToTicks(8388607, 1), 0u);
-  EXPECT_EQ(vela::hostUnitsToTicks(12345, 0), 0u);
-  EXPECT_EQ(vela::hostUnitsToTicks(vela::kUnknown64, 1), 0u) << "the sum wraps";
 }

@@ -61,6 +61,24 @@ TEST_F(ModuleSlots, Slot1KeepsTheFirstHostWhenASecondIsAttached) {
   EXPECT_EQ(second.names.size(), 0u);
 }
 
+TEST_F(ModuleSlots, Slot1TakesANullHostAndKeepsIt) {
+  call<void>(module, module_slot::kAttachHost, static_cast<void*>(nullptr));
+  void* const first = raw_table::word(module, 1);
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(raw_table::word(first, 2), nullptr);
+  Bystander previous;
+  previous.count = 1;
+  void* out = &previous;
+  for (const size_t slot :
+       {factory_slot::kCreateMode0, factory_slot::kCreateMode2, factory_slot::kCreateMode1}) {
+    EXPECT_EQ(create(slot, &out), 3u) << "the host that is attached now comes too late";
+  }
+  EXPECT_EQ(raw_table::word(module, 1), first);
+  EXPECT_EQ(out, &previous);
+  EXPECT_EQ(previous.count, 1u);
+  EXPECT_EQ(context.names.size(), 0u);
+}
+
 TEST_F(ModuleSlots, Slot2GivesZeroAndCallsNobodyWithoutAHost) {
   ModuleSink sink;
   EXPECT_EQ(enumerate(sink), 0u);

@@ -23,8 +23,12 @@ inline constexpr auto kHostCode = static_cast<vela::TIOResult>(0x1234);
 /// when it comes back there.
 class FakeReferences {
  public:
-  uint32_t add() { return ++count_; }
+  uint32_t add() {
+    note("addRef ");
+    return ++count_;
+  }
   uint32_t drop() {
+    note("release ");
     if (count_ == 0) {
       ADD_FAILURE() << "released more often than referenced";
       return 0;
@@ -32,13 +36,24 @@ class FakeReferences {
     if (--count_ == 0) ++timesFreed_;
     return count_;
   }
+  /// Records "addRef NAME" and "release NAME" in `log` from now on.
+  void logTo(CallLog& log, std::string name) {
+    log_ = &log;
+    name_ = std::move(name);
+  }
   uint32_t count() const { return count_; }
   /// How often the last reference was given back.
   uint32_t timesFreed() const { return timesFreed_; }
 
  private:
+  void note(const char* operation) {
+    if (log_) log_->record(operation + name_);
+  }
+
   uint32_t count_ = 0;
   uint32_t timesFreed_ = 0;
+  CallLog* log_ = nullptr;
+  std::string name_;
 };
 
 /// Stores `value` (its first face) in an out-slot.
