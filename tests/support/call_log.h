@@ -1,6 +1,7 @@
 // CallLog: the calls that a fake received, in order, as texts that a test compares.
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -11,11 +12,16 @@
 class CallLog {
  public:
   std::vector<std::string> calls;
-  CallLog* alsoTo = nullptr;  ///< receives every call too
+  CallLog* alsoTo = nullptr;     ///< receives every call too
+  std::function<void()> onCall;  ///< runs inside every recorded call but those that it makes itself
 
   void record(std::string call) {
     if (alsoTo) alsoTo->record(call);
     calls.push_back(std::move(call));
+    if (!onCall || insideOnCall_) return;
+    insideOnCall_ = true;
+    onCall();
+    insideOnCall_ = false;
   }
 
   /// Hands over the calls up to now and starts again.
@@ -27,6 +33,9 @@ class CallLog {
     for (const std::string& call : calls) found += call.starts_with(start) ? 1u : 0u;
     return found;
   }
+
+ private:
+  bool insideOnCall_ = false;
 };
 
 /// UTF-16 text for a log: printable ASCII as it is, everything else as \uXXXX.
