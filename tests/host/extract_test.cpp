@@ -104,7 +104,6 @@ TEST_P(Extracting, GivesStreamsThatDecodeWithoutComplaint) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Media, Extracting, testing::ValuesIn(media::filesWithGoldenPackets()),
-                         media::caseName);
+INSTANTIATE_TEST_SUITE_P(Media, Extracting, testing::ValuesIn(golden::files()), media::caseName);
 
 }  // namespace

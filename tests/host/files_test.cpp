@@ -78,6 +78,27 @@ TEST(CorpusTable, NamesEveryFileOfTheCorpus) {
   }
 }
 
+// Nothing is left out unnoticed: a row that goes, or a clean file without lines, fails here.
+TEST(CorpusTable, HasAllItsRowsAndAPacketLineForEveryStreamOfACleanFile) {
+  const std::vector<golden::StreamLine> lines = golden::streamLines();
+  const auto hasLine = [&](const Outcome& outcome, const std::string& kind) {
+    return std::any_of(lines.begin(), lines.end(), [&](const golden::StreamLine& line) {
+      return line.file.origin == media::File::Origin::corpus && line.file.name == outcome.name &&
+             line.kind == kind;
+    });
+  };
+  size_t clean = 0;
+  for (const Outcome& outcome : outcomes()) {
+    SCOPED_TRACE(outcome.name);
+    clean += outcome.clean;
+    EXPECT_EQ(hasLine(outcome, "audio"), outcome.clean && outcome.audioPackets > 0);
+    EXPECT_EQ(hasLine(outcome, "video"), outcome.clean && outcome.videoPackets > 0);
+  }
+  EXPECT_EQ(outcomes().size(), 60u);
+  EXPECT_EQ(clean, 37u);
+  EXPECT_EQ(lines.size(), 60u);
+}
+
 TEST(CorpusFolder, CountsARelativePathFromTheRootOfTheRepository) {
   const char* const given = std::getenv("VELA_CORPUS");
   const std::string before = given ? given : "";

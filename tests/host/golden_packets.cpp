@@ -1,55 +1,113 @@
 #include "tests/host/golden_packets.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "host/checksum.h"
+#include "tests/host/plain_tables.h"
+#include "tests/support/sha256.h"
+
 namespace golden {
 namespace {
 
-uint64_t number(const std::string& text, int base = 10) { return std::stoull(text, nullptr, base); }
+uint64_t number(const std::string& text) { return std::stoull(text); }
 
-Stream streamOf(const std::vector<std::string>& row) {
-  Stream stream;
-  stream.timescale = static_cast<uint32_t>(number(row.at(3)));
-  stream.count = static_cast<uint32_t>(number(row.at(5)));
-  stream.lastDuration = static_cast<uint32_t>(number(row.at(7)));
-  stream.hasSyncTable = row.at(9) == "table";
-  return stream;
+/// The form of a packet in a listing.
+std::string lineOf(const Packet& packet) {
+  char line[120];
+  std::snprintf(
+      line, sizeof line, "%u\t%llu\t%lld\t%llu\t%c\t%08x", packet.size,
+      static_cast<unsigned long long>(packet.offset), static_cast<long long>(packet.presentation),
+      static_cast<unsigned long long>(packet.decode), packet.sync ? 'K' : '-', packet.checksum);
+  return line;
 }
 
-Packet packetOf(const std::vector<std::string>& row) {
-  return {static_cast<uint32_t>(number(row.at(0))),
-          number(row.at(1)),
-          std::stoll(row.at(2)),
-          number(row.at(3)),
-          row.at(4) == "K",
-          static_cast<uint32_t>(number(row.at(5), 16))};
+std::vector<Packet> packetsOf(const std::string& file, uint32_t track) {
+  std::vector<Packet> packets;
+  for (const plain::Sample& sample : plain::samplesOf(file, track)) {
+    const std::string bytes = file.substr(sample.offset, sample.size);
+    const uint32_t checksum =
+        velahost::crc32(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+    packets.push_back(
+        {sample.size, sample.offset, sample.presentation, sample.decode, sample.sync, checksum});
+  }
+  return packets;
 }
 
-Run runOf(const std::vector<std::string>& row) {
-  return {static_cast<uint32_t>(number(row.at(0))), number(row.at(1)), number(row.at(2)),
-          static_cast<uint32_t>(number(row.at(5), 16))};
+/// Holds the packets against the line. Where they differ, the listing is left for a comparison.
+void expectListing(const StreamLine& line, const std::vector<Packet>& packets) {
+  std::string listing;
+  uint64_t bytes = 0;
+  for (const Packet& packet : packets) {
+    listing += lineOf(packet) + "\n";
+    bytes += packet.size;
+  }
+  const auto blanks = [](std::string text) {
+    std::replace(text.begin(), text.end(), '\t', ' ');
+    return text;
+  };
+  EXPECT_EQ(packets.size(), line.packets);
+  EXPECT_EQ(bytes, line.bytes);
+  EXPECT_EQ(packets.empty() ? "" : blanks(lineOf(packets.front())), line.first);
+  EXPECT_EQ(packets.empty() ? "" : blanks(lineOf(packets.back())), line.last);
+  if (sha256(listing) == line.sha256) return;
+  const std::filesystem::path ours =
+      media::dataFolder() / "golden" / (line.file.name + "." + line.kind + ".ours.tsv");
+  std::ofstream(ours, std::ios::binary) << listing;
+  ADD_FAILURE() << "The listing of " << line.file.name << ", " << line.kind
+                << ", is not the one that tests/data/golden/packets.tsv stands for. Compare:\n"
+                << "  scripts/golden_packets.py list '" << line.file.path().string() << "' "
+                << line.kind << " | diff - '" << ours.string() << "'";
 }
 
 }  // namespace
 
+std::vector<StreamLine> streamLines() {
+  std::vector<StreamLine> lines;
+  for (const auto& row : media::readTable(media::dataFolder() / "golden/packets.tsv")) {
+    const auto origin = row.at(0) == "own" ? media::File::Origin::own : media::File::Origin::corpus;
+    lines.push_back({{origin, row.at(1)},
+                     row.at(2),
+                     static_cast<uint32_t>(number(row.at(3))),
+                     static_cast<uint32_t>(number(row.at(4))),
+                     static_cast<uint32_t>(number(row.at(5))),
+                     number(row.at(6)),
+                     static_cast<uint32_t>(number(row.at(7))),
+                     row.at(8) == "table",
+                     row.at(9),
+                     row.at(10),
+                     row.at(11)});
+  }
+  return lines;
+}
+
+std::vector<media::File> files() {
+  std::vector<media::File> files;
+  for (const StreamLine& line : streamLines()) {
+    if (files.empty() || files.back().name != line.file.name) files.push_back(line.file);
+  }
+  return files;
+}
+
 Table read(const media::File& file) {
   Table table;
-  const char* const folder = file.origin == media::File::Origin::own ? "own" : "corpus";
-  Stream* current = nullptr;
-  bool isRuns = false;
-  for (const auto& row :
-       media::readTable(media::dataFolder() / "golden/packets" / folder / (file.name + ".tsv"))) {
-    if (row.at(0) == "stream") {
-      current = &(row.at(1) == "audio" ? table.audio : table.video).emplace(streamOf(row));
-      isRuns = row.at(11) == "runs";
-    } else if (isRuns) {
-      current->runs.push_back(runOf(row));
-    } else {
-      current->packets.push_back(packetOf(row));
-    }
+  const std::string bytes = media::readText(file.path());
+  for (const StreamLine& line : streamLines()) {
+    if (line.file.name != file.name || line.file.origin != file.origin) continue;
+    Stream& stream = (line.kind == "audio" ? table.audio : table.video).emplace();
+    stream.timescale = line.timescale;
+    stream.count = line.packets;
+    stream.lastDuration = line.lastDuration;
+    stream.hasSyncTable = line.hasSyncTable;
+    stream.packets = packetsOf(bytes, line.track);
+    expectListing(line, stream.packets);
   }
   return table;
 }
@@ -67,10 +125,10 @@ uint64_t Stream::frames(size_t packet, uint32_t sampleRate) const {
 
 size_t Stream::packetAt(uint64_t time) const {
   // Packets that last no time at all are never the one that is being decoded.
-  const auto behind =
+  const auto after =
       std::upper_bound(packets.begin(), packets.end(), time,
                        [](uint64_t value, const Packet& packet) { return value < packet.decode; });
-  return static_cast<size_t>(behind - packets.begin()) - 1;
+  return static_cast<size_t>(after - packets.begin()) - 1;
 }
 
 size_t Stream::syncFor(size_t packet) const {

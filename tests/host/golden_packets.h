@@ -1,4 +1,4 @@
-// The golden packet tables, and what follows from them for a host.
+// The packets of the tests' media as ffprobe tells them, and what follows from them for a host.
 #pragma once
 #include <cstdint>
 #include <optional>
@@ -19,12 +19,19 @@ struct Packet {
   uint32_t checksum;
 };
 
-/// What the table keeps of 100 packets of a very long stream.
-struct Run {
+/// A line of tests/data/golden/packets.tsv, which scripts/golden_packets.py makes with ffprobe.
+struct StreamLine {
+  media::File file;
+  std::string kind;    ///< audio, video
+  uint32_t track;      ///< zero-based
+  uint32_t timescale;  ///< ticks per second
   uint32_t packets;
   uint64_t bytes;
-  uint64_t offset;
-  uint32_t checksum;  ///< over the lines of its packets
+  uint32_t lastDuration;  ///< ticks
+  bool hasSyncTable;
+  std::string first;  ///< lines of the listing, with blanks for tabs
+  std::string last;
+  std::string sha256;  ///< of the whole listing
 };
 
 struct Stream {
@@ -33,7 +40,6 @@ struct Stream {
   uint32_t lastDuration = 0;  ///< ticks
   bool hasSyncTable = false;  ///< otherwise every sample can be sought
   std::vector<Packet> packets;
-  std::vector<Run> runs;
 
   /// Ticks that a packet lasts.
   uint64_t duration(size_t packet) const;
@@ -43,7 +49,7 @@ struct Stream {
   uint64_t frames(size_t packet, uint32_t sampleRate) const;
   /// The packet that is being decoded at a time, in ticks. @pre time < end()
   size_t packetAt(uint64_t time) const;
-  /// Where a seek to the packet lands: the sync sample at or before the packet behind it. Reading
+  /// Where a seek to the packet lands: the sync sample at or before the packet after it. Reading
   /// one packet further on means that a seek into the packet just before a key frame lands on that
   /// key frame.
   size_t syncFor(size_t packet) const;
@@ -54,6 +60,13 @@ struct Table {
   std::optional<Stream> video;
 };
 
+/// All lines of the table, and the files that they are about.
+std::vector<StreamLine> streamLines();
+std::vector<media::File> files();
+
+/// The packets of a file, read from its sample tables in the plainest way. Fails the running test
+/// where they are not those that ffprobe tells, and leaves the listing beside the table then.
+/// @pre file.available()
 Table read(const media::File& file);
 
 /// What becomes of a file of the corpus when the reference host plays it.
@@ -85,7 +98,7 @@ uint64_t hostUnits(uint64_t ticks, uint32_t timescale);
 uint64_t ticks(uint64_t hostUnits, uint32_t timescale);
 
 /// The presentation time of a packet in host units. A composition offset is added as an unsigned
-/// 32-bit number, so a negative one leads far behind every end.
+/// 32-bit number, so a negative one leads far beyond every end.
 uint64_t presentationTime(const Stream& stream, const Packet& packet);
 
 }  // namespace golden

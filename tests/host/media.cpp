@@ -3,7 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -29,20 +28,6 @@ fs::path File::path() const {
 }
 
 std::ostream& operator<<(std::ostream& out, const File& file) { return out << file.name; }
-
-std::vector<File> filesWithGoldenPackets() {
-  std::vector<File> files;
-  for (const auto& [folder, origin] :
-       {std::pair("own", File::Origin::own), std::pair("corpus", File::Origin::corpus)}) {
-    for (const auto& entry : fs::directory_iterator(dataFolder() / "golden/packets" / folder)) {
-      files.push_back({origin, entry.path().stem().string()});
-    }
-  }
-  std::sort(files.begin(), files.end(), [](const File& left, const File& right) {
-    return std::pair(left.origin, left.name) < std::pair(right.origin, right.name);
-  });
-  return files;
-}
 
 std::string caseName(const testing::TestParamInfo<File>& info) {
   std::string name = info.param.origin == File::Origin::own ? "own_" : "corpus_";

@@ -34,9 +34,6 @@ struct File {
 };
 std::ostream& operator<<(std::ostream& out, const File& file);
 
-/// The files that have a table of golden packets.
-std::vector<File> filesWithGoldenPackets();
-
 /// The name of a test case for a file: letters, digits and underscores.
 std::string caseName(const testing::TestParamInfo<File>& info);
 

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 
 #include "host/checksum.h"
@@ -37,10 +36,6 @@ class GoldenPackets : public testing::TestWithParam<media::File> {
   void compareAudio(PlayedFile& file, const golden::Stream& stream, size_t index) {
     SCOPED_TRACE("audio packet " + std::to_string(index));
     const velahost::AudioPacketRecord& packet = file.playback.audio;
-    if (!stream.runs.empty()) {
-      compareRun(packet, stream, index);
-      return;
-    }
     if (index >= stream.packets.size()) return;  // the number of packets is looked at in the end
     expectSameBytes(packet.payload, stream.packets[index]);
     // Only the last packet may be cut, to the end of the item.
@@ -49,32 +44,6 @@ class GoldenPackets : public testing::TestWithParam<media::File> {
     ASSERT_EQ(packet.frames, std::min(frames, left));
     ASSERT_EQ(packet.startOffset, 0u);
     framesBefore_ += packet.frames;
-  }
-
-  void compareRun(const velahost::AudioPacketRecord& packet, const golden::Stream& stream,
-                  size_t index) {
-    ASSERT_EQ(packet.sampleRate, stream.timescale) << "times of a run are counted in frames";
-    char line[120];
-    std::snprintf(line, sizeof line, "%zu\t%llu\t%llu\t%llu\tK\t%08x\n",
-                  packet.payload.bytes.size(),
-                  static_cast<unsigned long long>(packet.payload.fileOffset),
-                  static_cast<unsigned long long>(framesBefore_),
-                  static_cast<unsigned long long>(framesBefore_), checksum(packet.payload));
-    framesBefore_ += packet.frames;
-    if (runPackets_ == 0) runOffset_ = packet.payload.fileOffset;
-    runText_ += line;
-    runBytes_ += packet.payload.bytes.size();
-    ++runPackets_;
-    if (runPackets_ < 100 && index + 1 < stream.count) return;
-    const golden::Run& run = stream.runs.at(index / 100);
-    ASSERT_EQ(runPackets_, run.packets);
-    ASSERT_EQ(runBytes_, run.bytes);
-    ASSERT_EQ(runOffset_, run.offset);
-    ASSERT_EQ(velahost::crc32(reinterpret_cast<const uint8_t*>(runText_.data()), runText_.size()),
-              run.checksum);
-    runText_.clear();
-    runBytes_ = 0;
-    runPackets_ = 0;
   }
 
   void compareVideo(const PlayedFile& file, const golden::Stream& stream, size_t index) {
@@ -86,10 +55,6 @@ class GoldenPackets : public testing::TestWithParam<media::File> {
   }
 
   uint64_t framesBefore_ = 0;
-  std::string runText_;
-  uint64_t runBytes_ = 0;
-  uint64_t runOffset_ = 0;
-  uint32_t runPackets_ = 0;
 };
 
 TEST_P(GoldenPackets, AgreeInSizePlaceTimeAndBytesOneByOne) {
@@ -126,11 +91,10 @@ TEST_P(GoldenPackets, AgreeInSizePlaceTimeAndBytesOneByOne) {
       << "a file with more or fewer packets than ffprobe names, and only such a file, has a remark";
 }
 
-INSTANTIATE_TEST_SUITE_P(Media, GoldenPackets, testing::ValuesIn(media::filesWithGoldenPackets()),
-                         media::caseName);
+INSTANTIATE_TEST_SUITE_P(Media, GoldenPackets, testing::ValuesIn(golden::files()), media::caseName);
 
 TEST(GoldenTables, CoverEveryFileOfTheProject) {
-  const std::vector<media::File> files = media::filesWithGoldenPackets();
+  const std::vector<media::File> files = golden::files();
   size_t own = 0;
   for (const auto& entry : std::filesystem::directory_iterator(media::dataFolder())) {
     const std::string extension = entry.path().extension().string();

@@ -17,15 +17,12 @@ constexpr size_t kPrerollPackets = 10;
 constexpr size_t kLongestStream = 1500;
 
 std::vector<media::File> filesOfModestLength() {
-  std::vector<media::File> files;
-  for (const media::File& file : media::filesWithGoldenPackets()) {
-    // The last packets of this file have no place of their own, so its places don't tell packets
+  std::vector<media::File> files = golden::files();
+  for (const golden::StreamLine& line : golden::streamLines()) {
+    // The last packets of one file have no place of their own, so its places don't tell packets
     // apart.
-    if (file.name == "h264-camera-core-media.mp4") continue;
-    const golden::Table table = golden::read(file);
-    const size_t audio = table.audio ? table.audio->count : 0;
-    const size_t video = table.video ? table.video->count : 0;
-    if (std::max(audio, video) <= kLongestStream) files.push_back(file);
+    if (line.packets <= kLongestStream && line.file.name != "h264-camera-core-media.mp4") continue;
+    std::erase_if(files, [&](const media::File& file) { return file.name == line.file.name; });
   }
   return files;
 }

@@ -2,14 +2,15 @@
 """Writes tests/data/golden/tags.tsv: tags and chapters as this system gives them, beside what other
 tools say, with the reason wherever they differ.
 
-    tests/host/make_golden_tags.py --host build/dev/host/velahost --corpus FOLDER
+    scripts/golden_tags.py --host build/dev/host/velahost --corpus FOLDER
 
     ffprobe -v quiet -show_format -show_chapters -of json FILE
     mediainfo --Output=JSON FILE
 
 Names are brought to those of this system (composer: writer, date: year, encoder: tool, "3/12": track
 and totaltracks); " / " of mediainfo is a line end, and the dates that every file has are left out.
-A difference without a reason is printed and written as UNEXPLAINED, which the test refuses.
+A difference without a reason is printed and written as UNEXPLAINED, which the test refuses. A file
+of which nobody tells a tag or a chapter has one row of the kind "none".
 """
 import argparse
 import json
@@ -17,7 +18,7 @@ import pathlib
 import subprocess
 
 HERE = pathlib.Path(__file__).resolve().parent
-DATA = HERE.parent / "data"
+DATA = HERE.parent / "tests/data"
 NONE = "(none)"
 FFPROBE_NAMES = {"composer": "writer", "date": "year", "encoder": "tool", "DATE": "year"}
 FFPROBE_PAIRS = {"track": "totaltracks", "disc": "totaldiscs"}
@@ -166,30 +167,32 @@ def cell(value):
 
 
 def rows_of(host, path, group):
+    """The rows of one file; none for a file that can't be described."""
     report = run_json(host, "info", "--json", path)
     if not report or report["items"][0]["result"] != 0:
-        return
+        return []
     probe = run_json("ffprobe", "-v", "quiet", "-show_format", "-show_chapters", "-of", "json", path)
     ours = our_tags(report)
     theirs = ffprobe_tags(probe)
     others = mediainfo_tags(run_json("mediainfo", "--Output=JSON", path))
     chapters = report["chapters"]
+    rows = []
     for name in sorted(set(ours) | set(theirs) | set(others)):
         values = [ours.get(name), theirs.get(name), others.get(name)]
         reason = tag_reason(path.name, name, *values, chapters[0]["title"] if chapters else None)
         joined = "\n".join(values[0]) if values[0] else None
-        yield [group, path.name, "tag", cell(name), cell(joined), cell(values[1]),
-               cell(values[2]), reason]
+        rows.append([group, path.name, "tag", cell(name), cell(joined), cell(values[1]),
+                     cell(values[2]), reason])
     told = ["%.3f %s" % (c["start"], c["title"]) for c in chapters]
     probed = ["%.3f %s" % (float(c["start_time"]), c.get("tags", {}).get("title", ""))
               for c in probe.get("chapters", [])]
-    if len(told) <= 1 and not probed:
-        return
-    for i in range(max(len(told), len(probed))):
+    marks = max(len(told), len(probed)) if len(told) > 1 or probed else 0
+    for i in range(marks):
         mine = told[i] if i < len(told) else None
         other = probed[i] if i < len(probed) else None
         reason = chapter_reason(mine, other, theirs.get("title"))
-        yield [group, path.name, "chapter", str(i + 1), cell(mine), cell(other), NONE, reason]
+        rows.append([group, path.name, "chapter", str(i + 1), cell(mine), cell(other), NONE, reason])
+    return rows or [[group, path.name, "none", NONE, NONE, NONE, NONE, "-"]]
 
 
 def main():
@@ -198,7 +201,7 @@ def main():
     parser.add_argument("--corpus", type=pathlib.Path, required=True)
     options = parser.parse_args()
     lines = ["# Tags of the first item and chapters, as this system tells them and as other tools do.",
-             "# Made by tests/host/make_golden_tags.py; (none): not told; -: no difference to explain.",
+             "# Made by scripts/golden_tags.py; (none): not told; -: no difference to explain.",
              "# folder\tfile\tkind\tname\tours\tffprobe\tmediainfo\treason of a difference"]
     own = [p for p in sorted(DATA.iterdir()) if p.suffix in {".mp4", ".m4a"}]
     corpus = [p for p in sorted(options.corpus.iterdir()) if p.suffix != ".tsv"]
