@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <utility>
+#include <vector>
 
 #include "tests/device/arguments.h"
 
@@ -262,7 +263,7 @@ class ModuleProxy final : public Proxy<vela::ISplitterModule> {
   void deletingDestructor(uint32_t flags) override {
     PluginObjects& plugin = *plugin_;
     call("deletingDestructor", 4, {flags});
-    plugin.forgetAll();
+    plugin.forgetFreed();
   }
 
  private:
@@ -278,7 +279,9 @@ std::pair<void*, void (*)(void*)> make(PluginObjects& plugin, uint32_t address) 
 
 PluginObjects::PluginObjects(Machine& machine) : machine_(&machine), host_(machine, *this) {}
 
-PluginObjects::~PluginObjects() { forgetAll(); }
+PluginObjects::~PluginObjects() {
+  while (!objects_.empty()) forget(objects_.begin()->first);
+}
 
 void* PluginObjects::at(uint32_t address, PluginKind kind) {
   if (address == 0) return nullptr;
@@ -323,9 +326,13 @@ void PluginObjects::forget(uint32_t address) {
   objects_.erase(found);
 }
 
-void PluginObjects::forgetAll() {
+void PluginObjects::forgetFreed() {
   const std::lock_guard<std::recursive_mutex> lock(lock_);
-  while (!objects_.empty()) forget(objects_.begin()->first);
+  std::vector<uint32_t> freed;
+  for (const auto& [address, object] : objects_) {
+    if (!machine_->heap().isLive(address, sizeof(uint32_t))) freed.push_back(address);
+  }
+  for (const uint32_t address : freed) forget(address);
 }
 
 uint32_t PluginObjects::context(vela::HostContext* context) {

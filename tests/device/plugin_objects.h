@@ -32,8 +32,8 @@ class PluginObjects {
   uint32_t addressOf(const void* native) const;
   /// Ends the native object of `address`.
   void forget(uint32_t address);
-  /// Ends all: the module is gone.
-  void forgetAll();
+  /// Ends the native objects of those whose memory was given back, after a module has ended.
+  void forgetFreed();
   /// The device's view of the host, which outlives every splitter.
   uint32_t context(vela::HostContext* context);
 
