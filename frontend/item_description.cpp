@@ -5,7 +5,6 @@
 #include "atomkit/meta/tags/replay_gain.h"
 #include "atomkit/meta/tags/tag_store.h"
 #include "frontend/host_time.h"
-#include "frontend/replay_gain_adapter.h"
 #include "frontend/splitter_session.h"
 #include "hal/text/text_codec.h"
 #include "hal/text/vstring.h"
@@ -52,14 +51,20 @@ void addTag(MediaInfo& info, const HostText& name, const HostText& value) {
   info.addTags(kAppendTags, 1, &key, &length, &text, &length);
 }
 
+using atomkit::presenceFlag;
+using atomkit::ReplayGainField;
+static_assert(presenceFlag(ReplayGainField::trackGain) == kTrackGainPresent &&
+              presenceFlag(ReplayGainField::albumGain) == kAlbumGainPresent &&
+              presenceFlag(ReplayGainField::trackPeak) == kTrackPeakPresent &&
+              presenceFlag(ReplayGainField::albumPeak) == kAlbumPeakPresent);
+
 /// Every value of every entry: replay gain as numbers, all else as text.
 void reportTags(const atomkit::TagSource& tags, MediaInfo& info) {
-  ReplayGainAdapter gains(info);
   for (uint32_t entry = 0; entry < tags.entryCount(); ++entry) {
     const HostText name(tags.entryName(entry));
     for (uint32_t i = 0; i < tags.valueCount(entry); ++i) {
       const HostText value(bytesOf(tags.value(entry, i)));
-      if (!atomkit::applyReplayGain(gains, name.string(), value.string())) {
+      if (!atomkit::applyReplayGain(info, name.string(), value.string())) {
         addTag(info, name, value);
       }
     }

@@ -7,46 +7,6 @@
 namespace atomkit {
 namespace {
 
-struct Field {
-  const char16_t* name;
-  uint32_t flag;
-  uint32_t unitsPerOne;
-  void (ReplayGainSink::*set)(int32_t);
-};
-
-constexpr Field kFields[] = {
-    {u"replaygain_track_gain", kTrackGainFlag, kGainUnitsPerDecibel, &ReplayGainSink::setTrackGain},
-    {u"replaygain_album_gain", kAlbumGainFlag, kGainUnitsPerDecibel, &ReplayGainSink::setAlbumGain},
-    {u"replaygain_track_peak", kTrackPeakFlag, kPeakUnitsPerFullScale,
-     &ReplayGainSink::setTrackPeak},
-    {u"replaygain_album_peak", kAlbumPeakFlag, kPeakUnitsPerFullScale,
-     &ReplayGainSink::setAlbumPeak},
-};
-
-/// A text as the helper library takes it.
-struct Text {
-  const char16_t* units;
-  uint32_t maximum;
-};
-
-Text textOf(const VString& string) { return {string.GetBuffer(), string.GetLength()}; }
-Text textOf(const char16_t* units) { return {units ? units : u"", VWideText::KUntilNul}; }
-
-bool apply(ReplayGainSink& sink, Text name, Text value) {
-  for (const Field& field : kFields) {
-    if (VWideText::GCompareIgnoringCase(name.units, name.maximum, field.name,
-                                        VWideText::KUntilNul) != 0) {
-      continue;
-    }
-    const int64_t number =
-        VNumberText::GParseScaledSigned(value.units, value.maximum, field.unitsPerOne);
-    sink.setFlags(sink.getFlags() | field.flag);
-    (sink.*field.set)(static_cast<int32_t>(number));
-    return true;
-  }
-  return false;
-}
-
 void clear(VString& text) { text.Set(nullptr, 0, 0); }
 
 void append(VString& text, const char16_t* units) { text.Set(units, VString::KAll, VString::KAll); }
@@ -56,6 +16,8 @@ void appendHundredths(VString& text, uint64_t hundredths) {
   append(text, hundredths < 10 ? u".0" : u".");
   VNumberText::GWriteUnsigned(text, hundredths, VString::KAll);
 }
+
+}  // namespace
 
 // DELIBERATE D-349: only the whole decibels carry a sign, so that a gain between -1 and 0 dB is
 // written without one.
@@ -76,38 +38,18 @@ void writePeak(VString& text, int32_t peak) {
   appendHundredths(text, hundredths % 100);
 }
 
-}  // namespace
+ReplayGainText::ReplayGainText(const VString& text) noexcept
+    : units_(text.GetBuffer()), length_(text.GetLength()) {}
 
-bool applyReplayGain(ReplayGainSink& sink, const VString& name, const VString& value) {
-  return apply(sink, textOf(name), textOf(value));
+ReplayGainText::ReplayGainText(const char16_t* text) noexcept
+    : units_(text ? text : u""), length_(VWideText::KUntilNul) {}
+
+bool ReplayGainText::isName(const char16_t* name) const noexcept {
+  return VWideText::GCompareIgnoringCase(units_, length_, name, VWideText::KUntilNul) == 0;
 }
 
-bool applyReplayGain(ReplayGainSink& sink, const char16_t* name, const char16_t* value) {
-  return apply(sink, textOf(name), textOf(value));
-}
-
-bool formatTrackGain(ReplayGainSink& sink, VString& text) {
-  if (!(sink.getFlags() & kTrackGainFlag)) return false;
-  writeGain(text, sink.getTrackGain());
-  return true;
-}
-
-bool formatAlbumGain(ReplayGainSink& sink, VString& text) {
-  if (!(sink.getFlags() & kAlbumGainFlag)) return false;
-  writeGain(text, sink.getAlbumGain());
-  return true;
-}
-
-bool formatTrackPeak(ReplayGainSink& sink, VString& text) {
-  if (!(sink.getFlags() & kTrackPeakFlag)) return false;
-  writePeak(text, sink.getTrackPeak());
-  return true;
-}
-
-bool formatAlbumPeak(ReplayGainSink& sink, VString& text) {
-  if (!(sink.getFlags() & kAlbumPeakFlag)) return false;
-  writePeak(text, sink.getAlbumPeak());
-  return true;
+int32_t ReplayGainText::number(uint32_t unitsPerOne) const noexcept {
+  return static_cast<int32_t>(VNumberText::GParseScaledSigned(units_, length_, unitsPerOne));
 }
 
 }  // namespace atomkit

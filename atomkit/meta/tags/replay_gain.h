@@ -1,4 +1,8 @@
 // Replay-gain values: from the texts of tags to the numbers that a host takes, and back to text.
+//
+// The host's media information object is a template parameter, `MediaInfo`, as its interface
+// belongs to the front end. It has getFlags() and setFlags() (uint32_t, the presence bits) and a
+// getter and a setter (int32_t) for each of the four values.
 #pragma once
 #include <cstdint>
 
@@ -6,59 +10,111 @@ class VString;
 
 namespace atomkit {
 
-/// Presence bits of the values.
-enum ReplayGainFlag : uint32_t {  // ABI: do not renumber
-  kTrackGainFlag = 0x1,
-  kAlbumGainFlag = 0x2,
-  kTrackPeakFlag = 0x4,
-  kAlbumPeakFlag = 0x8,
+/// The four values: rows of kReplayGainRows, and numbers of their presence bits.
+enum class ReplayGainField : uint32_t {  // ABI: do not renumber
+  trackGain,
+  albumGain,
+  trackPeak,
+  albumPeak,
 };
+
+/// Bit in the host's flags that says that the value is there.
+constexpr uint32_t presenceFlag(ReplayGainField field) noexcept {
+  return uint32_t{1} << static_cast<uint32_t>(field);
+}
 
 inline constexpr uint32_t kGainUnitsPerDecibel = 10000;
 inline constexpr uint32_t kPeakUnitsPerFullScale = 8388608;  // 2^23
 
-/// A 64-bit value that crosses the host's interface: two words, low word first.
-struct ReplayGainHead {
-  uint32_t low;
-  uint32_t high;
+/// Sets `text` to a gain with two decimals, truncated towards zero: "-6.54 dB".
+/// @param gain  kGainUnitsPerDecibel to the decibel
+void writeGain(VString& text, int32_t gain);
+/// Sets `text` to a peak with two decimals, truncated: "0.98".
+/// @param peak  kPeakUnitsPerFullScale to full scale
+void writePeak(VString& text, int32_t peak);
+
+/// Everything that sets one value apart from the others.
+template <class MediaInfo>
+struct ReplayGainRow {
+  const char16_t* tagName;
+  uint32_t unitsPerOne;  ///< per decibel, or per full scale
+  void (*write)(VString&, int32_t);
+  int32_t (MediaInfo::*get)();
+  void (MediaInfo::*set)(int32_t);
 };
 
-/// The first operations of the host's media information object, in its order.
-/// Gains: kGainUnitsPerDecibel to the decibel. Peaks: kPeakUnitsPerFullScale to full scale.
-class ReplayGainSink {
+template <class MediaInfo>
+inline constexpr ReplayGainRow<MediaInfo> kReplayGainRows[] = {
+    {u"replaygain_track_gain", kGainUnitsPerDecibel, writeGain,  //
+     &MediaInfo::getTrackGain, &MediaInfo::setTrackGain},
+    {u"replaygain_album_gain", kGainUnitsPerDecibel, writeGain,  //
+     &MediaInfo::getAlbumGain, &MediaInfo::setAlbumGain},
+    {u"replaygain_track_peak", kPeakUnitsPerFullScale, writePeak,  //
+     &MediaInfo::getTrackPeak, &MediaInfo::setTrackPeak},
+    {u"replaygain_album_peak", kPeakUnitsPerFullScale, writePeak,  //
+     &MediaInfo::getAlbumPeak, &MediaInfo::setAlbumPeak},
+};
+
+/// A name or a value, borrowed: a text object, or a NUL-terminated text, where null counts as
+/// empty.
+class ReplayGainText {
  public:
-  virtual uint64_t getHead() = 0;            ///< slot 0; not used here
-  virtual void setHead(ReplayGainHead) = 0;  ///< slot 1; not used here
-  virtual uint32_t getFlags() = 0;           ///< slot 2
-  virtual void setFlags(uint32_t) = 0;       ///< slot 3
-  virtual int32_t getTrackGain() = 0;        ///< slot 4
-  virtual void setTrackGain(int32_t) = 0;    ///< slot 5
-  virtual int32_t getAlbumGain() = 0;        ///< slot 6
-  virtual void setAlbumGain(int32_t) = 0;    ///< slot 7
-  virtual int32_t getTrackPeak() = 0;        ///< slot 8
-  virtual void setTrackPeak(int32_t) = 0;    ///< slot 9
-  virtual int32_t getAlbumPeak() = 0;        ///< slot 10
-  virtual void setAlbumPeak(int32_t) = 0;    ///< slot 11
+  ReplayGainText(const VString& text) noexcept;
+  ReplayGainText(const char16_t* text) noexcept;
 
- protected:
-  ~ReplayGainSink() = default;
+  /// True when this is `name`, without regard to case.
+  bool isName(const char16_t* name) const noexcept;
+  /// The decimal number that the text begins with, times `unitsPerOne`; one of more than 32 bits
+  /// wraps.
+  int32_t number(uint32_t unitsPerOne) const noexcept;
+
+ private:
+  const char16_t* units_;
+  uint32_t length_;
 };
 
-/// Takes a tag whose name, without regard to case, is "replaygain_track_gain",
-/// "replaygain_album_gain", "replaygain_track_peak" or "replaygain_album_peak": adds the presence
-/// flag, then sets the number that the value begins with. A number of more than 32 bits wraps.
-/// @return false, and `sink` untouched, for any other name
-bool applyReplayGain(ReplayGainSink& sink, const VString& name, const VString& value);
-/// The same for NUL-terminated texts; null counts as empty.
-bool applyReplayGain(ReplayGainSink& sink, const char16_t* name, const char16_t* value);
+/// Takes a tag that has one of the four names, without regard to case: adds the presence flag, then
+/// sets the number that the value begins with.
+/// @return false, and `info` untouched, for any other name
+template <class MediaInfo>
+bool applyReplayGain(MediaInfo& info, ReplayGainText name, ReplayGainText value) {
+  uint32_t field = 0;
+  for (const ReplayGainRow<MediaInfo>& row : kReplayGainRows<MediaInfo>) {
+    if (name.isName(row.tagName)) {
+      info.setFlags(info.getFlags() | presenceFlag(ReplayGainField{field}));
+      (info.*row.set)(value.number(row.unitsPerOne));
+      return true;
+    }
+    ++field;
+  }
+  return false;
+}
 
-/// Sets `text` to the value with two decimals, truncated towards zero: "-6.54 dB".
+/// Writes the field as text.
 /// @return false, and `text` untouched, when the presence flag is clear
-bool formatTrackGain(ReplayGainSink& sink, VString& text);
-bool formatAlbumGain(ReplayGainSink& sink, VString& text);
-/// Sets `text` to the fraction of full scale with two decimals, truncated: "0.98".
-/// @return false, and `text` untouched, when the presence flag is clear
-bool formatTrackPeak(ReplayGainSink& sink, VString& text);
-bool formatAlbumPeak(ReplayGainSink& sink, VString& text);
+template <class MediaInfo>
+bool formatReplayGain(MediaInfo& info, ReplayGainField field, VString& text) {
+  if (!(info.getFlags() & presenceFlag(field))) return false;
+  const auto& row = kReplayGainRows<MediaInfo>[static_cast<uint32_t>(field)];
+  row.write(text, (info.*row.get)());
+  return true;
+}
+
+template <class MediaInfo>
+bool formatTrackGain(MediaInfo& info, VString& text) {
+  return formatReplayGain(info, ReplayGainField::trackGain, text);
+}
+template <class MediaInfo>
+bool formatAlbumGain(MediaInfo& info, VString& text) {
+  return formatReplayGain(info, ReplayGainField::albumGain, text);
+}
+template <class MediaInfo>
+bool formatTrackPeak(MediaInfo& info, VString& text) {
+  return formatReplayGain(info, ReplayGainField::trackPeak, text);
+}
+template <class MediaInfo>
+bool formatAlbumPeak(MediaInfo& info, VString& text) {
+  return formatReplayGain(info, ReplayGainField::albumPeak, text);
+}
 
 }  // namespace atomkit
