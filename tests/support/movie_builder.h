@@ -227,23 +227,26 @@ Bytes metaWith(const Items&... items) {
   return box("meta", full(0), box("ilst", items...));
 }
 
-/// A field of the ZT tagging box; type 1 takes further values.
+/// A field of the ZT tagging box.
 struct ZtField {
   std::string name;
   std::vector<std::string> values = {};
-  uint8_t type = 1;
+  uint8_t type = 1;  // takes further values; 0: takes none
+  uint8_t reserved = 0;
 };
+inline Bytes ztField(const ZtField& field) {
+  Bytes values;
+  for (const std::string& value : field.values) {
+    values = join(values, u32(static_cast<uint32_t>(value.size())), text(value));
+  }
+  return join(u8(field.type), u8(field.reserved), u8(static_cast<uint8_t>(field.name.size())),
+              text(field.name), u16(static_cast<uint16_t>(field.values.size())), values);
+}
 /// 'meta' inside 'tags' or 'tseg': a field list.
 inline Bytes ztFields(const std::vector<ZtField>& fields) {
-  Bytes list = u32(static_cast<uint32_t>(fields.size()));
-  for (const ZtField& field : fields) {
-    list = join(list, u8(field.type), u8(0), u8(static_cast<uint8_t>(field.name.size())),
-                text(field.name), u16(static_cast<uint16_t>(field.values.size())));
-    for (const std::string& value : field.values) {
-      list = join(list, u32(static_cast<uint32_t>(value.size())), text(value));
-    }
-  }
-  return box("meta", list);
+  Bytes all;
+  for (const ZtField& field : fields) all = join(all, ztField(field));
+  return box("meta", u32(static_cast<uint32_t>(fields.size())), all);
 }
 /// 'tseg': the fields of one chapter (zero-based).
 inline Bytes ztSegment(uint32_t chapter, const std::vector<ZtField>& fields) {

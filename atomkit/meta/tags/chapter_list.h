@@ -8,19 +8,20 @@
 
 namespace atomkit {
 
-/// Most chapters that a list may have.
+/// Most chapters that the list of a file may have.
 inline constexpr uint32_t kMaxChapters = 1024;
 
+/// One mark of the list.
 struct ChapterEntry {
   uint64_t start = 0;  ///< 100 ns
-  SharedString title;  ///< bytes as in the file; empty handle until read
+  SharedString title;  ///< bytes as in the file; an empty handle until it is read
 };
 
 using ChapterMarks = ObjectArray<ChapterEntry>;
 
-/// Reads the payload of a 'chpl' box into `marks`. A version other than 0 or 1 and a count of 0
-/// leave them as they were.
-/// @throws exception "invalid chapter count" above 1024 chapters, before anything is stored; past
+/// Reads the payload of a 'chpl' box into `marks`. A box of a version other than 0 and 1, or with a
+/// count of 0, leaves them as they were.
+/// @throws exception "invalid chapter count" above kMaxChapters, before anything is stored; past
 ///         end; out of memory
 void readChapterList(ChapterMarks& marks, AtomReader& reader);
 

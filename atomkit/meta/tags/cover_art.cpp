@@ -3,12 +3,12 @@
 #include "atomkit/core/containers/exception.h"
 #include "atomkit/core/streams/box_reader.h"
 #include "atomkit/core/streams/value_readers.h"
+#include "atomkit/meta/tags/tag_item.h"
 
 namespace atomkit {
 namespace {
 
 constexpr uint32_t kMaxCoverBytes = 8 * 1024 * 1024;
-constexpr uint32_t kDataHeaderBytes = 8;  // version, flags and locale
 
 class CoverBoxHandler final : public BoxHandler {
  public:
@@ -30,7 +30,7 @@ class CoverBoxHandler final : public BoxHandler {
 
 // 'covr' cover art item
 //   'data' { u8 version, u24 flags, u32 locale (all ignored), u8 picture[] (at most 8 MiB) };
-//   a 'data' box below 8 bytes and all other children are skipped
+//   a 'data' box of fewer than 8 bytes and all other children are skipped
 void readCoverArt(ByteArray& cover, AtomReader& reader, uint64_t payloadSize) {
   CoverBoxHandler handler(cover);
   walkChildren(handler, reader, payloadSize);

@@ -7,7 +7,7 @@
 
 namespace atomkit {
 
-/// Reads the picture of a 'covr' item into `cover`; the last picture wins.
+/// Reads the picture of a 'covr' item into `cover`; of several, the last one wins.
 /// @param payloadSize  bytes of the item's payload
 /// @throws exception "cover art atom too big" above 8 MiB, leaving the cover as it was; box header
 ///         errors; past end; out of memory

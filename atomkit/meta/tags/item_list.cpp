@@ -9,6 +9,8 @@
 namespace atomkit {
 namespace {
 
+constexpr uint32_t kVersionAndFlagsBytes = 4;
+
 // The items of 'ilst'.
 class ItemListBoxHandler final : public BoxHandler {
  public:
@@ -44,18 +46,18 @@ class MetadataBoxHandler final : public BoxHandler {
 }  // namespace
 
 // 'meta' MetaBox
-//   u8 version, u24 flags (both ignored), 'ilst' (items), others ('hdlr' among them) are skipped
+//   u8 version, u24 flags (both ignored), 'ilst' (items); others ('hdlr' among them) are skipped
 void readMetadataContents(ParseOptions options, ItemListTags& target, AtomReader& reader,
                           uint64_t payloadSize) {
   skipVersionAndFlags(reader);
   ItemListBoxHandler items(options, target);
   MetadataBoxHandler handler(items);
-  walkChildren(handler, reader, payloadSize - 4);
+  walkChildren(handler, reader, payloadSize - kVersionAndFlagsBytes);
 }
 
-// DELIBERATE D-347: what goes wrong inside discards all text tags but not the cover, so that a
+// DELIBERATE D-347: whatever goes wrong inside discards all text tags but not the cover, so that a
 // cover that is too big costs the text tags, while an earlier picture stays.
-// DELIBERATE D-348: the first 'meta' that can be read counts, even if it holds no tags; behind a
+// DELIBERATE D-348: the first 'meta' that can be read counts, even if it holds no tags; after a
 // broken one the next is read.
 void readMetadata(ParseOptions options, ItemListTags& target, AtomReader& reader,
                   uint64_t payloadSize) {

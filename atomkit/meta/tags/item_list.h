@@ -10,19 +10,20 @@
 namespace atomkit {
 
 struct ItemListTags {
-  bool seen = false;  ///< a 'meta' box was read; later ones are ignored
+  bool seen = false;  ///< a 'meta' box has been read; later ones are ignored
   TagStore tags;
-  ByteArray cover;  ///< the picture as it is stored; empty when there is none
+  ByteArray cover;  ///< the picture as stored; empty when there is none
 };
 
-/// Reads the payload of a 'meta' box, when text tags or the cover are wanted. Any exception inside
-/// discards the tags (not the cover) and is not passed on; what the source throws is. The caller
-/// goes on behind the box with finish().
+/// Reads the payload of a 'meta' box, when text tags or the cover are wanted. An exception inside
+/// discards the tags (not the cover) and ends here; what the source throws passes through. The
+/// caller skips the rest of the box with finish().
 /// @param payloadSize  bytes of the payload
 void readMetadata(ParseOptions options, ItemListTags& target, AtomReader& reader,
                   uint64_t payloadSize);
 
-/// The reader inside, which passes its exceptions on and leaves what was read until then.
+/// The same without the catch: what was read before an exception stays. Reads the payload whatever
+/// was seen before.
 /// @throws exception
 void readMetadataContents(ParseOptions options, ItemListTags& target, AtomReader& reader,
                           uint64_t payloadSize);

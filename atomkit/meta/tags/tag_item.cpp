@@ -12,8 +12,10 @@
 namespace atomkit {
 namespace {
 
-constexpr uint32_t kDataHeaderBytes = 8;  // version, flags and locale
 constexpr uint32_t kNameHeaderBytes = 4;  // version and flags
+constexpr uint32_t kNumberBytes = 2;      // value of a 'tmpo' or 'gnre' item
+constexpr uint32_t kNumberPairBytes = 8;  // value of a 'trkn' or 'disk' item
+constexpr uint32_t kTempoDigits = 5;
 
 void readText(OwnedString& text, AtomReader& reader, uint64_t bytes) {
   reader.requireBytes(bytes);
@@ -21,7 +23,7 @@ void readText(OwnedString& text, AtomReader& reader, uint64_t bytes) {
   readString(reader, text, static_cast<uint32_t>(bytes));
 }
 
-// Collects what the children of one item say.
+// Collects what the children of an item hold.
 class ItemBoxHandler final : public BoxHandler {
  public:
   ItemBoxHandler(TagStore& tags, FourCC itemType) : tags_(&tags), itemType_(itemType) {}
@@ -36,7 +38,7 @@ class ItemBoxHandler final : public BoxHandler {
     }
   }
 
-  /// Adds the tag of an item whose value is text; the items that readData() converts have none.
+  /// Adds the tag of an item whose value is text. For the other items readData() has done it.
   void finish() {
     if (!value_ || value_->empty()) return;
     const char* name = name_.empty() ? tagNameOf(itemType_) : canonicalTagName(name_.text());
@@ -48,30 +50,32 @@ class ItemBoxHandler final : public BoxHandler {
   //   u8 version, u24 flags (the type of the value, ignored), u32 locale (ignored), then
   //   'tmpo': u16 beats_per_minute
   //   'gnre': u16 code
-  //   'trkn', 'disk': u16 ignored, u16 number, u16 total (0: not known), u16 ignored
+  //   'trkn', 'disk': u16 ignored, u16 number, u16 total (0: unknown), u16 ignored
   //   others: u8 text[]
-  // DELIBERATE D-345: the type code in the flags is not looked at: a binary flag such as 'cpil'
-  // becomes a text of one byte, and no text at all when the byte is 0.
+  // A number that is not wholly there gives no tag, and a later 'data' box may still hold one.
+  // DELIBERATE D-345: the type code in the flags is not looked at, so that the one-byte flag of a
+  // 'cpil' item becomes a text of one byte, or an empty one when the byte is 0.
   void readData(AtomReader& reader, uint64_t payloadSize) {
     skipVersionAndFlags(reader);
     readU32(reader);
+    const uint64_t valueBytes = payloadSize - kDataHeaderBytes;
     if (itemType_ == fourCC("tmpo")) {
-      if (payloadSize >= kDataHeaderBytes + 2) readTempo(reader);
+      if (valueBytes >= kNumberBytes) readTempo(reader);
     } else if (itemType_ == fourCC("gnre")) {
-      if (payloadSize >= kDataHeaderBytes + 2) readGenre(reader);
+      if (valueBytes >= kNumberBytes) readGenre(reader);
     } else if (itemType_ == fourCC("trkn")) {
-      if (payloadSize >= kDataHeaderBytes + 8) readNumberPair(reader, "track", "totaltracks");
+      if (valueBytes >= kNumberPairBytes) readNumberPair(reader, "track", "totaltracks");
     } else if (itemType_ == fourCC("disk")) {
-      if (payloadSize >= kDataHeaderBytes + 8) readNumberPair(reader, "disc", "totaldiscs");
+      if (valueBytes >= kNumberPairBytes) readNumberPair(reader, "disc", "totaldiscs");
     } else {
       value_ = SharedString::make();
-      readText(*value_, reader, payloadSize - kDataHeaderBytes);
+      readText(*value_, reader, valueBytes);
     }
   }
 
   // DELIBERATE D-346: the tempo has five digits with leading zeros and names its unit.
   void readTempo(AtomReader& reader) {
-    addTag(*tags_, "tempo", makeDecimalText(readU16(reader), 5, " BPM"));
+    addTag(*tags_, "tempo", makeDecimalText(readU16(reader), kTempoDigits, " BPM"));
     handled_ = true;
   }
 
@@ -108,7 +112,7 @@ bool keepsLastValueOnly(const char* name) {
 
 // Item of an item list
 //   'data' (value; the last one counts), 'name' { u8 version, u24 flags (both ignored), u8 name[] }
-//   (a name of the tag's own, in items of every type), others ('mean' among them) are skipped
+//   (name of the tag, in items of every type); others ('mean' among them) are skipped
 void readTagItem(TagStore& tags, FourCC itemType, AtomReader& reader, uint64_t payloadSize) {
   ItemBoxHandler handler(tags, itemType);
   walkChildren(handler, reader, payloadSize);

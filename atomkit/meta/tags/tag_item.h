@@ -1,4 +1,4 @@
-// One item of an item list: becomes a text tag.
+// One item of an item list, which becomes a text tag.
 #pragma once
 #include <cstdint>
 
@@ -8,14 +8,18 @@
 
 namespace atomkit {
 
-/// Reads the payload of an item that isn't the cover, and adds the tag that it makes, if any.
+/// Bytes of a 'data' box before the value of the item: version, flags and locale.
+inline constexpr uint32_t kDataHeaderBytes = 8;
+
+/// Reads the payload of an item other than the cover, and adds the tags that it makes: none, one,
+/// or two for a number with a total.
 /// @param itemType  type of the item's box
 /// @param payloadSize  bytes of the item's payload
 /// @throws exception (box header errors; past end; out of memory)
 void readTagItem(TagStore& tags, FourCC itemType, AtomReader& reader, uint64_t payloadSize);
 
 /// Adds `value` to the tag of that name. "tool", "codec" and names that begin with "replaygain_"
-/// keep the last value only; other tags collect their values, unless the tag takes no further ones.
+/// keep only their last value. Other tags collect values, unless the tag takes no further ones.
 /// @throws exception (out of memory)
 void addTag(TagStore& tags, const char* name, SharedString value);
 

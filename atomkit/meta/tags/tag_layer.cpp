@@ -15,7 +15,7 @@ uint32_t TagLayer::find(const char* name) const noexcept {
   return kNoTag;
 }
 
-void TagLayer::append(Handle<TagEntry> entry) {
+void TagLayer::append(Handle<TagField> entry) {
   slots_.append({std::move(entry)});
   root_ = insert(root_, slots_.count());
 }
@@ -30,8 +30,8 @@ void TagLayer::swap(TagLayer& other) noexcept {
   std::swap(root_, other.root_);
 }
 
-// Links `added` below `tree`. The recursion is as deep as the tree, which is at most twice the
-// logarithm of the number of names.
+// Links `added` into `tree` and returns the new root. The recursion is as deep as the tree, which
+// is at most twice the binary logarithm of the number of names.
 uint32_t TagLayer::insert(uint32_t tree, uint32_t added) {
   if (!tree) return added;
   const int order = compareIgnoringCase(nameAt(added), nameAt(tree));
@@ -52,10 +52,10 @@ uint32_t TagLayer::skew(uint32_t tree) {
 }
 
 // Of three nodes of one level in a row to the right, the middle one becomes the parent, one level
-// up.
+// up. There is a right child: a node above the lowest level has two, and skew() has moved a new
+// left one of the lowest level to the top.
 uint32_t TagLayer::split(uint32_t tree) {
   const uint32_t right = node(tree).right;
-  if (!right) return tree;
   const uint32_t outer = node(right).right;
   if (!outer || node(outer).level != node(tree).level) return tree;
   node(tree).right = node(right).left;

@@ -12,11 +12,12 @@ namespace atomkit {
 /// Whether a tag takes further values when its item repeats.
 enum class TagFlag : uint8_t { single = 0, extensible = 1 };  // ABI: do not renumber
 
-/// Index that stands for "no such tag".
+/// The index that means "no such tag".
 inline constexpr uint32_t kNoTag = 0xffffffff;
 
-/// A tag: its name as the file writes it, and its values, which are shared and never change.
-struct TagEntry {
+/// A tag, the entry of a TagStore: its name as the file writes it, and its values, which are shared
+/// and never change.
+struct TagField {
   OwnedString name;
   GrowingArray<SharedString> values;
   TagFlag flag = TagFlag::single;
@@ -28,26 +29,25 @@ class TagLayer {
   uint32_t count() const noexcept { return slots_.count(); }
 
   /// @throws exception "array access out of range"
-  Handle<TagEntry>& operator[](uint32_t index) { return slots_[index].entry; }
-  const Handle<TagEntry>& operator[](uint32_t index) const { return slots_[index].entry; }
+  Handle<TagField>& operator[](uint32_t index) { return slots_[index].entry; }
 
   /// First entry of that name, ASCII case folded, or kNoTag. Cost: logarithmic in the number of
   /// names, whatever names a file chooses.
   uint32_t find(const char* name) const noexcept;
 
-  /// Adds an entry at the end, whether or not its name is there.
+  /// Adds an entry at the end, whether or not there is one of its name.
   /// @throws exception "out of memory when resizing array"; the layer then stays as it was
-  void append(Handle<TagEntry> entry);
+  void append(Handle<TagField> entry);
 
   void clear() noexcept;
   void swap(TagLayer& other) noexcept;
 
  private:
-  // A place in the list is at the same time a node of an AA tree (a red-black tree whose red nodes
-  // are right children only). Links are one-based; 0 is none. Only the first entry of a name is
-  // linked.
+  // A slot is an entry of the list and a node of an AA tree (a red-black tree whose red nodes are
+  // right children only). Links are slot numbers counted from 1; 0 is no link. Only the first entry
+  // of a name is linked.
   struct Slot {
-    Handle<TagEntry> entry;
+    Handle<TagField> entry;
     uint32_t left = 0;
     uint32_t right = 0;
     uint32_t level = 1;

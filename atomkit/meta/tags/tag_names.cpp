@@ -15,6 +15,8 @@ struct ItemName {
   const char* name;
 };
 
+// The item reader converts 'trkn', 'disk', 'gnre' and 'tmpo' by itself, under names of its own, and
+// never looks them up here: to change their names, change readData() in tag_item.cpp.
 constexpr ItemName kItemNames[] = {
     {copyrightType("nam"), "title"}, {copyrightType("ART"), "artist"},
     {copyrightType("alb"), "album"}, {copyrightType("wrt"), "writer"},

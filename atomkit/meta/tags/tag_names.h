@@ -4,14 +4,14 @@
 
 namespace atomkit {
 
-/// Tag name of an item type, for example "title" for 0xA9 'nam'.
-/// @return null for a type without one
+/// Name of the tag that items of a type make, for example "title" for 0xA9 'nam'.
+/// @return null for a type without a name
 const char* tagNameOf(FourCC itemType) noexcept;
 
-/// Name of a tag whose item carries its name: "date" becomes "year" and "tracknumber" becomes
-/// "track", without regard to ASCII case, so that both kinds of items meet in one tag; any other
-/// name stays as it is written.
-/// @param name  borrowed; may be what is returned
+/// Name of the tag of an item that carries a name. "date" becomes "year" and "tracknumber" becomes
+/// "track", without regard to ASCII case, so that they join the tags that item types make; any
+/// other name stays as it is written.
+/// @param name  may be what is returned
 const char* canonicalTagName(const char* name) noexcept;
 
 }  // namespace atomkit

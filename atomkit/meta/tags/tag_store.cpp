@@ -5,22 +5,22 @@
 namespace atomkit {
 namespace {
 
-Handle<TagEntry> makeEntry(const char* name, TagFlag flag) {
-  Handle<TagEntry> entry = Handle<TagEntry>::make();
+Handle<TagField> makeField(const char* name, TagFlag flag) {
+  Handle<TagField> entry = Handle<TagField>::make();
   entry->name.assign(name);
   entry->flag = flag;
   return entry;
 }
 
-Handle<TagEntry> copyOfEntry(const TagSource& source, uint32_t index) {
-  Handle<TagEntry> entry = makeEntry(source.entryName(index), source.flag(index));
+Handle<TagField> copyOfField(const TagSource& source, uint32_t index) {
+  Handle<TagField> entry = makeField(source.entryName(index), source.flag(index));
   const uint32_t values = source.valueCount(index);
   for (uint32_t i = 0; i < values; ++i) entry->values.append(source.value(index, i));
   return entry;
 }
 
-Handle<TagEntry> copyOfEntry(const TagEntry& source) {
-  Handle<TagEntry> entry = makeEntry(source.name.text(), source.flag);
+Handle<TagField> copyOfField(const TagField& source) {
+  Handle<TagField> entry = makeField(source.name.text(), source.flag);
   const uint32_t values = source.values.count();
   for (uint32_t i = 0; i < values; ++i) entry->values.append(source.values[i]);
   return entry;
@@ -52,12 +52,12 @@ void TagStore::set(const char* name, SharedString value, TagFlag flag) {
   values.append(std::move(value));
   const uint32_t index = find(name);
   if (index == kNoTag) {
-    Handle<TagEntry> entry = makeEntry(name, flag);
+    Handle<TagField> entry = makeField(name, flag);
     entry->values.swap(values);
     added_.append(std::move(entry));
     return;
   }
-  TagEntry& entry = changeable(index);
+  TagField& entry = changeable(index);
   entry.values.swap(values);
   entry.flag = flag;
 }
@@ -67,14 +67,14 @@ void TagStore::addValue(uint32_t entry, SharedString value) {
 }
 
 uint32_t TagStore::append(const char* name, TagFlag flag) {
-  added_.append(makeEntry(name, flag));
+  added_.append(makeField(name, flag));
   return entryCount() - 1;
 }
 
 void TagStore::copyFrom(const TagSource& source) {
   TagLayer copy;
   const uint32_t count = source.entryCount();
-  for (uint32_t i = 0; i < count; ++i) copy.append(copyOfEntry(source, i));
+  for (uint32_t i = 0; i < count; ++i) copy.append(copyOfField(source, i));
   clear();
   added_.swap(copy);
 }
@@ -87,16 +87,15 @@ void TagStore::copyFrom(const TagStore& source) {
 }
 
 void TagStore::merge(const TagSource& source) {
-  if (&source == this) return;
   const uint32_t count = source.entryCount();
   for (uint32_t i = 0; i < count; ++i) {
-    Handle<TagEntry> taken = copyOfEntry(source, i);
+    Handle<TagField> taken = copyOfField(source, i);
     const uint32_t index = find(taken->name.text());
     if (index == kNoTag) {
       added_.append(std::move(taken));
       continue;
     }
-    TagEntry& entry = changeable(index);
+    TagField& entry = changeable(index);
     entry.values.swap(taken->values);
     entry.flag = taken->flag;
   }
@@ -108,30 +107,30 @@ void TagStore::clear() noexcept {
   added_.clear();
 }
 
-const Handle<TagEntry>& TagStore::entryAt(uint32_t index) const {
+const Handle<TagField>& TagStore::entryAt(uint32_t index) const {
   const uint32_t inherited = inheritedCount();
   if (index >= inherited) return added_[index - inherited];
-  const Handle<TagEntry>& original = (*base_)[index];
+  const Handle<TagField>& original = (*base_)[index];
   if (replaced_.count() == 0) return original;
   const char* name = original->name.text();
   const uint32_t place = replaced_.find(name);
   return place == kNoTag || base_->find(name) != index ? original : replaced_[place];
 }
 
-// The entry, made private to this store.
-TagEntry& TagStore::changeable(uint32_t index) {
-  Handle<TagEntry>& place = ownPlace(index);
-  if (place.references() > 1) place = copyOfEntry(*place);
+// The entry, which no other store shares any more.
+TagField& TagStore::changeable(uint32_t index) {
+  Handle<TagField>& place = ownPlace(index);
+  if (place.references() > 1) place = copyOfField(*place);
   return *place;
 }
 
-// The entry's place in a layer of this store alone.
-Handle<TagEntry>& TagStore::ownPlace(uint32_t index) {
+// The place of the entry in a layer that is this store's own.
+Handle<TagField>& TagStore::ownPlace(uint32_t index) {
   // replaced_ can't tell two entries of the same name apart.
   if (index < inheritedCount() && base_->find(entryName(index)) != index) gather();
   const uint32_t inherited = inheritedCount();
   if (index >= inherited) return added_[index - inherited];
-  const Handle<TagEntry>& original = (*base_)[index];
+  const Handle<TagField>& original = (*base_)[index];
   uint32_t place = replaced_.find(original->name.text());
   if (place == kNoTag) {
     place = replaced_.count();

@@ -9,7 +9,7 @@
 namespace atomkit {
 
 /// Anything that lists tags. Every operation throws exception "array access out of range" for an
-/// index that isn't below its count.
+/// index that is not below the count.
 class TagSource {
  public:
   virtual uint32_t entryCount() const = 0;                                      ///< slot 0
@@ -23,13 +23,12 @@ class TagSource {
 };
 
 /// Names and values are bytes in the file's encoding. Names compare without regard to ASCII case.
-/// Values are shared, never changed. Names and values that are handed out last until the store
-/// changes.
+/// Values are shared and never change. What the store hands out lasts until the store changes.
 ///
-/// Copies of a store share its entries until they change them: a file may hold some ten thousand
-/// tags and a thousand chapters, each of which begins as a copy of the file's tags. Reading a store
-/// costs a step an entry (logarithmic where a copy has changed some), find() the logarithm of the
-/// count.
+/// Copies of a store share its entries until they change them: a file may hold tens of thousands of
+/// tags and a thousand chapters, each of which begins as a copy of the file's tags. Reading an
+/// entry takes constant time (logarithmic in a copy that has changed entries), find() logarithmic
+/// time.
 class TagStore final : public TagSource {
  public:
   TagStore() noexcept = default;
@@ -47,8 +46,8 @@ class TagStore final : public TagSource {
   /// @return the first entry of that name, or kNoTag
   uint32_t find(const char* name) const noexcept;
 
-  /// Gives the entry `value` as its only value, and `flag`; appends the entry if there is none of
-  /// that name.
+  /// Gives the first entry of that name `value` as its only value, and `flag`; appends an entry if
+  /// there is none.
   /// @throws exception (out of memory), leaving names, values and flags as they were
   void set(const char* name, SharedString value, TagFlag flag);
 
@@ -66,25 +65,26 @@ class TagStore final : public TagSource {
   /// has not changed since it was last copied.
   void copyFrom(const TagStore& source);
 
-  /// Takes every entry of `source`: one whose name is absent is appended; one that is present takes
-  /// the source's values and flag in place of its own.
-  /// @throws exception (out of memory), leaving some of the entries taken
+  /// Takes the entries of `source` one by one. Where the name is there, the entry of this store
+  /// gets the values and the flag of the source's in place of its own; otherwise a copy is
+  /// appended.
+  /// @throws exception (out of memory), with some of the entries taken
   void merge(const TagSource& source);
 
   void clear() noexcept;
 
  private:
   uint32_t inheritedCount() const noexcept { return base_ ? base_->count() : 0; }
-  const Handle<TagEntry>& entryAt(uint32_t index) const;
-  TagEntry& changeable(uint32_t index);
-  Handle<TagEntry>& ownPlace(uint32_t index);
+  const Handle<TagField>& entryAt(uint32_t index) const;
+  TagField& changeable(uint32_t index);
+  Handle<TagField>& ownPlace(uint32_t index);
   void gather() const;
   void share() const;
 
   // The entries are those of base_ followed by those of added_. base_ never changes, as copies of
-  // this store may hold it too; an entry of it that this store has changed stands in replaced_,
-  // under the same name. gather() and share() move entries between the three without changing what
-  // a caller sees, also in a store that is only copied from.
+  // this store may hold it too; an entry of it that this store has changed is found in replaced_,
+  // under the same name. gather() and share() move entries between the three, even in a store that
+  // is only copied from; no caller sees a difference.
   mutable Handle<TagLayer> base_;
   mutable TagLayer replaced_;
   mutable TagLayer added_;

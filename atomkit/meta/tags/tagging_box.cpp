@@ -1,5 +1,6 @@
 #include "atomkit/meta/tags/tagging_box.h"
 
+#include <optional>
 #include <utility>
 
 #include "atomkit/core/containers/exception.h"
@@ -16,18 +17,23 @@ constexpr uint32_t kMaxCoverBytes = 4 * 1024 * 1024;
 constexpr uint32_t kMaxChapterNumber = 1000;
 constexpr uint32_t kNoChapterNumber = 0xffffffff;
 
+// Types of the fields that are stored.
+constexpr uint8_t kSingleType = 0x00;
+constexpr uint8_t kExtensibleType = 0x01;
+constexpr uint8_t kExtensibleBit = 0x80;
+
 // 'tshd' segment header
 //   u32 chapter_number (zero-based, at most 1000)
 void readSegmentHeader(uint32_t& chapterNumber, AtomReader& reader, uint64_t payloadSize) {
   if (chapterNumber != kNoChapterNumber) throw exception("duplicated tshd atom");
-  if (payloadSize != 4) throw exception("invalid tshd atom");
+  if (payloadSize != sizeof chapterNumber) throw exception("invalid tshd atom");
   chapterNumber = readU32(reader);
   if (chapterNumber > kMaxChapterNumber) throw exception("invalid chapter number in tshd");
 }
 
 class SegmentBoxHandler final : public BoxHandler {
  public:
-  explicit SegmentBoxHandler(NodeList<uint32_t, TagStore>::Node& segment) : segment_(&segment) {}
+  explicit SegmentBoxHandler(TaggedSegment& segment) : segment_(&segment) {}
 
   void handleBox(AtomReader& reader, FourCC type, uint64_t payloadSize) override {
     if (type == fourCC("meta")) {
@@ -38,13 +44,13 @@ class SegmentBoxHandler final : public BoxHandler {
   }
 
  private:
-  NodeList<uint32_t, TagStore>::Node* segment_;
+  TaggedSegment* segment_;
 };
 
 // 'tseg' fields of one chapter
-//   'tshd' (once), 'meta' (field list; any number), others are skipped
+//   'tshd' (exactly one), 'meta' (field list; any number); others are skipped
 void readSegment(TaggingBox& target, AtomReader& reader, uint64_t payloadSize) {
-  auto& segment = target.segments.append(kNoChapterNumber);
+  TaggedSegment& segment = target.segments.append(kNoChapterNumber);
   SegmentBoxHandler handler(segment);
   walkChildren(handler, reader, payloadSize);
   if (segment.key == kNoChapterNumber) throw exception("tseg didn't specify chapter index");
@@ -69,8 +75,8 @@ class TaggingBoxHandler final : public BoxHandler {
   }
 
  private:
-  // DELIBERATE D-342: a cover above the limit is passed over, and an earlier one stays; the fields
-  // are kept, unlike in the item list.
+  // DELIBERATE D-342: a cover above the limit is passed over, and an earlier one stays; unlike in
+  // the item list, the fields stay too.
   void readCover(AtomReader& reader, uint64_t payloadSize) {
     if (!(options_ & kWantCoverArt) || payloadSize > kMaxCoverBytes) return;
     readBytes(reader, target_->cover, static_cast<uint32_t>(payloadSize));
@@ -80,18 +86,14 @@ class TaggingBoxHandler final : public BoxHandler {
   TaggingBox* target_;
 };
 
-/// What the first two bytes of a field say about it.
-struct FieldKind {
-  bool stored;
-  TagFlag flag;
-};
-
+// The flag of a field that begins with these two bytes; none for a field that is skipped.
 // DELIBERATE D-343: type 1 and the top bit both mean "takes further values", but 0x81, which says
-// it twice, is a type of its own and is skipped.
-FieldKind fieldKind(uint8_t type, uint8_t reserved) {
-  if (type == 1) return {reserved == 0, TagFlag::extensible};
-  const TagFlag flag = type & 0x80 ? TagFlag::extensible : TagFlag::single;
-  return {reserved == 0 && (type & 0x7f) == 0, flag};
+// it twice, is skipped.
+std::optional<TagFlag> storedFlag(uint8_t type, uint8_t reserved) {
+  if (reserved != 0) return std::nullopt;
+  if (type == kSingleType) return TagFlag::single;
+  if (type == kExtensibleType || type == kExtensibleBit) return TagFlag::extensible;
+  return std::nullopt;
 }
 
 uint32_t readValueLength(AtomReader& reader) {
@@ -106,7 +108,7 @@ uint16_t readValueCount(AtomReader& reader) {
   return count;
 }
 
-// A skipped field is held to the limits all the same: its lengths tell where the next one begins.
+// The limits hold for a skipped field too, as its lengths say where the next field begins.
 void skipField(AtomReader& reader) {
   reader.skipExact(readU8(reader));
   for (uint16_t values = readValueCount(reader); values > 0; --values) {
@@ -138,7 +140,7 @@ void TaggingBox::clear() noexcept {
 
 // 'meta' field list
 //   u32 field_count (at most 256),
-//   field_count x { u8 type (0x00, 0x01, 0x80; fields of other types are skipped),
+//   field_count x { u8 type (0x00, 0x01 or 0x80; a field of any other type is skipped),
 //                   u8 reserved (not 0: the field is skipped),
 //                   u8 name_length, u8 name[name_length], u16 value_count (at most 256),
 //                   value_count x { u32 length (at most 65,536), u8 value[length] } }
@@ -147,9 +149,9 @@ void readTagFields(TagStore& fields, AtomReader& reader) {
   if (count > kMaxFields) throw exception("suspiciously big field count (exploit attempt?)");
   for (uint32_t i = 0; i < count; ++i) {
     const uint8_t type = readU8(reader);
-    const FieldKind kind = fieldKind(type, readU8(reader));
-    if (kind.stored) {
-      readField(fields, kind.flag, reader);
+    const std::optional<TagFlag> flag = storedFlag(type, readU8(reader));
+    if (flag) {
+      readField(fields, *flag, reader);
     } else {
       skipField(reader);
     }
@@ -157,8 +159,8 @@ void readTagFields(TagStore& fields, AtomReader& reader) {
 }
 
 // 'tags' ZT tagging box
-//   'meta' (field list of the file; any number), 'tseg' (one a chapter), 'covr' (the picture's
-//   bytes), others are skipped
+//   'meta' (field list of the file; any number), 'tseg' (fields of one chapter; any number),
+//   'covr' (the picture; the last one counts); others are skipped
 void readTaggingContents(ParseOptions options, TaggingBox& target, AtomReader& reader,
                          uint64_t payloadSize) {
   if (target.seen) throw exception("duplicate ZT tagging info found");
@@ -168,8 +170,8 @@ void readTaggingContents(ParseOptions options, TaggingBox& target, AtomReader& r
   walkChildren(handler, reader, payloadSize);
 }
 
-// DELIBERATE D-341: a second 'tags' box is a duplicate, and discards what the first one gave; as
-// nothing is left of either, a third one is read afresh.
+// DELIBERATE D-341: a second 'tags' box is a duplicate and discards what the first one gave. As
+// nothing is left of either, a third one is read as if it were the first.
 void readTaggingBox(ParseOptions options, TaggingBox& target, AtomReader& reader,
                     uint64_t payloadSize) {
   if (!(options & (kWantTextTags | kWantCoverArt))) return;

@@ -10,31 +10,35 @@
 
 namespace atomkit {
 
+/// The fields of single chapters, in file order.
+using TaggedSegments = NodeList<uint32_t, TagStore>;
+/// One of them: `key` is the zero-based number of the chapter, `payload` its fields.
+using TaggedSegment = TaggedSegments::Node;
+
 struct TaggingBox {
   bool seen = false;  ///< a 'tags' box has been read
   TagStore fields;    ///< of the whole file
-  /// Fields of single chapters in file order, keyed by the chapter's number in the file (zero-based
-  /// index of the chapter that they are merged into).
-  NodeList<uint32_t, TagStore> segments;
-  ByteArray cover;  ///< the picture as it is stored; empty when there is none
+  TaggedSegments segments;
+  ByteArray cover;  ///< the picture as stored; empty when there is none
 
   void clear() noexcept;
 };
 
-/// Reads the payload of a 'tags' box, when text tags or the cover are wanted. Any exception inside
-/// discards everything that this and an earlier 'tags' box gave and is not passed on; what the
-/// source throws is. The caller goes on behind the box with finish().
+/// Reads the payload of a 'tags' box, when text tags or the cover are wanted. An exception inside
+/// discards everything that this and an earlier 'tags' box gave, and ends here; what the source
+/// throws passes through. The caller skips the rest of the box with finish().
 /// @param payloadSize  bytes of the payload
 void readTaggingBox(ParseOptions options, TaggingBox& target, AtomReader& reader,
                     uint64_t payloadSize);
 
-// The readers inside, which pass their exceptions on and leave what was read until then.
-
-/// The whole payload, whatever the options. @throws exception
+/// The same without the catch: what was read before an exception stays. Reads the payload even when
+/// the options want nothing of it.
+/// @throws exception
 void readTaggingContents(ParseOptions options, TaggingBox& target, AtomReader& reader,
                          uint64_t payloadSize);
 
-/// A field list ('meta' at either level): appends its fields to `fields`.
+/// Reads the payload of a field list ('meta' in 'tags' or 'tseg') and appends its fields to
+/// `fields`.
 /// @throws exception "suspiciously big field count (exploit attempt?)" above 256 fields,
 ///         "suspiciously big value count (exploit attempt?)" above 256 values of a field,
 ///         "suspiciously long value (exploit attempt?)" above 65,536 bytes; past end; out of memory

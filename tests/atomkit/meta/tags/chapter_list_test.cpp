@@ -32,7 +32,7 @@ void readChpl(const Bytes& bytes, ChapterMarks& marks) {
   readBox(bytes, [&](AtomReader& reader, uint64_t) { readChapterList(marks, reader); });
 }
 
-/// 'chpl' of the layout with 32-bit starts.
+/// 'chpl' with 32-bit starts.
 Bytes chplShort(const std::vector<Mark>& marks) {
   Bytes entries;
   for (const Mark& mark : marks) {
@@ -66,7 +66,7 @@ TEST(ChapterList, FlagsAndReservedByteAreNotLookedAt) {
   EXPECT_EQ(listedMarks(marks), (Marks{{5, "x"}}));
 }
 
-TEST(ChapterList, VersionTwoIsSkippedBehindItsFirstFiveBytes) {
+TEST(ChapterList, VersionTwoIsSkippedAfterItsFirstFiveBytes) {
   ChapterMarks marks;
   readChpl(box("chpl", u8(2), zeros(4), u32(0xffffffff)), marks);
   EXPECT_EQ(marks.count(), 0u);
@@ -150,7 +150,7 @@ TEST(ChapterList, SecondListReplacesTheFirst) {
   EXPECT_STREQ(first->text(), "a") << "a title that was handed out stays";
 }
 
-TEST(ChapterList, BytesBehindTheLastChapterAreLeft) {
+TEST(ChapterList, BytesAfterTheLastChapterAreLeft) {
   ChapterMarks marks;
   readChpl(box("chpl", u8(0), zeros(4), u32(1), u32(3), u8(1), text("x"), repeat(0xee, 20)), marks);
   EXPECT_EQ(listedMarks(marks), (Marks{{3, "x"}}));

@@ -17,7 +17,7 @@ TEST(GenreNames, Codes1To148HaveNames) {
   EXPECT_EQ(genreName(0xffffffff), nullptr);
 }
 
-// One line holds the ten names of a decade of ID3 numbers.
+// In the order of their ID3 numbers.
 TEST(GenreNames, StandAtTheirId3Numbers) {
   const std::string expected =
       "Blues|Classic Rock|Country|Dance|Disco|Funk|Grunge|Hip-Hop|Jazz|Metal|"

@@ -1,5 +1,5 @@
-// Metadata that a file makes as expensive as it can: time and memory stay in proportion to the
-// bytes that the file has.
+// Metadata that is as expensive to read as a file can make it: time and memory must stay in
+// proportion to the bytes of the file.
 #include <gtest/gtest.h>
 
 #include <ctime>
@@ -20,8 +20,8 @@ using namespace boxes;
 
 constexpr ParseOptions kWantBoth = kWantTextTags | kWantCoverArt;
 
-/// Processor time. Far above what is measured in an unoptimised build with sanitizers, far below
-/// what work that grows with the square of the count takes.
+/// Processor time. Far more than an unoptimised build with sanitizers needs, far less than work
+/// that grows with the square of the count would take.
 constexpr double kSecondsAllowed = 5;
 
 template <class Run>
@@ -31,7 +31,7 @@ double secondsOf(Run run) {
   return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
-/// `count` pieces one after the other; piece(i) makes one.
+/// piece(0) to piece(count - 1), joined.
 template <class Piece>
 Bytes series(uint32_t count, Piece piece) {
   Bytes all;
@@ -61,7 +61,7 @@ Cost costOf(const Bytes& bytes, Target& target, Read read) {
   return cost;
 }
 
-// Names in order are the worst case of a search tree that isn't balanced.
+// Names in order are the worst case of a search tree that is not balanced.
 TEST(HostileMetadata, ManyFreeFormItemsOfNamesInOrder) {
   constexpr uint32_t kItems = 40000;
   const auto rising = [](uint32_t i) { return std::to_string(100000 + i); };
@@ -108,7 +108,7 @@ TEST(HostileMetadata, ManyItemsOfOneByte) {
       metaWith(series(110000, [](uint32_t) { return box(itemType("nam"), u8('x')); }));
   ItemListTags target;
   const Cost cost = costOf(bytes, target, readMetadata);
-  EXPECT_FALSE(target.seen) << "one byte is no box";
+  EXPECT_FALSE(target.seen) << "one byte is not a box";
   EXPECT_EQ(cost.allocations, 0u);
 }
 
@@ -124,8 +124,8 @@ TEST(HostileMetadata, ManyItemsOfNothing) {
 
 TEST(HostileMetadata, ManyFields) {
   constexpr uint32_t kLists = 300;
-  const Bytes bytes = tags(series(kLists, [](uint32_t i) {
-    return fieldList(std::vector<TagField>(256, TagField{.name = std::to_string(i)}));
+  const Bytes bytes = ztTags(series(kLists, [](uint32_t i) {
+    return ztFields(std::vector<ZtField>(256, ZtField{.name = std::to_string(i)}));
   }));
   TaggingBox target;
   const Cost cost = costOf(bytes, target, readTaggingBox);
@@ -136,8 +136,8 @@ TEST(HostileMetadata, ManyFields) {
 }
 
 TEST(HostileMetadata, TheMostValuesThatOneFieldListCanHold) {
-  const Bytes bytes = tags(fieldList(std::vector<TagField>(
-      256, TagField{.name = "n", .values = std::vector<std::string>(256, "v"), .type = 1})));
+  const Bytes bytes = ztTags(ztFields(std::vector<ZtField>(
+      256, ZtField{.name = "n", .values = std::vector<std::string>(256, "v"), .type = 1})));
   TaggingBox target;
   const Cost cost = costOf(bytes, target, readTaggingBox);
   EXPECT_EQ(target.fields.entryCount(), 256u);
@@ -147,7 +147,7 @@ TEST(HostileMetadata, TheMostValuesThatOneFieldListCanHold) {
 
 TEST(HostileMetadata, ManySegments) {
   constexpr uint32_t kSegments = 30000;
-  const Bytes bytes = tags(series(kSegments, [](uint32_t i) { return tseg(tshd(i % 1001)); }));
+  const Bytes bytes = ztTags(series(kSegments, [](uint32_t i) { return tseg(tshd(i % 1001)); }));
   TaggingBox target;
   const Cost cost = costOf(bytes, target, readTaggingBox);
   EXPECT_EQ(target.segments.count(), kSegments);

@@ -29,7 +29,7 @@ void readMeta(const Bytes& bytes, ItemListTags& target, ParseOptions options = k
           [&](AtomReader& reader, uint64_t size) { readMetadata(options, target, reader, size); });
 }
 
-/// The same, but with the exception that the reader keeps to itself.
+/// The same without the catch: throws the exception that ends inside the reader.
 void readContents(const Bytes& bytes, ParseOptions options = kWantBoth) {
   ItemListTags target;
   readBox(bytes, [&](AtomReader& reader, uint64_t size) {
@@ -37,7 +37,7 @@ void readContents(const Bytes& bytes, ParseOptions options = kWantBoth) {
   });
 }
 
-/// The box vanishes because of `message`, at no cost to the file.
+/// The box fails with `message` and costs the tags, not the file.
 void expectBroken(const Bytes& bytes, const char* message) {
   EXPECT_THROWS_MESSAGE(readContents(bytes), message);
   ItemListTags target;
@@ -132,7 +132,7 @@ TEST(ItemList, SecondBoxIsIgnoredEvenIfTheFirstGaveNothing) {
   EXPECT_EQ(target.cover.count(), 0u);
 }
 
-TEST(Deliberate, D348_BoxBehindABrokenOneIsRead) {
+TEST(Deliberate, D348_BoxAfterABrokenOneIsRead) {
   ItemListTags target;
   readMeta(metaWith(title("lost"), text("short")), target);
   EXPECT_FALSE(target.seen);
@@ -165,7 +165,7 @@ TEST(CoverArt, OfOneByteMoreIsTooBigAndClearsTheTags) {
 }
 
 TEST(CoverArt, OfMoreThan32BitsIsTooBig) {
-  // The boxes claim what the file doesn't have; the limit is looked at first.
+  // The boxes claim more than the file has; the limit is checked first.
   const uint64_t picture = uint64_t{1} << 32;
   MemorySource source(join(largeBoxClaiming(picture + 16 + 8, "data", zeros(8))));
   HostStreamAdapter stream(source, kUnknownLength);
@@ -264,13 +264,13 @@ TEST(ItemList, BrokenStructureCostsTheTagsOnly) {
 }
 
 TEST(ItemList, OverlappingBoxesAreAnError) {
-  // The inner 'data' reaches into the item behind.
+  // The inner 'data' reaches into the next item.
   expectBroken(
       metaWith(box(itemType("nam"), boxClaiming(30, "data", zeros(8), text("x"))), title("b")),
       "atom size bigger than expected");
 }
 
-TEST(ItemList, ReadingGoesOnBehindABrokenBox) {
+TEST(ItemList, ReadingGoesOnAfterABrokenBox) {
   const Bytes bytes = join(metaWith(title("a"), repeat(0x01, 50), title("b")), text("next"));
   MemorySource source(bytes);
   ItemListTags target;
@@ -287,10 +287,10 @@ TEST(ItemList, BoxCutAtAnyLengthGivesAllUpToACutBetweenBoxesOrNothing) {
     ItemListTags target;
     readMeta(box("meta", Bytes(good.begin() + 8, good.begin() + ptrdiff_t(size))), target);
     // Whole children of 'meta': header word, 'hdlr', 'ilst'.
-    const size_t behindHandler = 8 + 4 + 33;
-    const size_t behindItems = good.size() - 11;
-    EXPECT_EQ(target.seen, size == 12 || size == behindHandler || size == behindItems) << size;
-    EXPECT_EQ(listed(target.tags), size == behindItems ? kFullTags : Listed{}) << size;
+    const size_t afterHandler = 8 + 4 + 33;
+    const size_t afterItems = good.size() - 11;
+    EXPECT_EQ(target.seen, size == 12 || size == afterHandler || size == afterItems) << size;
+    EXPECT_EQ(listed(target.tags), size == afterItems ? kFullTags : Listed{}) << size;
   }
 }
 
@@ -340,7 +340,7 @@ TEST(ItemList, TextThatTheBoxCannotHoldTakesNoMemory) {
 }
 
 TEST(ItemList, TextThatTheFileCannotHoldTakesNoMemory) {
-  // All boxes agree on a size that the file doesn't have.
+  // All boxes agree on a size that the file does not have.
   constexpr uint32_t kClaimed = 0x70000000;
   const Bytes bytes = boxClaiming(
       kClaimed + 44, "meta", full(0),
@@ -359,7 +359,7 @@ TEST(ItemList, TextThatTheFileCannotHoldTakesNoMemory) {
 }
 
 TEST(ItemList, TextThatASourceOfUnknownLengthCannotHoldTakesLittleMemory) {
-  // Boxes of almost 4 GiB inside one another.
+  // Nested boxes of almost 4 GiB.
   constexpr uint32_t kClaimed = 0xffffff00;
   MemorySource source(boxClaiming(
       kClaimed + 44, "meta", full(0),
@@ -377,7 +377,7 @@ TEST(ItemList, TextThatASourceOfUnknownLengthCannotHoldTakesLittleMemory) {
 }
 
 TEST(ItemList, TextOfMoreThan32BitsIsOutOfMemory) {
-  // Such a file exists as far as the boxes and the source's length say.
+  // Neither the boxes nor the length of the source say that the text is not there.
   constexpr uint64_t kClaimed = uint64_t{1} << 32;
   const Bytes bytes = join(
       full(0), largeBoxClaiming(

@@ -1,4 +1,4 @@
-// Builders for the metadata boxes of 'udta', and a readable form of what they are read into.
+// More builders for the metadata boxes of 'udta', and a readable form of what they are read into.
 #pragma once
 #include <cstdint>
 #include <string>
@@ -6,47 +6,22 @@
 #include <vector>
 
 #include "atomkit/meta/tags/tag_store.h"
-#include "tests/support/boxes.h"
+#include "tests/support/movie_builder.h"
 
 namespace boxes {
 
 // ---- the ZT tagging box
 
-struct TagField {
-  std::string name;
-  std::vector<std::string> values = {};
-  uint8_t type = 0;  // takes no further values
-  uint8_t reserved = 0;
-};
-inline Bytes tagField(const TagField& field) {
-  Bytes values;
-  for (const std::string& value : field.values) {
-    values = join(values, u32(static_cast<uint32_t>(value.size())), text(value));
-  }
-  return join(u8(field.type), u8(field.reserved), u8(static_cast<uint8_t>(field.name.size())),
-              text(field.name), u16(static_cast<uint16_t>(field.values.size())), values);
-}
-/// 'meta' with a field list.
-inline Bytes fieldList(const std::vector<TagField>& fields) {
-  Bytes all;
-  for (const TagField& field : fields) all = join(all, tagField(field));
-  return box("meta", u32(static_cast<uint32_t>(fields.size())), all);
-}
 inline Bytes tshd(uint32_t chapterNumber) { return box("tshd", u32(chapterNumber)); }
 template <class... Children>
 Bytes tseg(const Children&... children) {
   return box("tseg", children...);
 }
-template <class... Children>
-Bytes tags(const Children&... children) {
-  return box("tags", children...);
-}
-
 // ---- items of the item list
 
-/// Type of the items that begin with the byte 0xA9, for example itemType("ART").
+/// An item type that begins with the byte 0xA9, for example itemType("ART").
 inline std::string itemType(std::string_view rest) { return "\xA9" + std::string(rest); }
-/// The value of an item; the type code is that of a text.
+/// The value of an item; type code 1 is a text.
 inline Bytes data(const Bytes& value, uint32_t typeCode = 1) {
   return box("data", full(0, typeCode), u32(0), value);
 }

@@ -16,7 +16,7 @@ namespace {
 
 using namespace boxes;
 
-/// The tags that the items give, one after the other.
+/// The tags that the items make when they are read one after the other.
 template <class... Items>
 Listed tagsOf(const Items&... items) {
   TagStore store;
@@ -196,7 +196,7 @@ TEST(TagItem, NumbersTooShortToReadGiveNothing) {
   EXPECT_EQ(tagsOf(box("disk", shortData(16))), Listed{"disc=0"});
 }
 
-TEST(TagItem, BytesBehindANumberAreIgnored) {
+TEST(TagItem, BytesAfterANumberAreIgnored) {
   const Bytes more = text("more");
   EXPECT_EQ(tagsOf(box("tmpo", data(join(u16(120), u8(1))))), Listed{"tempo=00120 BPM"});
   EXPECT_EQ(tagsOf(box("tmpo", data(join(u16(120), more)))), Listed{"tempo=00120 BPM"});
@@ -208,7 +208,7 @@ TEST(TagItem, BytesBehindANumberAreIgnored) {
   }
 }
 
-TEST(TagItem, ChildrenBehindAValueTooShortToReadAreStillExamined) {
+TEST(TagItem, ChildrenAfterAValueTooShortToReadAreStillExamined) {
   EXPECT_EQ(tagsOf(box("tmpo", shortData(9), data(u16(120)))), Listed{"tempo=00120 BPM"});
   EXPECT_EQ(tagsOf(box("gnre", shortData(8), data(u16(1)))), Listed{"genre=Blues"});
   EXPECT_EQ(tagsOf(box("trkn", shortData(15), data(join(u16(0), u16(1), u32(0))))),
