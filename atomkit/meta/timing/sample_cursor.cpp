@@ -15,10 +15,20 @@ static_assert(offsetof(SampleCursor, offsetInChunk) == 32);
 static_assert(offsetof(SampleCursor, chunkMap) == 40);
 static_assert(offsetof(SampleCursor, chunk) == 48);
 static_assert(sizeof(SampleCursor) == 56);
+static_assert(offsetof(ChunkMapPosition, entry) == 0);
+static_assert(offsetof(ChunkMapPosition, firstSample) == 4);
+static_assert(offsetof(ChunkLocation, chunk) == 0);
+static_assert(offsetof(ChunkLocation, firstSample) == 4);
+
+static_assert(offsetof(SampleInfo, duration) < offsetof(SampleInfo, compositionTime));
+static_assert(offsetof(SampleInfo, compositionTime) < offsetof(SampleInfo, compositionOffset));
+static_assert(offsetof(SampleInfo, compositionOffset) < offsetof(SampleInfo, timescale));
+static_assert(offsetof(SampleInfo, timescale) < offsetof(SampleInfo, fileOffset));
+static_assert(offsetof(SampleInfo, fileOffset) < offsetof(SampleInfo, size));
 
 namespace {
 
-void seekComposition(const TimingTables& timing, SampleCursor& cursor, uint32_t sample) {
+void placeInComposition(const TimingTables& timing, SampleCursor& cursor, uint32_t sample) {
   cursor.compositionRun = kNoIndex;
   cursor.compositionPosition = kNoIndex;
   uint32_t first = 0;
@@ -33,9 +43,9 @@ void seekComposition(const TimingTables& timing, SampleCursor& cursor, uint32_t 
   }
 }
 
-// DELIBERATE D-325: a sample beyond the time table is no error: it has no run, and its decoding
+// DELIBERATE D-325: a sample past the time table is not an error: it has no run, and its decoding
 // time and duration are 0.
-void seekTime(const TimingTables& timing, SampleCursor& cursor, uint32_t sample) {
+void placeInTime(const TimingTables& timing, SampleCursor& cursor, uint32_t sample) {
   cursor.timeRun = kNoIndex;
   cursor.timePosition = kNoIndex;
   cursor.decodeTime = 0;
@@ -55,27 +65,25 @@ void seekTime(const TimingTables& timing, SampleCursor& cursor, uint32_t sample)
   }
 }
 
-// One step within the runs of a table. Runs of no samples hold nothing to stand on, so a step that
-// leaves a run passes over them: the place is the one that a seek to the sample finds.
+// DELIBERATE D-328: a step goes to the next run whatever its length, so the cursor stands on a run
+// of no samples for one sample. A reposition passes over such a run.
 template <class RunLength>
 void stepInRuns(uint32_t& run, uint32_t& position, uint32_t runCount, RunLength runLength) {
   ++position;
   if (position < runLength(run)) return;
   position = 0;
-  do {
-    ++run;
-  } while (run < runCount && position >= runLength(run));
+  ++run;
   if (run >= runCount) run = position = kNoIndex;
 }
 
 }  // namespace
 
 // DELIBERATE D-327: the fields are set as they are found, the sample number first; a lookup that
-// throws leaves the cursor on the new sample number with the rest half done.
-uint64_t seekCursor(const TrackRecord& record, SampleCursor& cursor, uint32_t sample) {
+// throws leaves the cursor on the new number with the rest half done.
+uint64_t reposition(const TrackRecord& record, SampleCursor& cursor, uint32_t sample) {
   cursor.sample = sample;
-  seekComposition(record.timing, cursor, sample);
-  seekTime(record.timing, cursor, sample);
+  placeInComposition(record.timing, cursor, sample);
+  placeInTime(record.timing, cursor, sample);
   cursor.chunkMap = {};
   cursor.chunk = {};
   cursor.chunk = record.samples.locateChunk(sample, cursor.chunkMap);
@@ -83,9 +91,9 @@ uint64_t seekCursor(const TrackRecord& record, SampleCursor& cursor, uint32_t sa
   return cursor.offsetInChunk;
 }
 
-bool advanceCursor(const TrackRecord& record, SampleCursor& cursor) {
+bool step(const TrackRecord& record, SampleCursor& cursor) {
   const TimingTables& timing = record.timing;
-  // In 64 bits: no sample follows the last number, not even on a track whose tables wrap.
+  // In 64 bits: no sample follows the largest number.
   if (uint64_t{cursor.sample} + 1 >= timing.sampleCount()) return false;
   ++cursor.sample;
 
@@ -110,8 +118,8 @@ bool advanceCursor(const TrackRecord& record, SampleCursor& cursor) {
 }
 
 // DELIBERATE D-323: the composition time adds the offset as an unsigned word, so a negative offset
-// gives a time that is 2^32 ticks too late.
-uint32_t readSampleInfo(const TrackRecord& record, const SampleCursor& cursor, SampleInfo& info) {
+// gives a time 2^32 ticks too late.
+uint32_t sampleInfo(const TrackRecord& record, const SampleCursor& cursor, SampleInfo& info) {
   const TimingTables& timing = record.timing;
   info.compositionOffset =
       cursor.compositionRun == kNoIndex ? 0 : timing.compositionRunOffset(cursor.compositionRun);

@@ -1,5 +1,5 @@
-// SampleCursor: a place in a track, kept in step in decoding time, composition offsets and file
-// position.
+// SampleCursor: a sample of a track with its decoding time, composition offset and place in the
+// file, which are carried from sample to sample.
 #pragma once
 #include <cstdint>
 
@@ -29,18 +29,19 @@ struct SampleInfo {
   uint32_t size = 0;              ///< bytes
 };
 
-/// Puts every field of the cursor (the track index excepted) on `sample`.
+/// Sets every field of the cursor but the track index for `sample`.
 /// @return the sample's offset in its chunk, in bytes
 /// @throws exception "frame out of range", "array access out of range"
-uint64_t seekCursor(const TrackRecord& record, SampleCursor& cursor, uint32_t sample);
+uint64_t reposition(const TrackRecord& record, SampleCursor& cursor, uint32_t sample);
 
-/// Moves the cursor to the next sample.
-/// @return false, with nothing changed, when it stands on the last one
+/// Moves the cursor to the next sample: at most one run on in each of the two timing tables,
+/// however many samples that run counts.
+/// @return false, with nothing changed, when the cursor stands on the last sample
 /// @throws exception "frame out of range", "array access out of range"
-bool advanceCursor(const TrackRecord& record, SampleCursor& cursor);
+bool step(const TrackRecord& record, SampleCursor& cursor);
 
 /// Describes the cursor's sample. @return its size in bytes
 /// @throws exception "array access out of range"
-uint32_t readSampleInfo(const TrackRecord& record, const SampleCursor& cursor, SampleInfo& info);
+uint32_t sampleInfo(const TrackRecord& record, const SampleCursor& cursor, SampleInfo& info);
 
 }  // namespace atomkit

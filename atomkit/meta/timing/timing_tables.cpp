@@ -5,8 +5,8 @@
 
 namespace atomkit {
 
-// DELIBERATE D-321: a second box is an error only when the table holds an entry; after a box with
-// none it fills the table.
+// DELIBERATE D-321: a second box is an error only when the table holds an entry; after a box
+// without entries it fills the table.
 void RunTable::read(AtomReader& reader, const char* duplicateMessage) {
   if (count() > 0) throw exception(duplicateMessage);
   skipVersionAndFlags(reader);
@@ -21,8 +21,7 @@ void RunTable::read(AtomReader& reader, const char* duplicateMessage) {
 //   u8 version, u24 flags (both ignored), u32 entry_count,
 //   entry_count x { u32 sample_count, u32 sample_delta }
 //
-// DELIBERATE D-320: the total of the sample counts wraps at 2^32, and the total is the number of
-// samples.
+// DELIBERATE D-320: the number of samples is the total of the counts, which wraps at 2^32.
 void TimingTables::readTimeToSample(AtomReader& reader) {
   timeToSample_.read(reader, "duplicate stts data");
   uint32_t total = 0;
@@ -33,8 +32,7 @@ void TimingTables::readTimeToSample(AtomReader& reader) {
 // 'ctts' CompositionOffsetBox
 //   u8 version, u24 flags (both ignored), u32 entry_count,
 //   entry_count x { u32 sample_count, i32 sample_offset }
-// The offset is taken as signed in both versions of the box: many files carry negative offsets in
-// version 0.
+// The offset is signed in both versions of the box: many files have negative offsets in version 0.
 void TimingTables::readCompositionOffsets(AtomReader& reader) {
   composition_.read(reader, "duplicate ctts data");
 }
@@ -57,11 +55,10 @@ void TimingTables::readSyncSamples(AtomReader& reader) {
   }
 }
 
-// DELIBERATE D-320: the numbers of samples that the walks through the runs add up are 32-bit words
-// that wrap like the total, here and in the cursor.
-// The times may wrap on tables that no real file has. The time never lies before the total that it
-// is compared with, so the subtraction doesn't wrap; a delta of 0 never stops the walk, so the
-// divisor is not 0.
+// DELIBERATE D-320: a walk through the runs adds their counts in 32 bits, which wrap like the
+// total, here and in the cursor. The times wrap only in tables that no real file has. The walk goes
+// on while the time is at or past the end of a run, so the subtraction doesn't wrap. A run of delta
+// 0 never stops the walk, so the divisor is not 0.
 SampleAtTime TimingTables::sampleAt(uint64_t time) const {
   uint32_t samples = 0;
   uint64_t start = 0;
@@ -88,7 +85,7 @@ int32_t TimingTables::compositionOffset(uint32_t sample) const noexcept {
 }
 
 // DELIBERATE D-322: the one-based number of the sample is compared with the zero-based entries, so
-// the answer is that for the following sample. Where seeks land depends on it.
+// the answer is the one for the following sample.
 uint32_t TimingTables::nearestSyncSample(uint32_t sample, Direction direction) const {
   if (syncSamples_.count() == 0) return sample;
   const uint32_t key = sample + 1;

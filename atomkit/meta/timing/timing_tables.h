@@ -1,6 +1,6 @@
-// TimingTables answers "which sample is decoded at this time, when is sample n shown, and which
-// sample can be decoded by itself?" for one track: the boxes stts, ctts and stss. Lifetime: owns
-// its tables; keeps no reference to the stream.
+// TimingTables answers "which sample is decoded at this time, how much later is sample n shown, and
+// which sample can be decoded by itself?" for one track: the boxes stts, ctts and stss. Lifetime:
+// owns its tables; keeps no reference to the stream.
 #pragma once
 #include <cstdint>
 
@@ -10,12 +10,12 @@
 
 namespace atomkit {
 
-/// Index that stands for "none".
+/// The absent index.
 inline constexpr uint32_t kNoIndex = 0xffffffff;
 
 struct SampleAtTime {
   uint32_t sample = 0;     ///< zero-based
-  uint64_t remainder = 0;  ///< ticks of the time that lie inside the sample
+  uint64_t remainder = 0;  ///< ticks from the start of the sample to the time
 };
 
 enum class Direction { backward, forward };
@@ -29,9 +29,9 @@ struct TimeRun {
 /// Runs of samples that share a value, as 'stts' and 'ctts' list them.
 class RunTable {
  public:
-  /// Version, flags, entry count, and the entries. @throws exception with `duplicateMessage` when
-  /// the table already holds an entry; the reader's "past end" message; "out of memory when
-  /// resizing array"
+  /// Reads version and flags (both ignored), the entry count and the entries.
+  /// @throws exception with `duplicateMessage` when the table already holds an entry; the reader's
+  ///         "past end" message; "out of memory when resizing array"
   void read(AtomReader& reader, const char* duplicateMessage);
 
   uint32_t count() const noexcept { return words_.count() / kWordsPerRun; }
@@ -54,16 +54,16 @@ class RunTable {
 
 class TimingTables {
  public:
-  // Each reader takes the payload of its box. All of them throw the reader's "past end" message,
-  // before anything is allocated when the entry count doesn't fit, and "out of memory when resizing
+  // Each reader takes the payload of its box. All throw the stream's "past end" message, before
+  // they allocate anything when the entry count doesn't fit, and "out of memory when resizing
   // array".
 
   /// 'stts'. @throws exception "duplicate stts data" when the table already holds an entry
   void readTimeToSample(AtomReader& reader);
   /// 'ctts'. @throws exception "duplicate ctts data" when the table already holds an entry
   void readCompositionOffsets(AtomReader& reader);
-  /// 'stss'. Replaces what an earlier box gave. @throws exception "invalid stss data" when a sample
-  /// number is 0 or not above the one before
+  /// 'stss'. Replaces what an earlier box gave.
+  /// @throws exception "invalid stss data" when a number is 0 or not above the one before
   void readSyncSamples(AtomReader& reader);
 
   /// Sum of the sample counts of 'stts', wrapping at 2^32.
@@ -79,8 +79,9 @@ class TimingTables {
   /// Cost: linear in the number of runs.
   int32_t compositionOffset(uint32_t sample) const noexcept;
 
-  /// Sync sample at or before (backward), or at or after (forward), the one that follows `sample`,
-  /// kept within the table; without a table every sample is a sync sample and is its own answer.
+  /// Sync sample at or before (backward), or at or after (forward), the sample that follows
+  /// `sample`; the first or the last sync sample where there is none. Without a table every sample
+  /// is a sync sample and its own answer.
   /// Cost: logarithmic in the number of sync samples.
   uint32_t nearestSyncSample(uint32_t sample, Direction direction) const;
 

@@ -4,8 +4,8 @@
 
 namespace atomkit {
 
-// DELIBERATE D-324: the offset is compared without its sign, so a negative one counts as very large
-// and the media duration is the answer.
+// DELIBERATE D-324: the offset is compared as an unsigned word, so a negative one counts as very
+// large, and the media duration is the answer.
 uint32_t leadingAudioOffset(const TrackRecord& record) {
   if (record.description.codecKind != CodecKind::mp4a) return 0;
   const auto offset = static_cast<uint32_t>(record.timing.compositionOffset(0));

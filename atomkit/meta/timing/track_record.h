@@ -16,9 +16,9 @@ struct TrackRecord {
   SampleTables samples;
 };
 
-/// Ticks by which the first sample of an 'mp4a' track is shown late: its composition offset, but no
-/// more than the media duration (compared as 32-bit values unless the duration needs more). 0 for
-/// other kinds.
+/// Ticks from the start of an 'mp4a' track to its first sample: the composition offset of that
+/// sample, but no more than the media duration, both compared as unsigned 32-bit words unless the
+/// duration needs more. 0 for other kinds.
 uint32_t leadingAudioOffset(const TrackRecord& record);
 
 }  // namespace atomkit

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstddef>
+#include <algorithm>
 
 #include "tests/atomkit/meta/timing/track_fixture.h"
 #include "tests/support/counting_allocator.h"
@@ -30,18 +30,18 @@ std::vector<uint64_t> fields(const SampleInfo& i) {
 
 SampleInfo infoAt(const TrackRecord& record, const SampleCursor& cursor) {
   SampleInfo info;
-  EXPECT_EQ(readSampleInfo(record, cursor, info), info.size);
+  EXPECT_EQ(sampleInfo(record, cursor, info), info.size);
   return info;
 }
 
 SampleCursor cursorOn(const TrackRecord& record, uint32_t sample) {
   SampleCursor cursor;
-  EXPECT_EQ(seekCursor(record, cursor, sample), cursor.offsetInChunk);
+  EXPECT_EQ(reposition(record, cursor, sample), cursor.offsetInChunk);
   return cursor;
 }
 
-// What plain counting says about every sample of a track.
-std::vector<SampleInfo> expandedTrack(const TrackTables& tables) {
+// What plain counting says about every sample of a track, or about its first `limit` samples.
+std::vector<SampleInfo> expandedTrack(const TrackTables& tables, size_t limit = SIZE_MAX) {
   std::vector<SampleInfo> samples;
   uint64_t time = 0;
   for (const auto& [count, delta] : tables.times) {
@@ -53,6 +53,7 @@ std::vector<SampleInfo> expandedTrack(const TrackTables& tables) {
       samples.push_back(info);
     }
   }
+  if (samples.size() > limit) samples.resize(limit);
   const std::vector<int32_t> offsets = expandedOffsets(tables.offsets);
   for (size_t i = 0; i < samples.size() && i < offsets.size(); ++i) {
     samples[i].compositionOffset = offsets[i];
@@ -109,61 +110,86 @@ TrackTables smallTrack() {
           .chunkOffsets = {1000, 2000, 3000}};
 }
 
-// Runs of every kind have a run of no samples before, between and behind.
+// Both timing tables have runs of no samples before, between and after the others.
 TrackTables trackWithEmptyRuns() {
-  return {.times = {{0, 7}, {2, 10}, {0, 99}, {0, 98}, {3, 20}, {0, 97}},
+  return {.times = {{0, 7}, {2, 10}, {0, 99}, {0, 98}, {4, 20}, {0, 97}},
           .offsets = {{0, 1}, {1, 5}, {0, 2}, {0, 3}, {2, 6}, {0, 4}},
           .constantSize = 4,
-          .chunkRuns = {{1, 5}},
+          .chunkRuns = {{1, 6}},
           .chunkOffsets = {100}};
 }
 
-void expectStepsEqualSeeks(const TrackTables& tables) {
+template <class Entry>
+void dropEmptyRuns(std::vector<Entry>& entries) {
+  std::erase_if(entries, [](const Entry& entry) { return entry.first == 0; });
+}
+
+TrackTables withoutEmptyRuns(TrackTables tables) {
+  dropEmptyRuns(tables.times);
+  dropEmptyRuns(tables.offsets);
+  return tables;
+}
+
+// The runs that a walk from sample 0 goes through: it begins in the first one with a sample, and
+// stands on every later one for one sample at least.
+template <class Entry>
+void standOnEmptyRuns(std::vector<Entry>& entries) {
+  const auto first = std::find_if(entries.begin(), entries.end(),
+                                  [](const Entry& entry) { return entry.first != 0; });
+  entries.erase(entries.begin(), first);
+  for (Entry& entry : entries) entry.first = std::max(entry.first, 1u);
+}
+
+void expectSeeksFindTheExpandedSamples(const TrackTables& tables) {
   TrackRecord record;
   fillTrack(record, tables);
   const std::vector<SampleInfo> expected = expandedTrack(tables);
   ASSERT_EQ(record.timing.sampleCount(), expected.size());
-  if (expected.empty()) return;
-  SampleCursor stepped = cursorOn(record, 0);
   for (uint32_t sample = 0; sample < expected.size(); ++sample) {
-    const SampleCursor sought = cursorOn(record, sample);
-    ASSERT_EQ(fields(stepped), fields(sought)) << "sample " << sample;
-    ASSERT_EQ(fields(infoAt(record, stepped)), fields(expected[sample])) << "sample " << sample;
-    ASSERT_EQ(advanceCursor(record, stepped), sample + 1 < expected.size());
+    ASSERT_EQ(fields(infoAt(record, cursorOn(record, sample))), fields(expected[sample]))
+        << "sample " << sample;
+  }
+}
+
+void expectStepsStandOnEmptyRuns(const TrackTables& tables) {
+  TrackRecord record;
+  fillTrack(record, tables);
+  const uint32_t count = record.timing.sampleCount();
+  if (count == 0) return;
+  TrackTables stoodOn = tables;
+  standOnEmptyRuns(stoodOn.times);
+  standOnEmptyRuns(stoodOn.offsets);
+  const std::vector<SampleInfo> expected = expandedTrack(stoodOn, count);
+  ASSERT_EQ(expected.size(), count);
+  SampleCursor cursor = cursorOn(record, 0);
+  for (uint32_t sample = 0; sample < count; ++sample) {
+    ASSERT_EQ(cursor.sample, sample);
+    ASSERT_EQ(fields(infoAt(record, cursor)), fields(expected[sample])) << "sample " << sample;
+    ASSERT_EQ(step(record, cursor), sample + 1 < count);
+  }
+}
+
+// Of tracks without empty runs.
+void expectStepsEqualSeeks(const TrackTables& tables) {
+  TrackRecord record;
+  fillTrack(record, tables);
+  const uint32_t count = record.timing.sampleCount();
+  if (count == 0) return;
+  SampleCursor stepped = cursorOn(record, 0);
+  for (uint32_t sample = 0; sample < count; ++sample) {
+    ASSERT_EQ(fields(stepped), fields(cursorOn(record, sample))) << "sample " << sample;
+    ASSERT_EQ(step(record, stepped), sample + 1 < count);
   }
 }
 
 }  // namespace
-
-TEST(SampleCursor, FieldsStandInTheirOrder) {
-  EXPECT_EQ(offsetof(SampleCursor, sample), 0u);
-  EXPECT_EQ(offsetof(SampleCursor, track), 4u);
-  EXPECT_EQ(offsetof(SampleCursor, compositionRun), 8u);
-  EXPECT_EQ(offsetof(SampleCursor, compositionPosition), 12u);
-  EXPECT_EQ(offsetof(SampleCursor, timeRun), 16u);
-  EXPECT_EQ(offsetof(SampleCursor, timePosition), 20u);
-  EXPECT_EQ(offsetof(SampleCursor, decodeTime), 24u);
-  EXPECT_EQ(offsetof(SampleCursor, offsetInChunk), 32u);
-  EXPECT_EQ(offsetof(SampleCursor, chunkMap) + offsetof(ChunkMapPosition, entry), 40u);
-  EXPECT_EQ(offsetof(SampleCursor, chunkMap) + offsetof(ChunkMapPosition, firstSample), 44u);
-  EXPECT_EQ(offsetof(SampleCursor, chunk) + offsetof(ChunkLocation, chunk), 48u);
-  EXPECT_EQ(offsetof(SampleCursor, chunk) + offsetof(ChunkLocation, firstSample), 52u);
-}
-
-TEST(SampleCursor, InfoFieldsStandInTheirOrder) {
-  EXPECT_LT(offsetof(SampleInfo, duration), offsetof(SampleInfo, compositionTime));
-  EXPECT_LT(offsetof(SampleInfo, compositionTime), offsetof(SampleInfo, compositionOffset));
-  EXPECT_LT(offsetof(SampleInfo, compositionOffset), offsetof(SampleInfo, timescale));
-  EXPECT_LT(offsetof(SampleInfo, timescale), offsetof(SampleInfo, fileOffset));
-  EXPECT_LT(offsetof(SampleInfo, fileOffset), offsetof(SampleInfo, size));
-}
 
 TEST(SampleCursor, SeekSetsEveryField) {
   TrackRecord record;
   fillTrack(record, smallTrack());
   SampleCursor cursor;
   cursor.track = 77;
-  EXPECT_EQ(seekCursor(record, cursor, 3), 30u);
+  EXPECT_EQ(reposition(record, cursor, 3), 30u);
   EXPECT_EQ(fields(cursor), (std::vector<uint64_t>{3, 77, 1, 1, 1, 0, 3000, 30, 1, 0, 2, 2}));
 }
 
@@ -184,15 +210,15 @@ TEST(SampleCursor, StaysOnTheLastSample) {
   fillTrack(record, smallTrack());
   SampleCursor cursor = cursorOn(record, 4);
   const std::vector<uint64_t> before = fields(cursor);
-  EXPECT_FALSE(advanceCursor(record, cursor));
-  EXPECT_FALSE(advanceCursor(record, cursor));
+  EXPECT_FALSE(step(record, cursor));
+  EXPECT_FALSE(step(record, cursor));
   EXPECT_EQ(fields(cursor), before);
 }
 
 TEST(SampleCursor, TrackWithoutSamplesHasNoNextOne) {
   TrackRecord record;
   SampleCursor cursor;
-  EXPECT_FALSE(advanceCursor(record, cursor));
+  EXPECT_FALSE(step(record, cursor));
   EXPECT_EQ(cursor.sample, 0u);
 }
 
@@ -202,12 +228,12 @@ TEST(SampleCursor, NoSampleFollowsTheLargestNumber) {
       record,
       {.times = {{0xffffffff, 1}}, .constantSize = 1, .chunkRuns = {{1, 1}}, .chunkOffsets = {0}});
   SampleCursor cursor = cursorOn(record, 0xfffffffd);
-  EXPECT_TRUE(advanceCursor(record, cursor));
-  EXPECT_FALSE(advanceCursor(record, cursor));
+  EXPECT_TRUE(step(record, cursor));
+  EXPECT_FALSE(step(record, cursor));
   EXPECT_EQ(cursor.sample, 0xfffffffeu);
-  seekCursor(record, cursor, 0xffffffff);
+  reposition(record, cursor, 0xffffffff);
   const std::vector<uint64_t> before = fields(cursor);
-  EXPECT_FALSE(advanceCursor(record, cursor));
+  EXPECT_FALSE(step(record, cursor));
   EXPECT_EQ(fields(cursor), before);
 }
 
@@ -216,7 +242,7 @@ TEST(SampleCursor, StepKeepsTheTrackIndex) {
   fillTrack(record, smallTrack());
   SampleCursor cursor = cursorOn(record, 0);
   cursor.track = 5;
-  EXPECT_TRUE(advanceCursor(record, cursor));
+  EXPECT_TRUE(step(record, cursor));
   EXPECT_EQ(cursor.track, 5u);
 }
 
@@ -227,51 +253,52 @@ TEST(SampleCursor, CompositionTableShorterThanTheTrackEndsWithoutARun) {
   fillTrack(record, tables);
   SampleCursor cursor = cursorOn(record, 1);
   EXPECT_EQ(cursor.compositionPosition, 1u);
-  EXPECT_TRUE(advanceCursor(record, cursor));
+  EXPECT_TRUE(step(record, cursor));
   EXPECT_EQ(cursor.compositionRun, kNoIndex);
   EXPECT_EQ(cursor.compositionPosition, kNoIndex);
   EXPECT_EQ(infoAt(record, cursor).compositionOffset, 0);
-  EXPECT_TRUE(advanceCursor(record, cursor));
+  EXPECT_TRUE(step(record, cursor));
   EXPECT_EQ(cursor.compositionRun, kNoIndex);
 }
 
-TEST(SampleCursor, RunsOfNoSamplesArePassedOver) {
+TEST(SampleCursor, StepPastAnEmptyLastRunLeavesTheTable) {
+  TrackTables tables = smallTrack();
+  tables.offsets = {{1, 100}, {0, 40}};
   TrackRecord record;
-  fillTrack(record, trackWithEmptyRuns());
+  fillTrack(record, tables);
   SampleCursor cursor = cursorOn(record, 0);
-  EXPECT_EQ(cursor.timeRun, 1u);
-  EXPECT_EQ(cursor.compositionRun, 1u);
-  ASSERT_TRUE(advanceCursor(record, cursor));
-  EXPECT_EQ(cursor.compositionRun, 4u);
-  ASSERT_TRUE(advanceCursor(record, cursor));
-  EXPECT_EQ(cursor.timeRun, 4u);
-  EXPECT_EQ(cursor.decodeTime, 20u);
-  ASSERT_TRUE(advanceCursor(record, cursor));
+  ASSERT_TRUE(step(record, cursor));
+  EXPECT_EQ(infoAt(record, cursor).compositionOffset, 40);
+  ASSERT_TRUE(step(record, cursor));
   EXPECT_EQ(cursor.compositionRun, kNoIndex);
-  EXPECT_EQ(cursor.decodeTime, 40u);
-  expectStepsEqualSeeks(trackWithEmptyRuns());
+  EXPECT_EQ(cursor.compositionPosition, kNoIndex);
 }
 
 TEST(SampleCursor, SizesListedOrConstantGiveTheSamePlaces) {
-  expectStepsEqualSeeks(smallTrack());
   TrackTables constant = smallTrack();
   constant.sizes = {};
   constant.constantSize = 17;
-  expectStepsEqualSeeks(constant);
+  for (const TrackTables& tables : {smallTrack(), constant}) {
+    expectStepsEqualSeeks(tables);
+    expectSeeksFindTheExpandedSamples(tables);
+  }
 }
 
-TEST(SampleCursor, StepSeekAndPlainExpansionAgreeOnEverySample) {
+TEST(SampleCursor, SeeksAndStepsAgreeWithThePlainExpansionOnEverySample) {
   SeededRandom random(4);
   for (int round = 0; round < 300; ++round) {
     SCOPED_TRACE(testing::Message() << "round " << round);
-    ASSERT_NO_FATAL_FAILURE(expectStepsEqualSeeks(randomTrack(random)));
+    const TrackTables tables = randomTrack(random);
+    ASSERT_NO_FATAL_FAILURE(expectSeeksFindTheExpandedSamples(tables));
+    ASSERT_NO_FATAL_FAILURE(expectStepsStandOnEmptyRuns(tables));
+    ASSERT_NO_FATAL_FAILURE(expectStepsEqualSeeks(withoutEmptyRuns(tables)));
   }
 }
 
 TEST(SampleCursor, StepsAfterRandomSeeksAgreeWithThePlainExpansion) {
   SeededRandom random(5);
   for (int round = 0; round < 100; ++round) {
-    const TrackTables tables = randomTrack(random);
+    const TrackTables tables = withoutEmptyRuns(randomTrack(random));
     TrackRecord record;
     fillTrack(record, tables);
     const std::vector<SampleInfo> expected = expandedTrack(tables);
@@ -279,11 +306,11 @@ TEST(SampleCursor, StepsAfterRandomSeeksAgreeWithThePlainExpansion) {
     SampleCursor cursor;
     for (int seek = 0; seek < 20; ++seek) {
       auto sample = random.below(static_cast<uint32_t>(expected.size()));
-      seekCursor(record, cursor, sample);
+      reposition(record, cursor, sample);
       for (uint32_t steps = random.below(10);; --steps) {
         ASSERT_EQ(fields(infoAt(record, cursor)), fields(expected[sample]))
             << "round " << round << " sample " << sample;
-        if (steps == 0 || !advanceCursor(record, cursor)) break;
+        if (steps == 0 || !step(record, cursor)) break;
         ++sample;
       }
     }
@@ -297,8 +324,8 @@ TEST(SampleCursor, TrackWithoutChunkMapLiesInChunkOne) {
   TrackRecord record;
   fillTrack(record, tables);
   SampleCursor cursor = cursorOn(record, 0);
-  ASSERT_TRUE(advanceCursor(record, cursor));
-  ASSERT_TRUE(advanceCursor(record, cursor));
+  ASSERT_TRUE(step(record, cursor));
+  ASSERT_TRUE(step(record, cursor));
   EXPECT_EQ(cursor.chunk.chunk, 1u);
   EXPECT_EQ(infoAt(record, cursor).fileOffset, 8u + 30u);
   EXPECT_EQ(fields(cursor), fields(cursorOn(record, 2)));
@@ -310,8 +337,8 @@ TEST(SampleCursor, SampleBeyondTheSizeTableIsOutOfRange) {
   TrackRecord record;
   fillTrack(record, tables);
   SampleCursor cursor = cursorOn(record, 2);
-  EXPECT_THROWS_MESSAGE(advanceCursor(record, cursor), "frame out of range");
-  EXPECT_THROWS_MESSAGE(seekCursor(record, cursor, 3), "frame out of range");
+  EXPECT_THROWS_MESSAGE(step(record, cursor), "frame out of range");
+  EXPECT_THROWS_MESSAGE(reposition(record, cursor, 3), "frame out of range");
   EXPECT_THROWS_MESSAGE(infoAt(record, cursor), "array access out of range");
 }
 
@@ -321,7 +348,7 @@ TEST(SampleCursor, PlaceBehindTheEndOfItsRunMovesToTheNextRun) {
   SampleCursor cursor = cursorOn(record, 0);
   cursor.timePosition = 50;
   cursor.compositionPosition = 50;
-  ASSERT_TRUE(advanceCursor(record, cursor));
+  ASSERT_TRUE(step(record, cursor));
   EXPECT_EQ(cursor.timeRun, 1u);
   EXPECT_EQ(cursor.timePosition, 0u);
   EXPECT_EQ(cursor.compositionRun, 1u);
@@ -335,7 +362,7 @@ TEST(SampleCursor, StaleTimeRunIsOutOfRange) {
     SampleCursor cursor = cursorOn(record, 1);
     cursor.timeRun = stale;
     EXPECT_THROWS_MESSAGE(infoAt(record, cursor), "array access out of range");
-    EXPECT_THROWS_MESSAGE(advanceCursor(record, cursor), "array access out of range");
+    EXPECT_THROWS_MESSAGE(step(record, cursor), "array access out of range");
   }
 }
 
@@ -346,7 +373,7 @@ TEST(SampleCursor, StaleCompositionRunIsOutOfRange) {
     SampleCursor cursor = cursorOn(record, 1);
     cursor.compositionRun = stale;
     EXPECT_THROWS_MESSAGE(infoAt(record, cursor), "array access out of range");
-    EXPECT_THROWS_MESSAGE(advanceCursor(record, cursor), "array access out of range");
+    EXPECT_THROWS_MESSAGE(step(record, cursor), "array access out of range");
   }
 }
 
@@ -374,7 +401,7 @@ TEST(SampleCursor, StepsThroughAMapOfWrappingRunsKeepThePlaceInTheChunk) {
     EXPECT_EQ(cursor.offsetInChunk, e.offsetInChunk) << cursor.sample;
     EXPECT_EQ(fields(cursor), fields(cursorOn(record, cursor.sample)));
     const bool isLast = cursor.sample == 5;
-    ASSERT_EQ(advanceCursor(record, cursor), !isLast);
+    ASSERT_EQ(step(record, cursor), !isLast);
   }
 }
 
@@ -384,12 +411,12 @@ TEST(SampleCursor, StepStartsTheOffsetAnewWhenTheFirstSampleOfTheChunkChanges) {
   // Another chunk number with the same first sample: the step adds the sample before.
   SampleCursor cursor = cursorOn(record, 1);
   cursor.offsetInChunk = 1000;
-  ASSERT_TRUE(advanceCursor(record, cursor));
+  ASSERT_TRUE(step(record, cursor));
   EXPECT_EQ(cursor.offsetInChunk, 1020u);
   // Another first sample, and not the sample itself: the step adds up from there.
   cursor = cursorOn(record, 3);
   cursor.offsetInChunk = 1000;
-  ASSERT_TRUE(advanceCursor(record, cursor));
+  ASSERT_TRUE(step(record, cursor));
   EXPECT_EQ(cursor.offsetInChunk, 40u);
 }
 
@@ -399,7 +426,7 @@ TEST(SampleCursor, StaleChunkMapEntryIsOutOfRange) {
   for (const uint32_t stale : {2u, 0x55555556u, 0xffffffffu}) {
     SampleCursor cursor = cursorOn(record, 1);
     cursor.chunkMap.entry = stale;
-    EXPECT_THROWS_MESSAGE(advanceCursor(record, cursor), "array access out of range");
+    EXPECT_THROWS_MESSAGE(step(record, cursor), "array access out of range");
   }
 }
 
@@ -416,12 +443,12 @@ TEST(SampleCursor, WalkingAndAskingAllocateNothing) {
   fillTrack(record, smallTrack());
   FailingAllocation counting;
   SampleCursor cursor;
-  seekCursor(record, cursor, 0);
+  reposition(record, cursor, 0);
   SampleInfo info;
   uint64_t bytes = 0;
   do {
-    bytes += readSampleInfo(record, cursor, info);
-  } while (advanceCursor(record, cursor));
+    bytes += sampleInfo(record, cursor, info);
+  } while (step(record, cursor));
   EXPECT_EQ(bytes, 150u);
   EXPECT_EQ(counting.allocations(), 0u);
 }
@@ -435,7 +462,7 @@ TEST(SampleCursor, WalkThroughAChunkOfManySamplesIsLinear) {
   const Bytes sizes = box("stsz", full(0), u32(0), u32(samples), repeat(0x01, 4 * samples));
   readBox(sizes, [&](AtomReader& reader, uint64_t) { record.samples.readSampleSizes(reader); });
   SampleCursor cursor = cursorOn(record, 0);
-  while (advanceCursor(record, cursor)) {
+  while (step(record, cursor)) {
   }
   EXPECT_EQ(cursor.sample, samples - 1);
   EXPECT_EQ(infoAt(record, cursor).fileOffset, 0x1000 + uint64_t{0x01010101} * (samples - 1));
@@ -449,7 +476,7 @@ TEST(SampleCursor, DecodeTimeRunsIn64Bits) {
                      .chunkOffsets = {0}});
   SampleCursor cursor = cursorOn(record, 8);
   EXPECT_EQ(cursor.decodeTime, uint64_t{8} * 0xffffffff);
-  ASSERT_TRUE(advanceCursor(record, cursor));
+  ASSERT_TRUE(step(record, cursor));
   EXPECT_EQ(infoAt(record, cursor).compositionTime, uint64_t{9} * 0xffffffff);
   EXPECT_EQ(cursorOn(record, 11).decodeTime, uint64_t{10} * 0xffffffff + 7);
 }
@@ -463,8 +490,8 @@ TEST(Deliberate, D320_CursorEndsAtTheWrappedSampleCount) {
                      .chunkRuns = {{1, 1}},
                      .chunkOffsets = {0}});
   SampleCursor cursor = cursorOn(record, 0);
-  EXPECT_TRUE(advanceCursor(record, cursor));
-  EXPECT_FALSE(advanceCursor(record, cursor));
+  EXPECT_TRUE(step(record, cursor));
+  EXPECT_FALSE(step(record, cursor));
 }
 
 TEST(Deliberate, D320_CursorCountsTheSamplesOfRunsIn32Bits) {
@@ -486,7 +513,7 @@ TEST(Deliberate, D320_CursorCountsTheSamplesOfRunsIn32Bits) {
   EXPECT_EQ(cursor.compositionPosition, 1u);
   EXPECT_EQ(cursor.decodeTime, 20 + uint64_t{0xffffffff} * 3 + 20);
   cursor = cursorOn(record, 5);
-  EXPECT_FALSE(advanceCursor(record, cursor));
+  EXPECT_FALSE(step(record, cursor));
 }
 
 TEST(Deliberate, D323_NegativeCompositionOffsetIsAddedAsAnUnsignedWord) {
@@ -506,7 +533,7 @@ TEST(Deliberate, D325_SampleBeyondTheTimeTableHasNoTime) {
   TrackRecord record;
   fillTrack(record, tables);
   SampleCursor cursor = cursorOn(record, 4);
-  seekCursor(record, cursor, 5);
+  reposition(record, cursor, 5);
   EXPECT_EQ(cursor.timeRun, kNoIndex);
   EXPECT_EQ(cursor.timePosition, kNoIndex);
   EXPECT_EQ(cursor.decodeTime, 0u);
@@ -524,7 +551,7 @@ TEST(Deliberate, D325_SampleBeyondTheTimeTableKeepsItsCompositionOffset) {
   TrackRecord record;
   fillTrack(record, tables);
   SampleInfo info{UINT32_MAX, UINT64_MAX, INT32_MAX, UINT32_MAX, UINT64_MAX, UINT32_MAX};
-  EXPECT_EQ(readSampleInfo(record, cursorOn(record, 3), info), 40u);
+  EXPECT_EQ(sampleInfo(record, cursorOn(record, 3), info), 40u);
   EXPECT_EQ(info.duration, 0u);
   EXPECT_EQ(info.compositionTime, 0u);
   EXPECT_EQ(info.compositionOffset, -40);
@@ -537,8 +564,35 @@ TEST(Deliberate, D327_FailedSeekLeavesTheCursorOnTheNewSampleNumber) {
   TrackRecord record;
   fillTrack(record, smallTrack());
   SampleCursor cursor = cursorOn(record, 0);
-  EXPECT_THROWS_MESSAGE(seekCursor(record, cursor, 9), "frame out of range");
+  EXPECT_THROWS_MESSAGE(reposition(record, cursor, 9), "frame out of range");
   EXPECT_EQ(cursor.sample, 9u);
   EXPECT_EQ(cursor.timeRun, kNoIndex);
   EXPECT_EQ(cursor.chunk.chunk, 5u);
+}
+
+TEST(Deliberate, D328_StepStandsOnARunOfNoSamplesForOneSample) {
+  TrackRecord record;
+  fillTrack(record, trackWithEmptyRuns());
+  const struct {
+    uint32_t timeRun, compositionRun;
+    uint64_t decodeTime;
+  } expected[] = {{1, 1, 0}, {1, 2, 10}, {2, 3, 20}, {3, 4, 119}, {4, 4, 217}, {4, 5, 237}};
+  SampleCursor cursor = cursorOn(record, 0);
+  for (const auto& e : expected) {
+    EXPECT_EQ(cursor.timeRun, e.timeRun) << cursor.sample;
+    EXPECT_EQ(cursor.compositionRun, e.compositionRun) << cursor.sample;
+    EXPECT_EQ(cursor.decodeTime, e.decodeTime) << cursor.sample;
+    EXPECT_EQ(step(record, cursor), cursor.sample < 5);
+  }
+}
+
+TEST(Deliberate, D328_RepositionPassesOverRunsOfNoSamples) {
+  TrackRecord record;
+  fillTrack(record, trackWithEmptyRuns());
+  const SampleCursor cursor = cursorOn(record, 2);
+  EXPECT_EQ(cursor.timeRun, 4u);
+  EXPECT_EQ(cursor.timePosition, 0u);
+  EXPECT_EQ(cursor.decodeTime, 20u);
+  EXPECT_EQ(cursor.compositionRun, 4u);
+  EXPECT_EQ(cursor.compositionPosition, 1u);
 }
