@@ -9,8 +9,13 @@
 namespace atomkit {
 namespace {
 
-// Parameter sets one after the other, each behind its length. The stream gives them one by one and
-// tells their total only at the end, so the storage doubles instead of being copied for every set.
+// Bits of the byte that holds the NAL length size, and of the one that counts the sequence sets.
+constexpr uint8_t kLengthSizeReserved = 0xfc;
+constexpr uint8_t kSequenceReserved = 0xe0;
+constexpr uint8_t kSequenceCount = 0x1f;
+
+// Parameter sets one after the other, each after its length. Their total is known only once the
+// last one was read, so the storage doubles instead of being copied for every set.
 // At most 31 + 255 sets of 65,537 bytes: 32-bit sizes don't wrap.
 class ParameterSets {
  public:
@@ -28,7 +33,7 @@ class ParameterSets {
   }
 
   /// Puts the sets into `target`, in an array of exactly their size.
-  void moveTo(ByteArray& target) {
+  void moveTo(DecoderConfig& target) {
     if (used_ == storage_.count()) {
       target.swap(storage_);
       return;
@@ -40,7 +45,8 @@ class ParameterSets {
  private:
   static constexpr uint32_t kLengthBytes = 2;
 
-  // Room for `count` more bytes behind those in use, which become used when they are filled.
+  // Room for `count` more bytes after those in use. The caller counts them as used once they are
+  // filled.
   uint8_t* reserve(uint32_t count) {
     const uint32_t needed = used_ + count;
     if (needed > storage_.count()) {
@@ -64,20 +70,24 @@ class ParameterSets {
 //   count x { u16 length, bytes }, u8 picture set count, count x { u16 length, bytes };
 //   extensions of the high profiles follow (not read)
 //
-// DELIBERATE D-310: the NAL length size is checked by its reserved bits and then dropped, like the
-// profile and the level; who reads the samples must assume one.
-// DELIBERATE D-309: the count of the picture sets is the whole byte, although that of the sequence
-// sets is only the low five bits of its byte.
-void readAvcConfiguration(ByteArray& decoderConfig, AtomReader& reader) {
+// DELIBERATE D-310: only the reserved bits of the NAL length size are checked; the size is dropped
+// like the profile and the level, and a reader of the samples must assume one.
+// DELIBERATE D-309: the count of the picture sets is the whole byte, that of the sequence sets only
+// the low five bits of its byte.
+void readAvcConfiguration(DecoderConfig& decoderConfig, AtomReader& reader) {
   readU32(reader);
-  if ((readU8(reader) & 0xfc) != 0xfc) throw exception("invalid avcC chunk (1)");
+  if ((readU8(reader) & kLengthSizeReserved) != kLengthSizeReserved) {
+    throw exception("invalid avcC chunk (1)");
+  }
   const uint8_t sequenceByte = readU8(reader);
-  if ((sequenceByte & 0xe0) != 0xe0) throw exception("invalid avcC chunk (2)");
+  if ((sequenceByte & kSequenceReserved) != kSequenceReserved) {
+    throw exception("invalid avcC chunk (2)");
+  }
 
   decoderConfig.resize(0);
   ParameterSets sets;
   try {
-    for (uint32_t left = sequenceByte & 0x1f; left > 0; --left) sets.readOne(reader);
+    for (uint32_t left = sequenceByte & kSequenceCount; left > 0; --left) sets.readOne(reader);
     for (uint32_t left = readU8(reader); left > 0; --left) sets.readOne(reader);
   } catch (...) {
     sets.moveTo(decoderConfig);

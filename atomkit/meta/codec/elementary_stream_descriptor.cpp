@@ -11,7 +11,7 @@ constexpr uint8_t kElementaryStreamTag = 3;
 constexpr uint8_t kDecoderConfigTag = 4;
 constexpr uint8_t kDecoderSpecificInfoTag = 5;
 
-// Smallest lengths that hold the fields and descriptors that must be inside.
+// Shortest descriptors that hold the fields and descriptors that they must.
 constexpr uint32_t kElementaryStreamMinLength = 20;
 constexpr uint32_t kDecoderConfigMinLength = 13;
 
@@ -20,10 +20,9 @@ constexpr uint32_t kDecoderConfigMinLength = 13;
 //   DecoderConfigDescriptor
 //
 // DELIBERATE D-306: the fields that the flags announce (stream dependence, URL, OCR stream) are not
-// skipped; the byte behind the flags is taken as the next tag. Audio and video in MP4 files set
-// none of the flags.
-// DELIBERATE D-307: a first tag other than 3 is no error; two bytes are dropped and reading goes on
-// with the next tag.
+// skipped; the byte after the flags is taken as the next tag.
+// DELIBERATE D-307: a first tag other than 3 is not an error; two bytes are dropped, and reading
+// goes on with the next tag.
 void skipToDecoderConfig(AtomReader& reader) {
   if (readU8(reader) != kElementaryStreamTag) {
     readU16(reader);
@@ -45,10 +44,10 @@ void skipToDecoderConfig(AtomReader& reader) {
 //     SLConfigDescriptor and what else follows (not read) }
 //
 // DELIBERATE D-312: the lengths of the two outer descriptors must reach a minimum and are not used
-// otherwise. The byte behind avgBitrate is read as a tag in any case, be it inside the
-// DecoderConfigDescriptor or not, and a box that ends there is an error.
-// DELIBERATE D-308: without a DecoderSpecificInfo the configuration stays as it was, even when an
-// earlier entry has left it.
+// otherwise. The byte after avgBitrate is always read as a tag, inside the DecoderConfigDescriptor
+// or not, and a box that ends there is an error.
+// DELIBERATE D-308: without a DecoderSpecificInfo the configuration stays as it was, even if an
+// earlier entry set it.
 void readElementaryStreamDescriptor(SampleDescription& description, AtomReader& reader) {
   skipVersionAndFlags(reader);
   skipToDecoderConfig(reader);

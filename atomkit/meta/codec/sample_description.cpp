@@ -10,50 +10,55 @@
 namespace atomkit {
 namespace {
 
+constexpr uint32_t kAudioReservedBytes = 6;
+constexpr uint32_t kVideoReservedBytes = 24;  // data_reference_index included
 constexpr uint32_t kCompressorNameBytes = 32;
 
 // 'alac' inside an 'alac' entry: the decoder's setup.
-// DELIBERATE D-311: the box's version and flags stay in front of the setup.
-void readAlacSetup(ByteArray& decoderConfig, AtomReader& reader, uint64_t payloadSize) {
-  if (payloadSize > UINT32_MAX) throw exception("ALAC decoder setup too big");
-  readBytes(reader, decoderConfig, static_cast<uint32_t>(payloadSize));
+// DELIBERATE D-311: the box's version and flags stay at the head of the setup.
+void readAlacSetup(SampleDescription& description, AtomReader& reader) {
+  const uint64_t bytes = reader.remaining();
+  if (bytes > UINT32_MAX) throw exception("ALAC decoder setup too big");
+  readBytes(reader, description.decoderConfig, static_cast<uint32_t>(bytes));
 }
 
-void readAudioChild(SampleDescription& description, AtomReader& child, const BoxHeader& header,
-                    FourCC entryType) {
-  if (header.type == fourCC("esds")) {
-    if (entryType != fourCC("mp4a")) throw exception("esds atom not expected here");
-    readElementaryStreamDescriptor(description, child);
-  } else if (header.type == fourCC("alac")) {
-    if (entryType != fourCC("alac")) throw exception("alac atom not expected here");
-    readAlacSetup(description.decoderConfig, child, header.payloadSize);
-  }
+void readAvcSetup(SampleDescription& description, AtomReader& reader) {
+  readAvcConfiguration(description.decoderConfig, reader);
 }
 
-// DELIBERATE D-305: a misplaced 'esds' is reported in other words here than in an audio entry;
-// both texts are known to users.
-void readVideoChild(SampleDescription& description, AtomReader& child, const BoxHeader& header,
-                    FourCC entryType) {
-  if (header.type == fourCC("avcC")) {
-    if (entryType != fourCC("avc1")) throw exception("avcC not expected here");
-    readAvcConfiguration(description.decoderConfig, child);
-  } else if (header.type == fourCC("esds")) {
-    if (entryType != fourCC("mp4v")) throw exception("esds not expected here");
-    readElementaryStreamDescriptor(description, child);
-  }
-}
+// An entry type, the kind of track that it makes, and the box that configures its decoder. That
+// box is refused with `misplaced` in the other entries of the same medium.
+//
+// DELIBERATE D-305: a misplaced 'esds' is reported in other words for video than for audio.
+struct EntryType {
+  FourCC type;
+  CodecKind kind;
+  FourCC configurationBox;
+  void (*readConfiguration)(SampleDescription& description, AtomReader& reader);
+  const char* misplaced;
+};
+constexpr EntryType kEntryTypes[] = {
+    {fourCC("mp4a"), CodecKind::mp4a, fourCC("esds"), readElementaryStreamDescriptor,
+     "esds atom not expected here"},
+    {fourCC("alac"), CodecKind::alac, fourCC("alac"), readAlacSetup, "alac atom not expected here"},
+    {fourCC("mp4v"), CodecKind::mp4v, fourCC("esds"), readElementaryStreamDescriptor,
+     "esds not expected here"},
+    {fourCC("avc1"), CodecKind::avc1, fourCC("avcC"), readAvcSetup, "avcC not expected here"},
+};
 
-using ChildReader = void (*)(SampleDescription& description, AtomReader& child,
-                             const BoxHeader& header, FourCC entryType);
-
-// DELIBERATE D-303: only the first box behind the fields of an entry is looked at, and none is
-// opened: an 'esds' behind another box or inside a 'wave' box is not found.
-void readFirstChild(SampleDescription& description, AtomReader& entry, FourCC entryType,
-                    ChildReader readChild) {
+// DELIBERATE D-303: only the first box after the fields of an entry is looked at, and none is
+// opened: an 'esds' after another box or inside a 'wave' box is not found.
+void readFirstChild(SampleDescription& description, AtomReader& entry, const EntryType& entryType) {
   BoxHeader header;
   if (!readBoxHeader(entry, header)) return;
   AtomReader child(entry, header.payloadSize);
-  readChild(description, child, header, entryType);
+  for (const EntryType& owner : kEntryTypes) {
+    if (isAudio(owner.kind) != isAudio(entryType.kind) || owner.configurationBox != header.type) {
+      continue;
+    }
+    if (owner.type != entryType.type) throw exception(owner.misplaced);
+    owner.readConfiguration(description, child);
+  }
   child.finish();
 }
 
@@ -63,9 +68,9 @@ void readFirstChild(SampleDescription& description, AtomReader& entry, FourCC en
 //   u32 samplerate (16.16, only the integer part is kept), boxes
 //
 // DELIBERATE D-302: the entry version is not looked at; the longer layouts of versions 1 and 2 are
-// read as if they ended here, so that their extra fields are taken for a box.
-void readAudioEntry(SampleDescription& description, AtomReader& entry, FourCC entryType) {
-  entry.skipExact(6);
+// read as if they ended here, and their extra fields are taken for a box.
+void readAudioEntry(SampleDescription& description, AtomReader& entry, const EntryType& entryType) {
+  entry.skipExact(kAudioReservedBytes);
   readU16(entry);
   readU32(entry);
   readU32(entry);
@@ -75,7 +80,7 @@ void readAudioEntry(SampleDescription& description, AtomReader& entry, FourCC en
   readU16(entry);
   description.sampleRate = readU16(entry);
   readU16(entry);
-  readFirstChild(description, entry, entryType, readAudioChild);
+  readFirstChild(description, entry, entryType);
 }
 
 // VisualSampleEntry
@@ -85,8 +90,8 @@ void readAudioEntry(SampleDescription& description, AtomReader& entry, FourCC en
 //
 // DELIBERATE D-304: the length byte of the compressor name is kept as its first character, and
 // nothing is trimmed.
-void readVideoEntry(SampleDescription& description, AtomReader& entry, FourCC entryType) {
-  entry.skipExact(24);
+void readVideoEntry(SampleDescription& description, AtomReader& entry, const EntryType& entryType) {
+  entry.skipExact(kVideoReservedBytes);
   description.width = readU16(entry);
   description.height = readU16(entry);
   readU32(entry);
@@ -97,48 +102,35 @@ void readVideoEntry(SampleDescription& description, AtomReader& entry, FourCC en
   readString(entry, *description.compressorName, kCompressorNameBytes);
   readU16(entry);
   readU16(entry);
-  readFirstChild(description, entry, entryType, readVideoChild);
+  readFirstChild(description, entry, entryType);
 }
 
-// DELIBERATE D-301: the kind is set even when the options don't ask for the entry's details, so
-// that unwanted tracks can be told apart, and the last recognised entry decides it.
+// DELIBERATE D-301: the kind is set even when the options don't ask for the entry's details, and
+// the last recognised entry decides it.
 void readSampleEntry(ParseOptions options, SampleDescription& description, AtomReader& entry,
                      FourCC type) {
-  CodecKind kind = CodecKind::other;
-  switch (type) {
-    case fourCC("mp4a"):
-      kind = CodecKind::mp4a;
-      break;
-    case fourCC("alac"):
-      kind = CodecKind::alac;
-      break;
-    case fourCC("mp4v"):
-      kind = CodecKind::mp4v;
-      break;
-    case fourCC("avc1"):
-      kind = CodecKind::avc1;
-      break;
-    default:
-      return;
+  for (const EntryType& entryType : kEntryTypes) {
+    if (entryType.type != type) continue;
+    description.codecKind = entryType.kind;
+    const bool audio = isAudio(entryType.kind);
+    if (audio && (options & kWantAudio)) readAudioEntry(description, entry, entryType);
+    if (!audio && (options & kWantVideo)) readVideoEntry(description, entry, entryType);
   }
-  description.codecKind = kind;
-  if (isAudio(kind) && (options & kWantAudio)) readAudioEntry(description, entry, type);
-  if (isVideo(kind) && (options & kWantVideo)) readVideoEntry(description, entry, type);
 }
 
 }  // namespace
 
 // 'stsd' SampleDescriptionBox
 //   u8 version, u24 flags (both ignored), u32 entry_count, entry_count x box
-// Bytes behind the last entry are left to the caller to skip.
+// Bytes after the last entry are left to the caller to skip.
 void readSampleDescriptions(ParseOptions options, SampleDescription& description,
                             AtomReader& reader, uint64_t payloadSize) {
   description.codecKind = CodecKind::other;
   if (payloadSize < 4) throw exception("invalid stsd atom");
   skipVersionAndFlags(reader);
   const uint32_t entryCount = readU32(reader);
-  // The reader holds payloadSize bytes, so 8 of them are there once the count was read, and no
-  // entry takes more than what is left: the difference below doesn't wrap.
+  // The count was read, so the payload has at least 8 bytes, and no entry takes more than what is
+  // left: the difference below doesn't wrap.
   uint64_t consumed = 8;
   for (uint32_t i = 0; i < entryCount; ++i) {
     const BoxHeader header = expectBoxHeader(reader, payloadSize - consumed);

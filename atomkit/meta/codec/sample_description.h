@@ -1,4 +1,4 @@
-// Sample descriptions: what kind of media a track holds and how its decoder is set up ('stsd').
+// Sample descriptions ('stsd'): what kind of media a track holds and how its decoder is set up.
 #pragma once
 #include <cstdint>
 
@@ -25,6 +25,11 @@ constexpr bool isVideo(CodecKind kind) noexcept {
   return kind == CodecKind::mp4v || kind == CodecKind::avc1;
 }
 
+/// How a decoder is set up.
+/// mp4a, mp4v: the DecoderSpecificInfo. avc1: for every sequence, then every picture parameter set,
+/// a 16-bit big-endian length and its bytes. alac: the payload of the 'alac' box.
+using DecoderConfig = ByteArray;
+
 /// All fields are 0 or empty until a sample entry fills them.
 struct SampleDescription {
   CodecKind codecKind = CodecKind::none;
@@ -32,9 +37,7 @@ struct SampleDescription {
   uint32_t sampleSize = 0;  ///< bits per sample
   uint32_t sampleRate = 0;  ///< Hz, the integer part of the 16.16 field
   uint32_t objectType = 0;  ///< objectTypeIndication of the DecoderConfigDescriptor
-  /// mp4a, mp4v: the DecoderSpecificInfo. avc1: for every sequence, then every picture parameter
-  /// set, a 16-bit big-endian length and its bytes. alac: the payload of the 'alac' box.
-  ByteArray decoderConfig;
+  DecoderConfig decoderConfig;
   uint32_t maximumBitrate = 0;  ///< bits per second
   uint32_t averageBitrate = 0;  ///< bits per second
   uint32_t width = 0;           ///< pixels
@@ -46,7 +49,7 @@ struct SampleDescription {
 /// for wanted audio (kWantAudio) and video (kWantVideo) only. With several entries the last
 /// recognised one decides the kind.
 /// @param payloadSize  bytes of the payload
-/// @throws exception, leaving what was read so far
+/// @throws exception, leaving what was read until then
 void readSampleDescriptions(ParseOptions options, SampleDescription& description,
                             AtomReader& reader, uint64_t payloadSize);
 

@@ -270,10 +270,6 @@ TEST(AudioEntry, ChildLargerThanItsEntryFailsWhenItIsSkipped) {
             "attempting to skip past end of atom");
 }
 
-TEST(AudioEntry, EsdsInAnAlacEntryIsRefused) {
-  EXPECT_EQ(entryMessage(audioEntry("alac", {.child = esds()})), "esds atom not expected here");
-}
-
 TEST(AudioEntry, AlacSetupInAnMp4aEntryIsRefused) {
   EXPECT_EQ(entryMessage(mp4a({.child = box("alac", zeros(28))})), "alac atom not expected here");
 }
@@ -393,6 +389,16 @@ TEST(VideoEntry, Mp4vTakesItsConfigurationFromEsds) {
 
 TEST(VideoEntry, AvcConfigurationInAnMp4vEntryIsRefused) {
   EXPECT_EQ(entryMessage(mp4v({.child = avcC()})), "avcC not expected here");
+}
+
+TEST(SampleDescription, ConfigurationBoxesOfTheOtherMediumAreIgnored) {
+  for (const Bytes& entry :
+       {mp4a({.child = box("avcC")}), audioEntry("alac", {.child = box("avcC")}),
+        avc1({.child = box("alac")}), mp4v({.child = box("alac")})}) {
+    SampleDescription description;
+    readStsd(stsd(entry), description);
+    EXPECT_EQ(description.decoderConfig.count(), 0u);
+  }
 }
 
 TEST(VideoEntry, OtherChildrenAreIgnored) {
