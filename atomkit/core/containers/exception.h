@@ -1,4 +1,4 @@
-// atomkit::exception: the one way in which the MP4 library reports a failure.
+// atomkit::exception: how the MP4 library reports every failure of its own.
 #pragma once
 #include <cstdint>
 
@@ -27,7 +27,7 @@ inline constexpr char kSkipPastFile[] = "attempting to skip past end of file";
 inline constexpr char kInvalidBoxHeader[] = "invalid box/atom header";
 inline constexpr char kFrameOutOfRange[] = "frame out of range";
 
-/// The check that stands before every access to an element of an array.
+/// Checked before every access to an element of an array.
 /// @return `index`
 /// @throws exception "array access out of range" when `index` is not below `count`
 inline uint32_t checkedIndex(uint32_t index, uint32_t count) {

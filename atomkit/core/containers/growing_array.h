@@ -1,5 +1,5 @@
-// GrowingArray: a list that is filled one element at a time, in a time that its length decides
-// linearly. Used where a file sets no limit to the number of elements.
+// GrowingArray: a list that is filled one element at a time, in linear time. Used where a file sets
+// no limit to the number of elements.
 #pragma once
 #include <cstdint>
 #include <new>
@@ -12,7 +12,7 @@
 namespace atomkit {
 
 /// Owns its elements. Keeps spare room, unlike the arrays that are sized once from a count in the
-/// file; elements move when the room grows, so a reference lasts until the next append().
+/// file. Elements move when the room grows, so a reference to one lasts until the next append().
 template <class T>
 class GrowingArray {
   static_assert(std::is_nothrow_move_constructible_v<T>);
@@ -26,7 +26,7 @@ class GrowingArray {
   uint32_t count() const noexcept { return count_; }
 
   /// Adds `element` at the end and returns it.
-  /// @throws exception "out of memory when resizing array"; the array then stays as it was
+  /// @throws exception "out of memory when resizing array", leaving the array as it was
   T& append(T element) {
     if (count_ == capacity_) grow();
     T* const added = new (data_ + count_) T(std::move(element));
@@ -34,7 +34,7 @@ class GrowingArray {
     return *added;
   }
 
-  /// Destroys the elements and gives the memory back.
+  /// Destroys the elements and frees the memory.
   void clear() noexcept {
     while (count_ > 0) data_[--count_].~T();
     release(data_);
@@ -53,7 +53,7 @@ class GrowingArray {
   const T& operator[](uint32_t index) const { return data_[checkedIndex(index, count_)]; }
 
  private:
-  // Doubles the room; a first element gets room for itself alone, as most tags have one value.
+  // Doubles the room. It begins with room for one element, as most tags have one value.
   void grow() {
     const uint64_t capacity = capacity_ ? uint64_t{capacity_} * 2 : 1;
     const uint64_t bytes = capacity * sizeof(T);

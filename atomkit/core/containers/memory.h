@@ -14,15 +14,15 @@ struct Allocator {
   void (*release)(void* block);
 };
 
-/// Replaces the allocator (the C library's by default). Blocks must be released by the allocator
-/// that made them, so this is for the start of a program or a test.
-/// @return the allocator that was set before
+/// Replaces the allocator (the C library's by default). A block must be released by the allocator
+/// that made it, so this is for the start of a program or a test.
+/// @return the previous allocator
 Allocator setAllocator(Allocator allocator) noexcept;
 
 /// @return a block of `bytes` bytes aligned for any fundamental type, or null
 void* allocate(size_t bytes) noexcept;
 
-/// Gives back a block of allocate(); null is ignored.
+/// Frees a block of allocate(); null is ignored.
 void release(void* block) noexcept;
 
 /// Constructs a T in memory of its own.

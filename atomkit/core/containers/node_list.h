@@ -6,8 +6,8 @@
 
 namespace atomkit {
 
-/// Owns its nodes. A removed node goes to a pool of at most kPoolLimit nodes; its payload is
-/// cleared by Payload::clear() first, so that the pool holds no data.
+/// Owns its nodes. A removed node goes to a pool of at most kPoolLimit nodes, after
+/// Payload::clear(), so that the pool holds no data.
 template <class Key, class Payload>
 class NodeList {
  public:
@@ -42,8 +42,8 @@ class NodeList {
     return *node;
   }
 
-  /// Unlinks `node`, which must be in the list; it goes to the pool, or is freed when the pool is
-  /// full.
+  /// Unlinks `node`, which must be in the list, and puts it into the pool, or frees it when the
+  /// pool is full.
   void remove(Node& node) noexcept {
     (node.previous ? node.previous->next : first_) = node.next;
     (node.next ? node.next->previous : last_) = node.previous;

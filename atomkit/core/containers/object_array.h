@@ -1,4 +1,4 @@
-// ObjectArray: a sized array of objects (chapters, chapter marks).
+// ObjectArray: an array of objects, sized at once (chapters, chapter marks).
 #pragma once
 #include <cstdint>
 #include <new>
@@ -8,9 +8,9 @@
 
 namespace atomkit {
 
-/// Owns its elements. Every size is exact, and any other size copies the elements that stay; it is
-/// meant for what is sized once from a count that has a limit: the chapters of a file and their
-/// marks. T is default-constructible and copy-assignable; both may throw.
+/// Owns its elements. There is no spare room, so a change of size copies the elements that stay. It
+/// is meant for what is sized once, from a count that has a limit. T is default-constructible and
+/// copy-assignable; both may throw.
 template <class T>
 class ObjectArray {
  public:
@@ -21,11 +21,10 @@ class ObjectArray {
 
   uint32_t count() const noexcept { return count_; }
 
-  /// Gives the array exactly `count` elements: the first ones keep their values (they are copied by
-  /// assignment into a new block), new ones are default-constructed.
-  /// @throws exception "out of memory when resizing array", or what a copy throws; the array then
-  /// stays
-  ///         as it was
+  /// Gives the array exactly `count` elements in a new block. Those that stay are copied by
+  /// assignment, new ones are default-constructed.
+  /// @throws exception "out of memory when resizing array", or what a constructor or a copy throws,
+  ///         leaving the array as it was
   void resize(uint32_t count) {
     if (count == count_) return;
     T* grown = count ? makeBlock(count) : nullptr;
@@ -46,8 +45,8 @@ class ObjectArray {
   const T& operator[](uint32_t index) const { return data_[checkedIndex(index, count_)]; }
 
  private:
-  // A block begins with the number of elements that were constructed, so that it can be destroyed
-  // element by element; the elements follow at the next place that is aligned for them.
+  // A block begins with the number of its constructed elements, so that it can be destroyed element
+  // by element; the elements follow at the next place that is aligned for them.
   static constexpr size_t kHeader = alignof(T) > alignof(uint64_t) ? alignof(T) : alignof(uint64_t);
 
   static T* makeBlock(uint32_t count) {

@@ -6,27 +6,23 @@
 
 namespace atomkit {
 
-/// A NUL-terminated 8-bit text in whatever encoding the file used; the empty text owns no memory.
+/// A NUL-terminated 8-bit text in the encoding of the file. The empty text owns no memory.
 class OwnedString {
  public:
   OwnedString() noexcept = default;
-  /// @throws exception "out of memory"
-  OwnedString(const OwnedString& other) { assign(other.text()); }
-  OwnedString& operator=(const OwnedString& other) {
-    assign(other.text());
-    return *this;
-  }
+  OwnedString(const OwnedString&) = delete;
+  OwnedString& operator=(const OwnedString&) = delete;
   ~OwnedString();
 
-  /// Copies `text` up to its NUL. Text that is the string's own storage changes nothing; null
-  /// counts as empty.
+  /// Copies `text` up to its NUL; null counts as empty. Assigning the string's own storage changes
+  /// nothing.
   /// @throws exception "out of memory", leaving the string empty
   void assign(const char* text);
 
-  /// Drops the text and its storage.
+  /// Frees the text.
   void clear() noexcept;
-  /// Takes over a block from allocate() that ends with a zero byte; bytes after an earlier zero
-  /// byte are kept but not seen through text().
+  /// Takes over a block of allocate() that ends with a zero byte. Bytes after an earlier zero byte
+  /// are kept, but text() does not show them.
   void adopt(char* block) noexcept;
 
   /// The text; never null.
@@ -40,17 +36,16 @@ class OwnedString {
   char* text_ = nullptr;
 };
 
-/// A text that several owners share, for tag values.
+/// A text with several owners: a tag's value, a chapter's name.
 using SharedString = Handle<OwnedString>;
 
-/// Compares two texts after folding 'A'..'Z' to lower case; all other bytes, also those above 0x7F,
-/// compare as they are, unsigned.
+/// Compares two texts with 'A' to 'Z' folded to lower case. All other bytes, those above 0x7F
+/// included, compare as they are, unsigned.
 /// @return -1, 0 or 1
 int compareIgnoringCase(const char* left, const char* right) noexcept;
 
-/// @return 0 when `prefix` (which may be empty) begins `text`, with the same folding; otherwise -1
-/// or 1
-///         from the first pair that differs
+/// Tells with the same folding whether `text` begins with `prefix`, which may be empty.
+/// @return 0 when it does; otherwise -1 or 1 from the first pair that differs
 int comparePrefixIgnoringCase(const char* text, const char* prefix) noexcept;
 
 }  // namespace atomkit

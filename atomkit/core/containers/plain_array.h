@@ -9,8 +9,7 @@
 
 namespace atomkit {
 
-/// Owns its elements. Every size is exact: there is no spare capacity. Elements are not
-/// initialised.
+/// Owns its elements, which are not initialised. There is no spare room.
 template <class T>
 class PlainArray {
   static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
@@ -23,8 +22,8 @@ class PlainArray {
 
   uint32_t count() const noexcept { return count_; }
 
-  /// Gives the array exactly `count` uninitialised elements; the old contents are lost, unless the
-  /// count stays the same, which does nothing.
+  /// Gives the array exactly `count` uninitialised elements and drops the old ones. The count that
+  /// it has already changes nothing.
   /// @throws exception "out of memory when resizing array", leaving the array empty
   void resize(uint32_t count) {
     if (count == count_) return;
@@ -38,7 +37,7 @@ class PlainArray {
     count_ = count;
   }
 
-  /// Takes over a block of allocate() that holds `count` elements, in place of the old contents.
+  /// Replaces the contents with a block of allocate() that holds `count` elements.
   void adopt(T* block, uint32_t count) noexcept {
     release(data_);
     data_ = block;

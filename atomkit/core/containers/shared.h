@@ -1,5 +1,6 @@
-// Shared objects: a 32-bit reference count in front, and the handles that keep it.
+// Shared objects: a reference count followed by a value, and the handles that keep the count.
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -7,21 +8,23 @@
 
 namespace atomkit {
 
-/// A T behind a reference count. The count is a plain integer: the library is used by one thread.
+/// A T after its reference count. The count is a plain integer: one thread uses the library.
 template <class T>
 struct Shared {
   uint32_t references = 1;
   T value{};
 };
+static_assert(offsetof(Shared<uint32_t>, references) == 0);
 
-/// A pointer to a Shared<T>, or empty. The last handle destroys the object.
+/// A pointer to a Shared<T>, or null. The last handle destroys the object.
 template <class T>
 class Handle {
  public:
   Handle() noexcept = default;
   Handle(const Handle& other) noexcept : target_(other.target_) { acquire(); }
   Handle(Handle&& other) noexcept : target_(std::exchange(other.target_, nullptr)) {}
-  /// Releases the old target, then takes the new one; `other` must not live inside the old target.
+  /// Releases the old target before it takes the new one, so `other` must not live inside the old
+  /// target.
   Handle& operator=(const Handle& other) noexcept {
     if (target_ == other.target_) return *this;
     drop();
@@ -64,13 +67,12 @@ class Handle {
   Shared<T>* target_ = nullptr;
 };
 
-/// A handle whose object comes into being when it is first accessed.
+/// A handle whose object is made when it is first accessed.
 template <class T>
 class LazyHandle {
  public:
   LazyHandle() noexcept = default;
-  /// Copying accesses the source, so an empty handle is filled on the way and both share its
-  /// object.
+  /// Copying accesses the source: an empty handle gets an object, which both share.
   /// @throws exception "out of memory"
   LazyHandle(const LazyHandle& other) : handle_(other.access()) {}
   LazyHandle& operator=(const LazyHandle& other) {
@@ -81,7 +83,7 @@ class LazyHandle {
   LazyHandle(LazyHandle&& other) noexcept = default;
   LazyHandle& operator=(LazyHandle&& other) noexcept = default;
 
-  /// The object, made now if there was none.
+  /// The object, made now if there is none.
   /// @throws exception "out of memory"
   T& operator*() const { return *access(); }
   T* operator->() const { return &*access(); }

@@ -4,22 +4,30 @@
 #include "atomkit/core/streams/value_readers.h"
 
 namespace atomkit {
+namespace {
+
+constexpr uint32_t kShortHeaderBytes = 8;
+constexpr uint32_t kLongHeaderBytes = 16;
+constexpr uint32_t kSizeFollowsType = 1;  // in the 32-bit size field
+constexpr uint8_t kLowestTypeByte = 0x20;
+
+}  // namespace
 
 bool readBoxHeader(ByteStream& stream, BoxHeader& header) {
-  uint8_t raw[8];
+  uint8_t raw[kShortHeaderBytes];
   if (stream.read(raw, sizeof raw) < sizeof raw) return false;
   for (int i = 4; i < 8; ++i) {
-    if (raw[i] < 0x20) return false;
+    if (raw[i] < kLowestTypeByte) return false;
   }
   uint64_t size = 0;
   for (int i = 0; i < 4; ++i) size = size << 8 | raw[i];
-  header.headerSize = 8;
-  if (size == 1) {
-    header.headerSize = 16;
+  header.headerSize = kShortHeaderBytes;
+  if (size == kSizeFollowsType) {
+    header.headerSize = kLongHeaderBytes;
     size = readU64(stream);
   }
-  // DELIBERATE D-209: size 0, a box to the end of the file, is refused like any other size that is
-  // smaller than the header.
+  // DELIBERATE D-209: size 0, a box that goes to the end of the file, is refused like any other
+  // size below that of the header.
   if (size < header.headerSize) throw exception(kInvalidBoxHeader);
   header.payloadSize = size - header.headerSize;
   header.type = fourCCFrom(raw + 4);

@@ -4,11 +4,11 @@
 
 namespace atomkit {
 
-/// Length of a source that doesn't tell it.
+/// Length of a source that doesn't know it.
 inline constexpr uint64_t kUnknownLength = ~uint64_t{0};
 
-/// Where a file's bytes come from: what the caller of the parse implements. Failures of the source
-/// are thrown by it, in its own type, and pass through the library unchanged.
+/// Where a file's bytes come from; implemented by the caller of the parse. A source throws its
+/// failures in a type of its own, which passes through the library unchanged.
 class ByteSource {
  public:
   /// Reads up to `count` bytes. @return the number of bytes read; fewer at the end of the source
@@ -20,7 +20,7 @@ class ByteSource {
   ~ByteSource() = default;
 };
 
-/// A plain value on the stack of the code that walks a box; borrows what it reads from.
+/// Lives on the stack of the code that walks a box; borrows what it reads from.
 class ByteStream {
  public:
   /// Reads up to `count` bytes. @return the number of bytes read, possibly fewer
@@ -33,13 +33,13 @@ class ByteStream {
   /// Skips exactly `count` bytes.
   /// @throws exception "attempting to skip past end of atom" or "... of file"
   virtual void skipExact(uint64_t count) = 0;
-  /// Fails as readExact() of `count` bytes would, as far as the sizes of the enclosing boxes and
-  /// the known length of the source tell; reads nothing. Asked before memory is allocated for a
-  /// declared count, so that a count that lies costs no memory. Where the source doesn't know its
-  /// length, only the boxes stand against the count, and a box may claim more than is there.
+  /// Throws what readExact() of `count` bytes would throw, as far as the sizes of the enclosing
+  /// boxes and the known length of the source tell; reads nothing. Asked before memory is allocated
+  /// for a declared count, so that a count that lies costs none. When the length of the source is
+  /// not known, only the sizes of the boxes limit the count, and those may lie too.
   virtual void requireBytes(uint64_t count) = 0;
-  /// False when the source doesn't tell its length: requireBytes() then knows no more than what the
-  /// boxes claim, and memory is better taken for what has arrived.
+  /// False when the source doesn't know its length. Memory for a large count is then best allocated
+  /// as the bytes arrive.
   virtual bool isLengthKnown() const noexcept { return true; }
 
  protected:
@@ -49,7 +49,7 @@ class ByteStream {
 /// The file as a whole, over a borrowed source that stands at its start.
 class HostStreamAdapter final : public ByteStream {
  public:
-  /// @param length  bytes of the source; kUnknownLength when that isn't known
+  /// @param length  bytes of the source, or kUnknownLength
   HostStreamAdapter(ByteSource& source, uint64_t length) noexcept
       : source_(&source), length_(length) {}
 
@@ -70,11 +70,11 @@ class HostStreamAdapter final : public ByteStream {
 class AtomReader final : public ByteStream {
  public:
   /// @param parent  the stream that holds the box, positioned at its first payload byte; borrowed
-  /// @param payloadSize  bytes of the box behind its header
+  /// @param payloadSize  bytes of the box after its header
   AtomReader(ByteStream& parent, uint64_t payloadSize) noexcept
       : parent_(&parent), remaining_(payloadSize) {}
 
-  /// Payload bytes that were neither read nor skipped yet.
+  /// Payload bytes neither read nor skipped yet.
   uint64_t remaining() const noexcept { return remaining_; }
 
   /// @throws exception "bug: stream read more bytes than asked for"
@@ -86,7 +86,7 @@ class AtomReader final : public ByteStream {
   void requireBytes(uint64_t count) override;
   bool isLengthKnown() const noexcept override { return parent_->isLengthKnown(); }
 
-  /// Skips what is left, so that the parent stands just behind the box.
+  /// Skips what is left, so that the parent stands just past the box.
   void finish();
 
  private:

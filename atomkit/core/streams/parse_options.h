@@ -6,8 +6,8 @@ namespace atomkit {
 
 using ParseOptions = uint32_t;  // ABI: do not renumber the bits
 
-inline constexpr ParseOptions kWantSampleTables =
-    0x01;  ///< stsz, stsc, stco, co64, stss, video ctts
+/// 'stsz', 'stsc', 'stco', 'co64', 'stss', and the 'ctts' of video.
+inline constexpr ParseOptions kWantSampleTables = 0x01;
 inline constexpr ParseOptions kWantTextTags = 0x02;
 inline constexpr ParseOptions kWantCoverArt = 0x08;
 inline constexpr ParseOptions kWantAudio = 0x10;  ///< details of audio tracks

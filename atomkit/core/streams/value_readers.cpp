@@ -23,8 +23,7 @@ constexpr uint64_t swapped(uint64_t value) {
 
 constexpr bool isLittleEndian() { return std::endian::native == std::endian::little; }
 
-// The value that `bytes` bytes of the stream make, most significant first; read with one exact
-// read.
+// Reads a value of `bytes` bytes with one exact read.
 template <unsigned bytes>
 uint64_t readBigEndian(ByteStream& stream) {
   uint8_t raw[bytes];
@@ -41,10 +40,11 @@ void readArray(ByteStream& stream, Word* values, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) values[i] = swapped(values[i]);
 }
 
-// Bytes that are taken at once from a source that can't vouch for their number; then twice that.
+// Bytes of the first piece that is read from a source of unknown length; every further piece
+// doubles what has been read.
 constexpr uint32_t kFirstPiece = 64 * 1024;
 
-// Owns a block until it is taken.
+// A block that grows until it is taken; freed if it never is.
 class GrowingBlock {
  public:
   GrowingBlock() noexcept = default;
@@ -114,7 +114,7 @@ void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count) {
   bytes.adopt(static_cast<uint8_t*>(block), count);
 }
 
-// The block becomes the text only when it is complete: one that ends early has no zero byte.
+// The text takes the block over only when it is complete: one that ended early has no zero byte.
 void readString(ByteStream& stream, OwnedString& text, uint32_t count) {
   stream.requireBytes(count);
   text.clear();
@@ -124,11 +124,13 @@ void readString(ByteStream& stream, OwnedString& text, uint32_t count) {
 }
 
 uint32_t readExpandableLength(ByteStream& stream) {
+  constexpr uint32_t kLengthBits = 0x7f;
+  constexpr uint32_t kMoreLengthBytes = 0x80;
   uint32_t length = 0;
   for (int i = 0; i < 4; ++i) {
     const uint8_t byte = readU8(stream);
-    length = length << 7 | (byte & 0x7fu);
-    if (!(byte & 0x80)) break;
+    length = length << 7 | (byte & kLengthBits);
+    if (!(byte & kMoreLengthBytes)) break;
   }
   return length;
 }

@@ -9,12 +9,15 @@ namespace {
 // Words of an entry of the sample-to-chunk map.
 enum MapWord : uint32_t { kFirstChunk, kSamplesPerChunk, kDescription, kWordsPerEntry };
 
+// Where the media data begins when a media data box with a short header opens the file.
+constexpr uint64_t kOffsetWithoutTable = 8;
+
 }  // namespace
 
 // 'stsz' SampleSizeBox
 //   u8 version, u24 flags (both ignored), u32 sample_size, u32 sample_count,
 //   only when sample_size is 0: sample_count x u32 size
-// With a sample_size the count is dropped: the track's sample count is that of 'stts'.
+// With a sample_size the count is dropped: the number of samples is that of 'stts'.
 void SampleTables::readSampleSizes(AtomReader& reader) {
   skipVersionAndFlags(reader);
   const uint32_t sampleSize = readU32(reader);
@@ -66,12 +69,12 @@ uint32_t SampleTables::sampleSize(uint32_t sample) const {
 
 uint64_t SampleTables::bytesBetween(uint32_t first, uint32_t end) const {
   if (constantSampleSize_ != 0) {
-    // DELIBERATE D-201: the size counts as signed and the number of samples as unsigned 32-bit, so
-    // that a size with the top bit set, or an end before the first sample, gives a wrapped product.
+    // DELIBERATE D-201: the size is signed and the number of samples an unsigned 32-bit word, so a
+    // size with the top bit set, or an end before the first sample, gives a wrapped product.
     const auto size = static_cast<uint64_t>(int64_t{static_cast<int32_t>(constantSampleSize_)});
     return uint64_t{end - first} * size;
   }
-  // DELIBERATE D-202: the end must name an existing sample although it isn't counted in.
+  // DELIBERATE D-202: the end must be an existing sample, although its size is not added.
   if (end >= sampleSizes_.count()) throw exception(kFrameOutOfRange);
   uint64_t bytes = 0;
   for (uint32_t sample = first; sample < end; ++sample) bytes += sampleSizes_[sample];
@@ -80,7 +83,7 @@ uint64_t SampleTables::bytesBetween(uint32_t first, uint32_t end) const {
 
 ChunkLocation SampleTables::locateChunk(uint32_t sample, ChunkMapPosition& position) const {
   // All arithmetic is modulo 2^32: first chunks that don't rise, or runs that are too long, give
-  // some chunk, but never a read outside the tables.
+  // some chunk, but never an access outside the tables.
   uint32_t runFirstChunk = 1;
   uint32_t samplesPerChunk = 0;
   if (position.entry > 0) {
@@ -102,12 +105,12 @@ ChunkLocation SampleTables::locateChunk(uint32_t sample, ChunkMapPosition& posit
 }
 
 uint64_t SampleTables::chunkOffset(uint32_t chunk) const {
-  // DELIBERATE D-203: a track without chunk offsets lies at 8, behind the header of a media data
-  // box that opens the file.
-  if (chunkOffsets_.count() == 0) return 8;
-  // DELIBERATE D-204: chunk numbers behind the table mean the last chunk.
+  // DELIBERATE D-203: the chunks of a track without chunk offsets begin right after the header of a
+  // media data box that opens the file.
+  if (chunkOffsets_.count() == 0) return kOffsetWithoutTable;
+  // DELIBERATE D-204: a chunk number past the table means the last chunk.
   if (chunk > chunkOffsets_.count()) return chunkOffsets_[chunkOffsets_.count() - 1];
-  return chunkOffsets_[chunk - 1];  // chunk 0 becomes an index that no table has
+  return chunkOffsets_[chunk - 1];  // chunk 0 wraps to an index that no table has
 }
 
 uint32_t SampleTables::mapWord(uint32_t entry, uint32_t word) const {

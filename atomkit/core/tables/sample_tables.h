@@ -9,11 +9,11 @@
 
 namespace atomkit {
 
-/// A place in the sample-to-chunk map, carried from lookup to lookup; it only moves forward, so a
+/// A place in the sample-to-chunk map, carried from lookup to lookup. It only moves forward: a
 /// caller that goes back to an earlier sample starts again from zeros.
 struct ChunkMapPosition {
-  uint32_t entry = 0;        ///< zero-based index of the map entry behind the current run
-  uint32_t firstSample = 0;  ///< first sample that the entries before `entry` do not cover
+  uint32_t entry = 0;        ///< zero-based index of the map entry after the current run
+  uint32_t firstSample = 0;  ///< first sample past the runs before the current one
 };
 
 /// Where a sample lies.
@@ -30,27 +30,27 @@ class SampleTables {
   void readSampleSizes(AtomReader& reader);
   /// 'stsc'. Replaces what an earlier box gave. @throws exception (past end; out of memory)
   void readChunkMap(AtomReader& reader);
-  /// 'stco' or 'co64'. Replaces what an earlier box gave. @throws exception (past end; out of
-  /// memory)
+  /// 'stco' or 'co64'. Replaces what an earlier box gave.
+  /// @throws exception (past end; out of memory)
   void readChunkOffsets(AtomReader& reader, ChunkOffsetWidth width);
 
-  /// Size of a sample in bytes. With a constant size every sample number has it.
+  /// Size of a sample in bytes. A constant size answers for any sample number.
   /// @throws exception "array access out of range"
   uint32_t sampleSize(uint32_t sample) const;
 
   /// Bytes of the samples `first` to `end` - 1.
   /// @throws exception "frame out of range" when sizes are listed and `end` is not an existing
-  /// sample
+  ///         sample
   uint64_t bytesBetween(uint32_t first, uint32_t end) const;
 
   /// Chunk that holds `sample`. Samples beyond the last map entry continue its run without end.
-  /// @param position  where the last lookup ended; moved on
+  /// @param position  where the last lookup ended; moved forward
   /// @throws exception "array access out of range"
   /// Cost: linear in the map entries between the two samples.
   ChunkLocation locateChunk(uint32_t sample, ChunkMapPosition& position) const;
 
-  /// File offset of a chunk in bytes; 8 when the track has no chunk offsets, that of the last chunk
-  /// for chunk numbers beyond it.
+  /// File offset of a chunk in bytes: 8 when the track has no chunk offsets, that of the last chunk
+  /// for a number past it.
   /// @throws exception "array access out of range" for chunk 0
   uint64_t chunkOffset(uint32_t chunk) const;
 
@@ -59,8 +59,8 @@ class SampleTables {
 
   uint32_t constantSampleSize_ = 0;  // bytes; 0 when the sizes are listed
   PlainArray<uint32_t> sampleSizes_;
-  PlainArray<uint32_t>
-      chunkMap_;  // three words an entry: first chunk, samples a chunk, description
+  // Three words per entry: first chunk, samples per chunk, description.
+  PlainArray<uint32_t> chunkMap_;
   uint32_t chunkMapEntries_ = 0;
   PlainArray<uint64_t> chunkOffsets_;
 };

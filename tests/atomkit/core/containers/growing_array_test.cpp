@@ -1,4 +1,3 @@
-// The list that grows by one element at a time.
 #include "atomkit/core/containers/growing_array.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,4 @@
-// Box headers and the walk over the children of a container.
-#include "tests/support/boxes.h"
+#include "atomkit/core/streams/box_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "atomkit/core/streams/box_reader.h"
 #include "atomkit/core/streams/value_readers.h"
+#include "tests/support/boxes.h"
 #include "tests/support/memory_source.h"
 #include "tests/support/throws_message.h"
 
@@ -52,7 +51,7 @@ class Collector final : public BoxHandler {
 };
 using Seen = std::vector<std::pair<FourCC, uint64_t>>;
 
-/// Walks `children` as the payload of a container, in a file that goes on behind it.
+/// Walks `children` as the payload of a container, in a file that goes on after it.
 Seen walk(const Bytes& children, Collector collector = Collector()) {
   MemorySource source(join(children, repeat(0x20, 64)));
   HostStreamAdapter file(source, kUnknownLength);

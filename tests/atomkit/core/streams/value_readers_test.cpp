@@ -1,0 +1,266 @@
+#include "atomkit/core/streams/value_readers.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "tests/support/boxes.h"
+#include "tests/support/counting_allocator.h"
+#include "tests/support/memory_source.h"
+#include "tests/support/throws_message.h"
+
+namespace atomkit {
+namespace {
+
+using namespace boxes;
+
+TEST(ValueReaders, ReadBigEndianValuesOfEveryWidth) {
+  MemorySource source(raw({0x81, 0x82, 0x83, 0x84, 0x85, 0x86, 0x87, 0x88, 0x89, 0x8a,  //
+                           0x91, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98}));
+  HostStreamAdapter stream(source, source.size());
+  EXPECT_EQ(readU8(stream), 0x81);
+  EXPECT_EQ(readU16(stream), 0x8283);
+  EXPECT_EQ(readU24(stream), 0x848586u);
+  EXPECT_EQ(readU32(stream), 0x8788898au);
+  EXPECT_EQ(readU64(stream), 0x9192939495969798u);
+}
+
+TEST(ValueReaders, NeverGiveAPartOfAValue) {
+  const auto atEnd = [](uint64_t bytes, auto reader) {
+    MemorySource source(zeros(100));
+    HostStreamAdapter file(source, source.size());
+    AtomReader box(file, bytes);
+    reader(box);
+  };
+  EXPECT_THROWS_MESSAGE(atEnd(0, readU8), "attempting to read past end of atom");
+  EXPECT_THROWS_MESSAGE(atEnd(1, readU16), "attempting to read past end of atom");
+  EXPECT_THROWS_MESSAGE(atEnd(2, readU24), "attempting to read past end of atom");
+  EXPECT_THROWS_MESSAGE(atEnd(3, readU32), "attempting to read past end of atom");
+  EXPECT_THROWS_MESSAGE(atEnd(7, readU64), "attempting to read past end of atom");
+  EXPECT_THROWS_MESSAGE(atEnd(3, skipVersionAndFlags), "attempting to read past end of atom");
+}
+
+TEST(ValueReaders, ReadArraysWithOneReadAndSwapThem) {
+  MemorySource source(join(u32(1), u32(0x80000002), u64(3), u64(0x8000000000000004)));
+  HostStreamAdapter stream(source, source.size());
+  uint32_t words[2];
+  readU32Array(stream, words, 2);
+  EXPECT_EQ(words[0], 1u);
+  EXPECT_EQ(words[1], 0x80000002u);
+  EXPECT_EQ(source.reads, 1u);
+  uint64_t longs[2];
+  readU64Array(stream, longs, 2);
+  EXPECT_EQ(longs[0], 3u);
+  EXPECT_EQ(longs[1], 0x8000000000000004u);
+  EXPECT_EQ(source.reads, 2u);
+}
+
+TEST(ValueReaders, WidenArraysInChunksOf256Entries) {
+  Bytes bytes;
+  for (uint32_t i = 0; i < 600; ++i) bytes = join(bytes, u32(0xfffffff0 - i));
+  MemorySource source(bytes);
+  HostStreamAdapter stream(source, source.size());
+  std::vector<uint64_t> values(600);
+  readU32ArrayWidened(stream, values.data(), 600);
+  for (uint32_t i = 0; i < 600; ++i) ASSERT_EQ(values[i], 0xfffffff0 - i);
+  EXPECT_EQ(source.reads, 3u);
+  EXPECT_EQ(source.largestRead, 1024u);
+}
+
+TEST(ValueReaders, WidenWithoutTheHeap) {
+  FailingAllocation memory(0);
+  MemorySource source(u32(5));
+  HostStreamAdapter stream(source, source.size());
+  uint64_t value = 0;
+  readU32ArrayWidened(stream, &value, 1);
+  EXPECT_EQ(value, 5u);
+  EXPECT_EQ(memory.allocations(), 0u);
+}
+
+TEST(ValueReaders, DescriptorLengthsEndWithTheFirstByteWhoseTopBitIsClear) {
+  const auto lengthOf = [](const Bytes& bytes, uint64_t expectedBytes) {
+    MemorySource source(join(bytes, zeros(8)));
+    HostStreamAdapter stream(source, source.size());
+    const uint32_t length = readExpandableLength(stream);
+    EXPECT_EQ(source.position, expectedBytes);
+    return length;
+  };
+  EXPECT_EQ(lengthOf(raw({0x00}), 1), 0u);
+  EXPECT_EQ(lengthOf(raw({0x7f}), 1), 127u);
+  EXPECT_EQ(lengthOf(raw({0x81, 0x00}), 2), 128u);
+  EXPECT_EQ(lengthOf(raw({0x80, 0x80, 0x05}), 3), 5u);
+  EXPECT_EQ(lengthOf(raw({0xff, 0xff, 0xff, 0x7f}), 4), 0xfffffffu);
+}
+
+TEST(ValueReaders, DescriptorLengthsEndAfterTheFourthByteWhateverItsTopBit) {
+  MemorySource source(raw({0x80, 0x80, 0x80, 0x85, 0x01}));
+  HostStreamAdapter stream(source, source.size());
+  EXPECT_EQ(readExpandableLength(stream), 5u);
+  EXPECT_EQ(source.position, 4u);
+}
+
+TEST(ValueReaders, DescriptorLengthsAreReadByteByByte) {
+  MemorySource source(raw({0x81}));
+  HostStreamAdapter file(source, source.size());
+  AtomReader box(file, 1);
+  EXPECT_THROWS_MESSAGE(readExpandableLength(box), "attempting to read past end of atom");
+}
+
+TEST(ValueReaders, EntriesAreRequiredIn64Bits) {
+  // 12 bytes for each of 2^32 - 1 entries: a product of 32 bits would be 0xfffffff4.
+  constexpr uint64_t kBytes = uint64_t{0xffffffff} * 12;
+  MemorySource source({});
+  HostStreamAdapter file(source, kUnknownLength);
+  AtomReader tooShort(file, kBytes - 1);
+  EXPECT_THROWS_MESSAGE(requireEntries(tooShort, 0xffffffff, 12),
+                        "attempting to read past end of atom");
+  AtomReader longEnough(file, kBytes);
+  EXPECT_THROWS_MESSAGE(requireEntries(longEnough, 0xffffffff, 12),
+                        "out of memory when resizing array");
+  EXPECT_NO_THROW(requireEntries(longEnough, 0x3fffffff, 4));
+  EXPECT_THROWS_MESSAGE(requireEntries(longEnough, 0x40000000, 4),
+                        "out of memory when resizing array");
+}
+
+TEST(ValueReaders, CountedBytesAreRequiredBeforeTheyAreAllocated) {
+  FailingAllocation memory;
+  MemorySource source(raw({1, 2, 3}));
+  HostStreamAdapter file(source, source.size());
+  AtomReader box(file, 3);
+  ByteArray bytes;
+  EXPECT_THROWS_MESSAGE(readBytes(box, bytes, 4), "attempting to read past end of atom");
+  EXPECT_EQ(memory.allocations(), 0u);
+  readBytes(box, bytes, 3);
+  EXPECT_EQ(bytes[2], 3);
+}
+
+TEST(ValueReaders, BytesThatEndEarlyLeaveNothing) {
+  MemorySource source(raw({1, 2, 3, 4, 5}));
+  HostStreamAdapter file(source, kUnknownLength);
+  ByteArray bytes;
+  readBytes(file, bytes, 2);
+  EXPECT_THROWS_MESSAGE(readBytes(file, bytes, 4), "attempting to read past end of file");
+  EXPECT_EQ(bytes.count(), 0u);
+}
+
+TEST(ValueReaders, BytesOfASourceThatKnowsItsLengthAreOneReadAndOneBlock) {
+  MemorySource source(repeat(7, 300'000));
+  HostStreamAdapter file(source, source.size());
+  AtomReader box(file, source.size());
+  FailingAllocation memory;
+  ByteArray bytes;
+  readBytes(box, bytes, 300'000);
+  EXPECT_EQ(bytes[299'999], 7);
+  EXPECT_EQ(source.reads, 1u);
+  EXPECT_EQ(memory.allocations(), 1u);
+}
+
+TEST(ValueReaders, BytesOfASourceOfUnknownLengthArriveInPiecesThatDouble) {
+  constexpr uint32_t kPiece = 65536;
+  for (const uint32_t count : {kPiece - 1, kPiece, kPiece + 1, 2 * kPiece, 4 * kPiece + 5}) {
+    Bytes expected;
+    for (uint32_t i = 0; i < count; ++i) expected.push_back(static_cast<uint8_t>(i % 251));
+    MemorySource source(expected);
+    HostStreamAdapter file(source, kUnknownLength);
+    AtomReader box(file, count);
+    ByteArray bytes;
+    readBytes(box, bytes, count);
+    ASSERT_EQ(bytes.count(), count);
+    EXPECT_EQ(std::memcmp(bytes.data(), expected.data(), count), 0) << count;
+    EXPECT_EQ(box.remaining(), 0u);
+    EXPECT_EQ(source.reads, count <= kPiece ? 1u : count <= 2 * kPiece ? 2u : 4u) << count;
+  }
+}
+
+TEST(ValueReaders, AClaimOfASourceOfUnknownLengthTakesMemoryForWhatArrivesOnly) {
+  MemorySource source(zeros(100'000));
+  HostStreamAdapter file(source, kUnknownLength);
+  AtomReader box(file, 0xfffffff0);
+  FailingAllocation memory;
+  ByteArray bytes;
+  EXPECT_THROWS_MESSAGE(readBytes(box, bytes, 0xfffffff0), "attempting to read past end of file");
+  EXPECT_LE(memory.largestBlock(), 131'072u);
+  EXPECT_EQ(memory.blocksHeld(), 0u);
+  EXPECT_EQ(bytes.count(), 0u);
+}
+
+TEST(ValueReaders, EveryFailedAllocationOfBytesIsReportedAndLeaksNothing) {
+  for (uint64_t failAt = 0; failAt < 3; ++failAt) {
+    MemorySource source(zeros(200'000));
+    HostStreamAdapter file(source, kUnknownLength);
+    FailingAllocation memory(failAt);
+    ByteArray bytes;
+    EXPECT_THROWS_MESSAGE(readBytes(file, bytes, 200'000), "out of memory when resizing array");
+    EXPECT_EQ(memory.blocksHeld(), 0u);
+    EXPECT_EQ(bytes.count(), 0u);
+  }
+}
+
+TEST(ReadString, ReadsBytesOfAStreamAndEndsThem) {
+  MemorySource source(text("title"));
+  HostStreamAdapter stream(source, source.size());
+  OwnedString text;
+  readString(stream, text, 4);
+  EXPECT_STREQ(text.text(), "titl");
+  readString(stream, text, 0);
+  EXPECT_STREQ(text.text(), "");
+}
+
+TEST(ReadString, ReadsNothingAndAllocatesNothingWhenTheBytesCantBeThere) {
+  FailingAllocation memory;
+  MemorySource source(text("title"));
+  HostStreamAdapter stream(source, kUnknownLength);
+  AtomReader reader(stream, 5);
+  OwnedString text;
+  EXPECT_THROWS_MESSAGE(readString(reader, text, 6), "attempting to read past end of atom");
+  EXPECT_EQ(memory.allocations(), 0u);
+  EXPECT_EQ(source.reads, 0u);
+}
+
+TEST(ReadString, IsEmptyWhenTheSourceEndsInsideTheText) {
+  MemorySource source(text("title"));
+  HostStreamAdapter stream(source, kUnknownLength);
+  FailingAllocation memory;
+  OwnedString text;
+  text.assign("before");
+  EXPECT_THROWS_MESSAGE(readString(stream, text, 9), "attempting to read past end of file");
+  EXPECT_TRUE(text.empty());
+  EXPECT_STREQ(text.text(), "");
+  EXPECT_EQ(text.length(), 0u);
+  EXPECT_EQ(memory.blocksHeld(), 0u);
+}
+
+TEST(ReadString, AReadWithoutMemoryIsOutOfMemoryAndLeavesItEmpty) {
+  MemorySource source(text("title"));
+  HostStreamAdapter stream(source, source.size());
+  OwnedString text;
+  text.assign("before");
+  FailingAllocation memory(0);
+  EXPECT_THROWS_MESSAGE(readString(stream, text, 5), "out of memory");
+  EXPECT_TRUE(text.empty());
+}
+
+TEST(ReadString, ALongTextOfASourceOfUnknownLengthIsReadWhole) {
+  Bytes bytes;
+  for (uint32_t i = 0; i < 300'000; ++i) bytes.push_back(static_cast<uint8_t>(1 + i % 251));
+  MemorySource source(bytes);
+  HostStreamAdapter stream(source, kUnknownLength);
+  OwnedString text;
+  readString(stream, text, 300'000);
+  ASSERT_EQ(text.length(), 300'000u);
+  EXPECT_EQ(std::memcmp(text.text(), bytes.data(), bytes.size()), 0);
+}
+
+TEST(ReadString, TheRoomOfTheLongestTextAndItsZeroByteDoesNotWrap) {
+  MemorySource source({});
+  HostStreamAdapter stream(source, 0xffffffff);
+  OwnedString text;
+  FailingAllocation memory(0);
+  EXPECT_THROWS_MESSAGE(readString(stream, text, 0xffffffff), "out of memory");
+  // Where a size has 32 bits, such a block can't even be asked for.
+  EXPECT_EQ(memory.largestBlock(), sizeof(size_t) > 4 ? uint64_t{1} << 32 : 0);
+}
+
+}  // namespace
+}  // namespace atomkit
