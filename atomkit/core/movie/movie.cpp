@@ -1,5 +1,6 @@
 #include "atomkit/core/movie/movie.h"
 
+#include <cstddef>
 #include <cstring>
 
 #include "atomkit/core/containers/exception.h"
@@ -8,51 +9,65 @@
 
 namespace atomkit {
 
+static_assert(offsetof(TrackSummary, sampleRate) == 0);
+static_assert(offsetof(TrackSummary, channelCount) == 4);
+static_assert(offsetof(TrackSummary, averageBitrate) == 8);
+static_assert(offsetof(TrackSummary, sampleSize) == 12);
+static_assert(offsetof(TrackSummary, timescale) == 16);
+static_assert(offsetof(TrackSummary, sampleCount) == 20);
+static_assert(offsetof(TrackSummary, maximumBitrate) == 24);
+static_assert(offsetof(TrackSummary, leadingAudioOffset) == 28);
+static_assert(offsetof(TrackSummary, width) == 32);
+static_assert(offsetof(TrackSummary, height) == 36);
+static_assert(offsetof(TrackSummary, durationLow) == 40);
+static_assert(offsetof(TrackSummary, durationHigh) == 44);
+static_assert(sizeof(TrackSummary) == 48);
+
 void Movie::parse(ByteSource& source, ScanRange range, ParseOptions options,
                   uint64_t sourceLength) {
-  options_ = options;
+  model_.options = options;
   HostStreamAdapter stream(source, sourceLength);
   walkTopLevel(stream, range);
-  if (header_.duration == 0 || header_.timescale == 0) {
+  if (model_.header.duration == 0 || model_.header.timescale == 0) {
     throw exception("invalid or missing mvhd data");
   }
-  finish();
+  finish(model_);
 }
 
 // Only 'moov' and 'mdat' mean anything here. Whatever doesn't look like a header ends the walk
-// quietly: real files carry a few bytes of padding behind their last box.
+// quietly: real files carry a few bytes of padding after their last box.
 void Movie::walkTopLevel(ByteStream& stream, ScanRange range) {
-  scannedEnd_ = 0;
+  model_.scannedEnd = 0;
   BoxHeader header;
   while (readBoxHeader(stream, header)) {
-    const uint64_t offset = scannedEnd_;
-    scannedEnd_ += header.boxSize();
-    lastTopLevelType_ = header.type;
+    const uint64_t offset = model_.scannedEnd;
+    model_.scannedEnd += header.boxSize();
+    model_.lastTopLevelType = header.type;
     AtomReader payload(stream, header.payloadSize);
     if (range == ScanRange::upToMediaData && header.type == fourCC("mdat")) {
-      if (!moovSeen_) throw exception("streaming a file that isn't optimized");
+      if (!model_.moovSeen) throw exception("streaming a file that isn't optimized");
       return;
     }
     if (header.type == fourCC("moov")) {
-      if (moovSeen_) throw exception("duplicate moov atom");
-      moovOffset_ = offset;
-      moovSize_ = header.boxSize();
-      moovSeen_ = true;
-      MovieBoxHandler handler(*this);
+      if (model_.moovSeen) throw exception("duplicate moov atom");
+      model_.moovOffset = offset;
+      model_.moovSize = header.boxSize();
+      model_.moovSeen = true;
+      MovieBoxHandler handler(model_);
       walkChildren(handler, payload, header.payloadSize);
     }
     payload.finish();
   }
 }
 
-const TrackRecord& Movie::track(uint32_t index) const { return *tracks_[index]; }
+const TrackRecord& Movie::track(uint32_t index) const { return *model_.tracks[index]; }
 
 CodecKind Movie::codecKind(uint32_t index) const { return track(index).description.codecKind; }
 
 uint32_t Movie::objectType(uint32_t index) const { return track(index).description.objectType; }
 
-void Movie::decoderConfig(uint32_t index, ByteArray& config) const {
-  const ByteArray& kept = track(index).description.decoderConfig;
+void Movie::decoderConfig(uint32_t index, DecoderConfig& config) const {
+  const DecoderConfig& kept = track(index).description.decoderConfig;
   config.resize(kept.count());
   if (kept.count() != 0) std::memcpy(config.data(), kept.data(), kept.count());
 }
@@ -60,7 +75,7 @@ void Movie::decoderConfig(uint32_t index, ByteArray& config) const {
 void Movie::summary(uint32_t index, TrackSummary& summary) const {
   const TrackRecord& record = track(index);
   const SampleDescription& description = record.description;
-  summary.sampleRate = description.sampleRate & 0xffff;
+  summary.sampleRate = description.sampleRate;
   summary.channelCount = description.channelCount;
   summary.averageBitrate = description.averageBitrate;
   summary.sampleSize = description.sampleSize;
@@ -89,14 +104,15 @@ void Movie::open(SampleCursor& cursor, uint32_t index) const {
 }
 
 void Movie::reposition(SampleCursor& cursor, uint32_t sample) const {
-  seekCursor(track(cursor.track), cursor, sample);
+  atomkit::reposition(track(cursor.track), cursor, sample);
 }
 
-bool Movie::step(SampleCursor& cursor) const { return advanceCursor(track(cursor.track), cursor); }
+bool Movie::step(SampleCursor& cursor) const { return atomkit::step(track(cursor.track), cursor); }
 
 void Movie::move(SampleCursor& cursor, uint32_t sample) const {
   if (sample == cursor.sample) return;
-  if (sample != cursor.sample + 1) {
+  // In 64 bits: sample 0 does not follow the largest number.
+  if (sample != uint64_t{cursor.sample} + 1) {
     reposition(cursor, sample);
   } else if (!step(cursor)) {
     throw exception("error advancing iterator");
@@ -104,19 +120,18 @@ void Movie::move(SampleCursor& cursor, uint32_t sample) const {
 }
 
 uint32_t Movie::sampleInfo(const SampleCursor& cursor, SampleInfo& info) const {
-  return readSampleInfo(track(cursor.track), cursor, info);
+  return atomkit::sampleInfo(track(cursor.track), cursor, info);
 }
 
-uint64_t Movie::chapterStart(uint32_t index) const { return chapters_[index].start; }
+uint64_t Movie::chapterStart(uint32_t index) const { return model_.chapters[index].start; }
 
-// Any index is answered, as this operation has no range check of its own. The index is compared
-// without adding to it: index + 1 would wrap for all ones, the absent index, and make the first
-// chapter's start the end of a chapter that isn't there.
+// Without a range check: any index has an answer. The index is compared without adding to it, as
+// index + 1 would wrap for all ones and name the first chapter.
 uint64_t Movie::chapterEnd(uint32_t index) const {
-  const uint32_t count = chapters_.count();
-  return count > 1 && index < count - 1 ? chapters_[index + 1].start : duration_;
+  const uint32_t count = model_.chapters.count();
+  return count > 1 && index < count - 1 ? model_.chapters[index + 1].start : model_.duration;
 }
 
-const Chapter& Movie::chapter(uint32_t index) const { return chapters_[index]; }
+const Chapter& Movie::chapter(uint32_t index) const { return model_.chapters[index]; }
 
 }  // namespace atomkit

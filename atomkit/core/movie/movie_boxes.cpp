@@ -7,16 +7,16 @@ namespace atomkit {
 void MovieBoxHandler::handleBox(AtomReader& reader, FourCC type, uint64_t payloadSize) {
   switch (type) {
     case fourCC("udta"): {
-      UserDataBoxHandler handler(*movie_);
+      UserDataBoxHandler handler(*model_);
       walkChildren(handler, reader, payloadSize);
       return;
     }
     case fourCC("mvhd"):
       // DELIBERATE D-211: a second header replaces the first without complaint.
-      movie_->header_ = readMovieHeader(reader);
+      model_->header = readMovieHeader(reader);
       return;
     case fourCC("trak"): {
-      TrackBoxHandler handler(movie_->options_, *movie_->tracks_.append({}));
+      TrackBoxHandler handler(model_->options, *model_->tracks.append({}));
       walkChildren(handler, reader, payloadSize);
       return;
     }
@@ -26,13 +26,13 @@ void MovieBoxHandler::handleBox(AtomReader& reader, FourCC type, uint64_t payloa
 void UserDataBoxHandler::handleBox(AtomReader& reader, FourCC type, uint64_t payloadSize) {
   switch (type) {
     case fourCC("meta"):
-      readMetadata(movie_->options_, movie_->itemList_, reader, payloadSize);
+      readMetadata(model_->options, model_->itemList, reader, payloadSize);
       return;
     case fourCC("tags"):
-      readTaggingBox(movie_->options_, movie_->tagging_, reader, payloadSize);
+      readTaggingBox(model_->options, model_->tagging, reader, payloadSize);
       return;
     case fourCC("chpl"):
-      readChapterList(movie_->chapterMarks_, reader);
+      readChapterList(model_->chapterMarks, reader);
       return;
   }
 }

@@ -1,6 +1,6 @@
 // What a 'moov' box holds: the movie header, the tracks and the user data.
 #pragma once
-#include "atomkit/core/movie/movie.h"
+#include "atomkit/core/movie/movie_model.h"
 #include "atomkit/core/streams/box_reader.h"
 
 namespace atomkit {
@@ -9,23 +9,23 @@ namespace atomkit {
 /// replaces the first.
 class MovieBoxHandler final : public BoxHandler {
  public:
-  explicit MovieBoxHandler(Movie& movie) noexcept : movie_(&movie) {}
+  explicit MovieBoxHandler(MovieModel& model) noexcept : model_(&model) {}
 
   void handleBox(AtomReader& reader, FourCC type, uint64_t payloadSize) override;
 
  private:
-  Movie* movie_;
+  MovieModel* model_;
 };
 
 /// 'udta' inside 'moov'.
 class UserDataBoxHandler final : public BoxHandler {
  public:
-  explicit UserDataBoxHandler(Movie& movie) noexcept : movie_(&movie) {}
+  explicit UserDataBoxHandler(MovieModel& model) noexcept : model_(&model) {}
 
   void handleBox(AtomReader& reader, FourCC type, uint64_t payloadSize) override;
 
  private:
-  Movie* movie_;
+  MovieModel* model_;
 };
 
 }  // namespace atomkit

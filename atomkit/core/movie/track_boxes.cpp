@@ -32,8 +32,8 @@ void MediaInfoBoxHandler::handleBox(AtomReader& reader, FourCC type, uint64_t pa
   walkChildren(handler, reader, payloadSize);
 }
 
-// DELIBERATE D-208: a table that stands before 'stsd' is read for a track that turns out unwanted;
-// only the tables behind it are passed over.
+// DELIBERATE D-208: a table before 'stsd' is read even if the track turns out unwanted; only the
+// tables after it are passed over.
 bool SampleTableBoxHandler::trackWanted() const noexcept {
   const CodecKind kind = record_->description.codecKind;
   if (isAudio(kind)) return options_ & kWantAudio;
@@ -41,8 +41,8 @@ bool SampleTableBoxHandler::trackWanted() const noexcept {
   return kind == CodecKind::none;
 }
 
-// The start of an audio track depends on its composition offsets, so that a caller who asks for no
-// more than information needs them too.
+// The start of an audio track depends on its composition offsets, so they are needed even for
+// information alone.
 bool SampleTableBoxHandler::compositionWanted() const noexcept {
   return tablesWanted() || !isVideo(record_->description.codecKind);
 }

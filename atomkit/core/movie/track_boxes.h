@@ -19,8 +19,8 @@ class TrackPartHandler : public BoxHandler {
   TrackRecord* record_;
 };
 
-/// 'trak'. The kind of a track is told by its sample description alone, so that neither 'tkhd' nor
-/// 'hdlr' is read.
+/// 'trak'. The sample description alone tells the kind of a track, so neither 'tkhd' nor 'hdlr' is
+/// read.
 class TrackBoxHandler final : public TrackPartHandler {
  public:
   using TrackPartHandler::TrackPartHandler;
@@ -41,8 +41,8 @@ class MediaInfoBoxHandler final : public TrackPartHandler {
   void handleBox(AtomReader& reader, FourCC type, uint64_t payloadSize) override;
 };
 
-/// 'stbl'. Boxes that stand before 'stsd' are always handled, as the kind of the track isn't known
-/// yet; those behind it only for tracks that the options want.
+/// 'stbl'. Boxes before 'stsd' are always handled, as the kind of the track is not known yet; those
+/// after it only for tracks that the options want.
 class SampleTableBoxHandler final : public TrackPartHandler {
  public:
   using TrackPartHandler::TrackPartHandler;

@@ -1,11 +1,15 @@
 // Finishing the model: duration, chapters and tags.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "atomkit/core/movie/hundred_ns.h"
 #include "atomkit/core/movie/movie.h"
+#include "atomkit/core/movie/movie_boxes.h"
+#include "tests/atomkit/box_reading.h"
 #include "tests/atomkit/core/movie/movie_reading.h"
 #include "tests/support/boxes.h"
 #include "tests/support/movie_builder.h"
@@ -206,11 +210,15 @@ TEST(ChapterTags, BeginAsACopyOfTheItemList) {
   EXPECT_EQ(describe(movie.chapter(1).tags), "artist=Band title=Two track=2");
 }
 
-TEST(ChapterTags, TheItemListsTitleAndTrackStay) {
+TEST(Deliberate, D213_TheTitleOfTheFileHidesTheNamesOfItsMarks) {
   const Bytes number = box("trkn", box("data", full(0), u32(0), u16(0), u16(9), u16(0), u16(0)));
   const ParsedMovie movie(withUserData(
       join(metaWith(ilstText("\xA9nam", "Album title"), number), chpl({{0, "One"}, {5, "Two"}}))));
   EXPECT_EQ(describe(movie.chapter(1).tags), "title=Album title track=9");
+  const ParsedMovie tagged(
+      withUserData(join(ztTags(ztFields({{"TITLE", {"Whole"}}})), chpl({{0, "One"}, {5, "Two"}}))));
+  EXPECT_EQ(describe(tagged.chapter(0).tags), "TITLE=Whole");
+  EXPECT_EQ(describe(tagged.chapter(1).tags), "TITLE=Whole");
 }
 
 TEST(ChapterTags, AFileWithoutMarksHasTheItemListsTags) {
@@ -256,13 +264,6 @@ TEST(ChapterTags, SegmentsAreMergedIntoTheirChapter) {
   EXPECT_EQ(describe(movie.tags()), "album=Box artist=All");
 }
 
-TEST(ChapterTags, TheTaggingBoxsTitleOfTheFileStaysInEveryChapter) {
-  const ParsedMovie movie(
-      withUserData(join(ztTags(ztFields({{"TITLE", {"Whole"}}})), chpl({{0, "One"}, {5, "Two"}}))));
-  EXPECT_EQ(describe(movie.chapter(0).tags), "TITLE=Whole");
-  EXPECT_EQ(describe(movie.chapter(1).tags), "TITLE=Whole");
-}
-
 TEST(ChapterTags, ASegmentOfTheLargestNumberIsMergedIntoThatChapter) {
   const ParsedMovie movie(withUserData(
       join(ztTags(ztSegment(1000, {{"mood", {"calm"}}})), chpl(std::vector<Mark>(1002)))));
@@ -304,7 +305,7 @@ TEST(ChapterTags, TwoTaggingBoxesLeaveTheItemListAsTheSource) {
 
 TEST(ChapterTags, ReadForItsCoverAloneTheTaggingBoxIsTheEmptySourceThatWinsOverTheItemList) {
   const Bytes list = metaWith(ilstText("\xA9nam", "List"));
-  const Bytes tagging = ztTags(ztFields({{"album", {"Box"}}}));
+  const Bytes tagging = ztTags(ztFields({{"album", {"Box"}}}), ztSegment(1, {{"mood", {"calm"}}}));
   const Bytes marks = chpl({{0, "One"}, {5, "Two"}});
   for (const Bytes& both : {join(tagging, list), join(list, tagging)}) {
     const ParsedMovie movie(withUserData(join(both, marks)), kWantCoverArt);
@@ -334,39 +335,68 @@ TEST(ChapterTags, ATitleWithoutValuesIsATitleAllTheSame) {
   EXPECT_EQ(movie.chapter(0).tags.valueCount(0), 0u);
 }
 
-TEST(ChapterTags, ATaggingBoxThatIsReadForItsCoverAloneMakesNoTrackNumbers) {
-  const Bytes userData =
-      join(ztTags(ztFields({{"album", {"Box"}}}), ztSegment(1, {{"mood", {"calm"}}})),
-           chpl({{0, "One"}, {5, "Two"}}));
-  const ParsedMovie movie(withUserData(userData), 0x08);
-  EXPECT_EQ(describe(movie.tags()), "");
-  EXPECT_EQ(describe(movie.chapter(0).tags), "title=One");
-  EXPECT_EQ(describe(movie.chapter(1).tags), "title=Two");
-}
-
 // ---- the cover
 
-TEST(Cover, IsReadWithBit0x08AndLeftOutByTheOthers) {
-  const Bytes file = withUserData(
-      metaWith(ilstText("\xA9nam", "List"), box("covr", box("data", zeros(8), text("picture")))));
-  const ParsedMovie coverOnly(file, 0x08);
-  const ByteArray& cover = coverOnly.cover();
-  EXPECT_EQ(Bytes(cover.data(), cover.data() + cover.count()), text("picture"));
-  EXPECT_EQ(describe(coverOnly.tags()), "");
-  const ParsedMovie playback(file, 0x37);
-  EXPECT_EQ(playback.cover().count(), 0u);
-  EXPECT_EQ(describe(playback.tags()), "title=List");
+TEST(Cover, OfEachSourceIsReadWithItsOptionAndHasItsOwnQuery) {
+  const Bytes list =
+      metaWith(ilstText("\xA9nam", "List"), box("covr", box("data", zeros(8), text("picture"))));
+  const Bytes tagging = ztTags(box("covr", text("other picture")));
+  const ParsedMovie both(withUserData(join(list, tagging)), kWantCoverArt);
+  EXPECT_EQ(bytesOf(both.itemListCover()), text("picture"));
+  EXPECT_EQ(bytesOf(both.taggingCover()), text("other picture"));
+  EXPECT_EQ(describe(both.tags()), "");
+  const ParsedMovie listOnly(withUserData(list), kWantCoverArt);
+  EXPECT_EQ(bytesOf(listOnly.itemListCover()), text("picture"));
+  EXPECT_EQ(listOnly.taggingCover().count(), 0u);
+  const ParsedMovie playback(withUserData(join(list, tagging)), kPlayback);
+  EXPECT_EQ(playback.itemListCover().count(), 0u);
+  EXPECT_EQ(playback.taggingCover().count(), 0u);
+}
+
+// ---- the model
+
+// What the handlers collect from the payload of a 'moov' box, before it is finished.
+void collect(const Bytes& movieBox, MovieModel& model) {
+  model.options = kPlayback;
+  readBox(movieBox, [&](AtomReader& reader, uint64_t payloadSize) {
+    MovieBoxHandler handler(model);
+    walkChildren(handler, reader, payloadSize);
+  });
 }
 
 TEST(Finish, ASecondTimeChangesNothing) {
-  ParsedMovie movie(withUserData(
-      join(ztTags(ztSegment(1, {{"mood", {"calm"}}})), chpl({{5, "One"}, {3 * kSecond, "Two"}}))));
-  // A parse of nothing more finds the movie header in place and finishes again; the segment has
-  // been used up by then.
-  parse(movie, Bytes{});
-  EXPECT_EQ(movie.chapterCount(), 2u);
-  EXPECT_EQ(describe(movie.chapter(1).tags), "mood=calm title=Two");
-  EXPECT_EQ(movie.duration(), 10 * kSecond);
+  MovieModel model;
+  collect(moov({.udta = join(ztTags(ztSegment(1, {{"mood", {"calm"}}})),
+                             chpl({{5, "One"}, {3 * kSecond, "Two"}}))}),
+          model);
+  for (int times = 0; times < 2; ++times) {
+    finish(model);
+    ASSERT_EQ(model.chapters.count(), 2u);
+    EXPECT_EQ(describe(model.chapters[1].tags), "mood=calm title=Two");
+    EXPECT_EQ(model.duration, 10 * kSecond);
+  }
+}
+
+TEST(Finish, ASegmentThatIsMergedIsUsedUp) {
+  MovieModel model;
+  collect(moov({.udta = join(ztTags(ztSegment(1, {{"a", {"x"}}}), ztSegment(1, {{"b", {"y"}}}),
+                                    ztSegment(2, {{"c", {"z"}}})),
+                             chpl({{0, ""}, {5, ""}}))}),
+          model);
+  finish(model);
+  ASSERT_EQ(model.tagging.segments.count(), 2u);
+  EXPECT_EQ(describe(model.tagging.segments.first()->payload), "b=y");
+  EXPECT_EQ(describe(model.tagging.segments.first()->next->payload), "c=z");
+}
+
+TEST(MovieModel, ItsFieldsStandInTheirOrder) {
+  const MovieModel model;
+  const std::vector<const void*> fields = {
+      &model.options,          &model.moovSeen,   &model.moovOffset, &model.moovSize,
+      &model.lastTopLevelType, &model.scannedEnd, &model.header,     &model.tracks,
+      &model.chapters,         &model.tags,       &model.duration,   &model.itemList,
+      &model.chapterMarks,     &model.tagging};
+  EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end(), std::less<>()));
 }
 
 }  // namespace
