@@ -1,9 +1,9 @@
 // The binary interface between vela_splitter_mp4, a splitter plug-in for MP4 files, and its host.
 // A host needs this header alone, and C++17.
 //
-// The way through it: load the library, call VelaEntry(), give the module its host (attachHost),
-// take the factory (enumerate, getInterface), create a splitter for a source name, describe its
-// items, start one, read packets, release the splitter, end the module, unload the library.
+// In short: load the library, call VelaEntry(), give the module its host (attachHost), take the
+// factory (enumerate, getInterface), create a splitter for a source name, describe its items, start
+// one, read its packets, release the splitter, end the module, unload the library.
 //
 // Objects
 // - An interface pointer points at an object whose first word points at a table of operations; the
@@ -333,7 +333,7 @@ class AudioPacket {
   /// Slot 13. Takes the payload: `count` bytes from `reader`, which stands at their start. Takes
   /// all of them, or fails: with the code of a read that failed, with TIOResult::failed when the
   /// reader has fewer. The read then fails with that code, and may be repeated. `count` comes from
-  /// the file and may exceed what the file holds, so a host doesn't trust it with its memory.
+  /// the file and may exceed what the file holds, so a host doesn't allocate all of it up front.
   /// @param reader  reader face of the plug-in's own stream, for this call only
   virtual TIOResult readPayload(HostStreamReader* reader, uint32_t count, CancelToken* token) = 0;
 
@@ -464,9 +464,9 @@ class IMediaSplitter : public IObject {
   virtual uint32_t getItemId(uint32_t index) = 0;
   /// Slot 6. Selects the item and tells `info` its duration (kUnknown64 when unknown), its record
   /// and, for the whole file, the chapters, or, for a chapter, its tags. An identifier out of range
-  /// selects the whole file. The tags of a file with video are those of identifier 1, its first
-  /// chapter. On a splitter that plays, the selection moves the range that seeks and ends refer to:
-  /// describe first, then start.
+  /// selects the whole file. The tags of a file with video are told for identifier 1, its
+  /// first chapter. On a splitter that plays, the selection also moves the range that later seeks
+  /// and the end of the streams refer to: describe first, then start.
   virtual TIOResult describeItem(uint32_t itemId, MediaInfo* info, CancelToken* token) = 0;
   /// Slot 7. Forwards to slot 11 of the host stream.
   virtual uint32_t passThroughTwo(uintptr_t first, uintptr_t second) = 0;
@@ -497,10 +497,10 @@ enum NextStream : uint32_t {  // ABI: do not renumber
 class IMediaSplitterEx : public IMediaSplitter {
  public:
   /// Slot 8. Selects the item, tells the formats of the streams that the host wants and goes to the
-  /// item's start. A null format argument means that the host doesn't want that stream; a stream
-  /// that the file doesn't have is told by clear(). With no stream left the call fails with
-  /// TIOResult::failed. A call that fails may have told formats before. May be called again, for
-  /// the same item or another.
+  /// item's start. A null format argument means that the host doesn't want that stream; for a
+  /// stream that the file doesn't have, clear() is called. With no stream left the call fails with
+  /// TIOResult::failed. A call that fails may have set formats before. May be called again, for the
+  /// same item or another.
   virtual TIOResult startItem(uint32_t itemId, AudioFormat* audioFormat, VideoFormat* videoFormat,
                               CancelToken* token) = 0;
   /// Slot 9. Fills `packet` with the next audio packet, or sets the byte `*endOfStream` to 1 and
