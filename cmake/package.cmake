@@ -1,5 +1,5 @@
-# Installs what find_package(vela_splitter_mp4) needs: where the header and the plug-in are, and the
-# version.
+# Installs the license, and what find_package(vela_splitter_mp4) needs: where the header and the
+# plug-in are, and the version.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
@@ -25,3 +25,4 @@ install(FILES
   ${PROJECT_BINARY_DIR}/vela_splitter_mp4Config.cmake
   ${PROJECT_BINARY_DIR}/vela_splitter_mp4ConfigVersion.cmake
   DESTINATION ${package_dir})
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
