@@ -311,9 +311,10 @@ class AudioPacket {
  public:
   virtual void unusedSlot0() = 0;
   virtual void unusedSlot1() = 0;
-  /// Slot 2. @return what setFrameCount() was given last
+  /// Slot 2. @return the frames to play: what setFrameCount() was given last, unless the host has a
+  /// reason to change it
   virtual uint32_t getFrameCount() = 0;
-  /// Slot 3. @return what setStartOffset() was given last
+  /// Slot 3. @return the frames to drop, likewise
   virtual uint32_t getStartOffset() = 0;
   virtual void unusedSlot4() = 0;
   virtual void unusedSlot5() = 0;
