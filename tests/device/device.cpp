@@ -61,10 +61,14 @@ Device::~Device() {
   if (system_.slotsTaken() != 0) violation("a slot of thread-local storage is left after detach");
 }
 
+uint64_t Device::call(const std::string& function, std::initializer_list<uint32_t> arguments) {
+  const auto found = image_.exports.find(function);
+  if (found == image_.exports.end()) violation("the library does not export " + function);
+  return machine_.call(found->second, arguments);
+}
+
 vela::ISplitterModule* Device::newModule() {
-  const auto entry = image_.exports.find(kEntryName);
-  if (entry == image_.exports.end()) violation("the library does not export VelaEntry");
-  const auto module = static_cast<uint32_t>(machine_.call(entry->second, {}));
+  const auto module = static_cast<uint32_t>(call(kEntryName, {}));
   return static_cast<vela::ISplitterModule*>(objects_.at(module, PluginKind::module));
 }
 

@@ -29,6 +29,8 @@ class Device {
   /// Detaches the image; a block that is left ends the process. Writes the report.
   ~Device();
 
+  /// Calls another function that the image exports.
+  uint64_t call(const std::string& function, std::initializer_list<uint32_t> arguments);
   /// What the exported entry returns, as a native object; null when there is no memory.
   vela::ISplitterModule* newModule();
   Machine& machine() { return machine_; }
