@@ -11,10 +11,16 @@ struct HostCode {
   uint32_t value;
 };
 
-/// Throws HostCode{failAt} from its operation number `failAt` (zero-based) on.
+enum class Failure {
+  once,     ///< the operations after the one that fails succeed, so that a swallowed code shows
+  forGood,  ///< all later operations fail too
+};
+
+/// Throws HostCode{failAt} from its operation number `failAt` (zero-based).
 class FailingSource final : public atomkit::ByteSource {
  public:
-  FailingSource(const boxes::Bytes& bytes, uint32_t failAt) : source_(bytes), failAt_(failAt) {}
+  FailingSource(const boxes::Bytes& bytes, uint32_t failAt, Failure failure)
+      : source_(bytes), failAt_(failAt), failure_(failure) {}
   uint32_t read(void* buffer, uint32_t count) override {
     countOperation();
     return source_.read(buffer, count);
@@ -24,13 +30,17 @@ class FailingSource final : public atomkit::ByteSource {
     return source_.skip(count);
   }
   uint64_t size() const { return source_.size(); }
+  /// False when there were too few operations for one to fail.
+  bool failed() const { return operations_ > failAt_; }
 
  private:
   void countOperation() {
-    if (operations_++ >= failAt_) throw HostCode{failAt_};
+    const uint32_t number = operations_++;
+    if (failure_ == Failure::once ? number == failAt_ : number >= failAt_) throw HostCode{failAt_};
   }
 
   MemorySource source_;
   uint32_t failAt_;
+  Failure failure_;
   uint32_t operations_ = 0;
 };

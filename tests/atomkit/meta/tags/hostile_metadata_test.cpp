@@ -9,9 +9,9 @@
 #include "atomkit/meta/tags/item_list.h"
 #include "atomkit/meta/tags/tagging_box.h"
 #include "tests/atomkit/box_reading.h"
-#include "tests/atomkit/meta/tags/tag_boxes.h"
 #include "tests/support/counting_allocator.h"
 #include "tests/support/movie_builder.h"
+#include "tests/support/tag_boxes.h"
 
 namespace atomkit {
 namespace {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "tests/atomkit/box_reading.h"
-#include "tests/atomkit/meta/tags/tag_boxes.h"
 #include "tests/support/movie_builder.h"
+#include "tests/support/tag_boxes.h"
 #include "tests/support/throws_message.h"
 
 namespace atomkit {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "tests/atomkit/box_reading.h"
-#include "tests/atomkit/meta/tags/tag_boxes.h"
 #include "tests/support/counting_allocator.h"
+#include "tests/support/tag_boxes.h"
 #include "tests/support/throws_message.h"
 
 namespace atomkit {
