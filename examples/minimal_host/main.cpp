@@ -415,17 +415,11 @@ int fail(const char* what, TIOResult result) {
   return 1;
 }
 
-}  // namespace
-
-int main(int argumentCount, char** arguments) {
-  if (argumentCount != 3) {
-    std::fprintf(stderr, "usage: %s PLUGIN FILE\n", arguments[0]);
-    return 2;
-  }
+int run(const std::filesystem::path& plugin, const std::filesystem::path& file) {
   FileContext host;
-  const Library library(std::filesystem::absolute(arguments[1]));
+  const Library library(std::filesystem::absolute(plugin));
   const VelaEntryFunction entry = library.entry();
-  if (!entry) return fail(arguments[1], TIOResult::sourceNotFound);
+  if (!entry) return fail("plug-in", TIOResult::sourceNotFound);
 
   const std::unique_ptr<vela::ISplitterModule, EndModule> module(entry());
   if (!module) return fail("module", TIOResult::outOfMemory);
@@ -437,9 +431,8 @@ int main(int argumentCount, char** arguments) {
   auto* const factory = static_cast<vela::ISplitterFactory*>(sink.factory);
 
   void* opened = nullptr;  // an out-slot
-  const std::u16string name = std::filesystem::path(arguments[2]).u16string();
-  TIOResult result = factory->createSplitterEx(&opened, name.c_str(), nullptr);
-  if (result != TIOResult::success) return fail(arguments[2], result);
+  TIOResult result = factory->createSplitterEx(&opened, file.u16string().c_str(), nullptr);
+  if (result != TIOResult::success) return fail("opening", result);
   const std::unique_ptr<vela::IMediaSplitterEx, ReleaseObject> splitter(
       static_cast<vela::IMediaSplitterEx*>(opened));
 
@@ -448,4 +441,19 @@ int main(int argumentCount, char** arguments) {
   result = play(*splitter);
   if (result != TIOResult::success) return fail("playing", result);
   return 0;
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+  if (argumentCount != 3) {
+    std::fprintf(stderr, "usage: minimal_host PLUGIN FILE\n");
+    return 2;
+  }
+  try {
+    return run(arguments[1], arguments[2]);
+  } catch (const std::exception& exception) {
+    std::fprintf(stderr, "%s\n", exception.what());
+    return 1;
+  }
 }
