@@ -59,7 +59,8 @@ TEST(SourceFailure, FilesOfThisTestHoldWhatTheyAreSaidToHold) {
   EXPECT_EQ(describe(film.tags()), "album=Box artist=A|B");
   EXPECT_EQ(describe(film.chapter(0).tags), "album=Box artist=A|B title=One");
   EXPECT_EQ(describe(film.chapter(1).tags), "album=Box artist=A|B mood!=calm title=Two");
-  EXPECT_EQ(film.cover().count(), 300u);
+  EXPECT_EQ(film.itemListCover().count(), 300u);
+  EXPECT_EQ(film.taggingCover().count(), 300u);
   const ParsedMovie book(join(ftyp(), moov({.tracks = {trak()}, .udta = richItemList()})),
                          kEverything);
   EXPECT_EQ(describe(book.tags()),
