@@ -2,40 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <csignal>
 #include <exception>
 #include <map>
 #include <new>
 
 #include "host/commands/commands.h"
 #include "host/failure.h"
+#include "host/interrupts.h"
 
 namespace velahost {
 namespace {
-
-Token* g_interruptible = nullptr;
-
-void onInterrupt(int) {
-  if (g_interruptible) g_interruptible->cancel();
-}
-
-/// While it lives, an interrupt from the keyboard cancels the plug-in's operation.
-class InterruptCancels {
- public:
-  explicit InterruptCancels(Token& token) {
-    g_interruptible = &token;
-    previous_ = std::signal(SIGINT, onInterrupt);
-  }
-  InterruptCancels(const InterruptCancels&) = delete;
-  InterruptCancels& operator=(const InterruptCancels&) = delete;
-  ~InterruptCancels() {
-    std::signal(SIGINT, previous_);
-    g_interruptible = nullptr;
-  }
-
- private:
-  void (*previous_)(int);
-};
 
 constexpr char kFooter[] =
     "Exit status: 0 success; the plug-in's result code 1 (position outside the file),\n"
@@ -60,8 +36,10 @@ constexpr char kPacketsFooter[] =
 
 constexpr char kExtractHelp[] = "Write the elementary streams of a file.";
 constexpr char kExtractFooter[] =
-    "AAC is written as ADTS, MP3 as it is, MPEG-4 Visual behind its configuration, H.264\n"
-    "with start codes behind its parameter sets. The lengths of H.264 units in the file\n"
+    "An output gets its name when all of it is written. A file that exists is replaced\n"
+    "only with --force; links, folders, devices and pipes never are.\n"
+    "AAC is written as ADTS, MP3 as it is, MPEG-4 Visual after its configuration, H.264\n"
+    "with start codes after its parameter sets. The lengths of H.264 units in the file\n"
     "are taken to be four bytes wide; packets for which that is untrue are refused.\n"
     "ADTS can't carry object types other than main, LC, SSR and LTP, channel layouts given\n"
     "by a program config element, and packets of 960 frames or of more than 8184 bytes;\n"
@@ -124,6 +102,11 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
       addCommand("extract", kExtractHelp, kExtractFooter, extractOptions.file);
   extractCommand->add_option("--audio", extractOptions.audio, "Audio output")->type_name("OUT");
   extractCommand->add_option("--video", extractOptions.video, "Video output")->type_name("OUT");
+  extractCommand->add_flag_callback(
+      "--force", [&extractOptions] { extractOptions.existing = Existing::replace; },
+      "Replace output files that exist");
+  extractCommand->add_flag("--keep-partial", extractOptions.keepPartial,
+                           "After a failure, keep what was written before it");
 
   SeekOptions seekOptions;
   CLI::App* const seekCommand = addCommand("seek", kSeekHelp, "", seekOptions.file);
@@ -145,19 +128,23 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
   std::filesystem::path file;
   try {
     Session session(plugin);
-    const InterruptCancels interruptCancels(session.token);
-    if (infoCommand->parsed()) {
-      file = infoOptions.file;
-      info(session, infoOptions, out);
-    } else if (packetsCommand->parsed()) {
-      file = packetsOptions.file;
-      packets(session, packetsOptions, out);
-    } else if (extractCommand->parsed()) {
-      file = extractOptions.file;
-      extract(session, extractOptions, out, err, errTerminal);
-    } else {
-      file = seekOptions.file;
-      seek(session, seekOptions, out);
+    const InterruptsCancel interruptsCancel(session.token);
+    try {
+      if (infoCommand->parsed()) {
+        file = infoOptions.file;
+        info(session, infoOptions, out);
+      } else if (packetsCommand->parsed()) {
+        file = packetsOptions.file;
+        packets(session, packetsOptions, out);
+      } else if (extractCommand->parsed()) {
+        file = extractOptions.file;
+        extract(session, extractOptions, out, err, errTerminal);
+      } else {
+        file = seekOptions.file;
+        seek(session, seekOptions, out);
+      }
+    } catch (const Failure& failure) {
+      throw session.context.explained(failure);
     }
     out.flush();
     if (!out) throw Failure(ExitStatus::outputFailed, "The output can't be written.");
@@ -167,7 +154,7 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
     err << "velahost: " << (file.empty() ? "" : file.string() + ": ") << failure.what() << '\n';
     return failure.status();
   } catch (const std::bad_alloc&) {
-    err << "velahost: " << resultSentence(vela::TIOResult::outOfMemory) << '\n';
+    err << "velahost: " << resultSentence(Place::commandLine, vela::TIOResult::outOfMemory) << '\n';
     return exitStatus(vela::TIOResult::outOfMemory);
   }
 }

@@ -3,10 +3,9 @@
 #include <cstdio>
 
 namespace velahost {
+namespace {
 
 using vela::TIOResult;
-
-namespace {
 
 Place placeOf(ExitStatus status) {
   switch (status) {
@@ -16,6 +15,24 @@ Place placeOf(ExitStatus status) {
       return Place::plugin;
     default:
       return Place::output;
+  }
+}
+
+/// Code 5 is the plug-in's answer to everything that is wrong with a file.
+const char* failedSentence(Place place) {
+  switch (place) {
+    case Place::opening:
+      return "The file is not MP4, is damaged or cut short, or has no AAC, MP3, MPEG-4 Visual or "
+             "H.264 track (result 5).";
+    case Place::describing:
+      return "The item can't be described (result 5).";
+    case Place::starting:
+      return "The item can't be started: its packet tables are empty or damaged (result 5).";
+    case Place::seeking:
+      return "The item can't be played from there: a stream has no packet at that time, or its "
+             "packet tables are damaged (result 5).";
+    default:
+      return "A packet is damaged or cut short (result 5).";
   }
 }
 
@@ -46,7 +63,16 @@ const char* name(Place place) {
 Failure::Failure(ExitStatus status, const std::string& sentence)
     : std::runtime_error(sentence), status_(static_cast<int>(status)), place_(placeOf(status)) {}
 
-std::string resultSentence(TIOResult result) {
+Failure::Failure(Place place, TIOResult result, const std::string& sentence)
+    : std::runtime_error(sentence), status_(exitStatus(result)), place_(place), result_(result) {}
+
+Failure Failure::withSentence(const std::string& sentence) const {
+  Failure other(*this);
+  static_cast<std::runtime_error&>(other) = std::runtime_error(sentence);
+  return other;
+}
+
+std::string resultSentence(Place place, TIOResult result) {
   switch (result) {
     case TIOResult::success:
       return "The operation succeeded (result 0).";
@@ -57,8 +83,7 @@ std::string resultSentence(TIOResult result) {
     case TIOResult::sourceNotFound:
       return "The file could not be found or opened (result 3).";
     case TIOResult::failed:
-      return "The file is malformed, cut short, or holds no AAC, MP3, MPEG-4 Visual or H.264 track "
-             "that can be played (result 5).";
+      return failedSentence(place);
     case TIOResult::outOfMemory:
       return "There is not enough memory (result 6).";
   }

@@ -9,15 +9,15 @@
 
 namespace velahost {
 
-/// The host stream's own code for a failed read of the disk.
+/// The host stream's own code for a read of the file that failed.
 inline constexpr vela::TIOResult kReadFailed{0x80000001};
 
-/// Exit statuses beside the result codes of the plug-in, which are exit statuses themselves.
+/// Exit statuses besides the result codes of the plug-in, which are exit statuses themselves.
 enum class ExitStatus : int {
   success = 0,
   otherResult = 7,         ///< a result code beyond those of the interface
   usage = 64,              ///< the command line makes no sense
-  notRepresentable = 65,   ///< the stream can't be written in the asked form
+  notRepresentable = 65,   ///< the stream can't be written in the form asked for
   pluginUnavailable = 69,  ///< the plug-in can't be loaded
   outputFailed = 74,       ///< an output file can't be written
 };
@@ -28,8 +28,8 @@ enum class Place { commandLine, plugin, opening, describing, starting, seeking, 
 /// The place as a script sees it: "command_line", "opening" and so on.
 const char* name(Place place);
 
-/// One sentence for every result code.
-std::string resultSentence(vela::TIOResult result);
+/// One sentence for a result code. Code 5 means something else in every place.
+std::string resultSentence(Place place, vela::TIOResult result);
 
 /// The exit status that stands for a result code.
 int exitStatus(vela::TIOResult result);
@@ -42,10 +42,12 @@ class Failure : public std::runtime_error {
   Failure(ExitStatus status, const std::string& sentence);
   /// A result code of the plug-in that is not success.
   Failure(Place place, vela::TIOResult result)
-      : std::runtime_error(resultSentence(result)),
-        status_(exitStatus(result)),
-        place_(place),
-        result_(result) {}
+      : Failure(place, result, resultSentence(place, result)) {}
+  /// The same with a sentence that says more than the code does.
+  Failure(Place place, vela::TIOResult result, const std::string& sentence);
+
+  /// The same failure with another sentence.
+  Failure withSentence(const std::string& sentence) const;
 
   int status() const { return status_; }
   Place place() const { return place_; }

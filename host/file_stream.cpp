@@ -1,6 +1,7 @@
 #include "host/file_stream.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include "host/failure.h"
 
@@ -23,17 +24,27 @@ bool seekFile(std::FILE* file, int64_t offset, int origin) {
 int64_t tellFile(std::FILE* file) { return ftello(file); }
 #endif
 
+std::error_code lastError() { return {errno, std::generic_category()}; }
+
 }  // namespace
 
-FileStream* FileStream::open(const std::filesystem::path& file, StreamCalls* calls) {
+FileStream* FileStream::open(const std::filesystem::path& file, StreamCalls* calls,
+                             std::error_code& reason) {
   std::error_code ignored;
-  if (std::filesystem::is_directory(file, ignored)) return nullptr;
+  if (std::filesystem::is_directory(file, ignored)) {  // which some systems open without complaint
+    reason = std::make_error_code(std::errc::is_a_directory);
+    return nullptr;
+  }
 #ifdef _WIN32
   std::FILE* const opened = _wfopen(file.c_str(), L"rb");
 #else
   std::FILE* const opened = std::fopen(file.c_str(), "rb");
 #endif
-  return opened ? new FileStream(opened, calls) : nullptr;
+  if (!opened) {
+    reason = lastError();
+    return nullptr;
+  }
+  return new FileStream(opened, calls);
 }
 
 FileStream::FileStream(std::FILE* file, StreamCalls* calls) : file_(file), calls_(calls) {
@@ -53,7 +64,9 @@ TIOResult FileStream::seek(uint32_t low, uint32_t high, vela::CancelToken*) {
 TIOResult FileStream::moveTo(uint64_t position) {
   if (!canSeek()) return TIOResult::failed;
   if (position > length_) return TIOResult::outOfRange;
-  if (!seekFile(file_.get(), static_cast<int64_t>(position), SEEK_SET)) return kReadFailed;
+  if (!seekFile(file_.get(), static_cast<int64_t>(position), SEEK_SET)) {
+    return readFailed(lastError());
+  }
   position_ = position;
   return TIOResult::success;
 }
@@ -72,16 +85,28 @@ TIOResult FileStream::getPosition(uint64_t* position, vela::CancelToken*) {
   return TIOResult::success;
 }
 
-TIOResult FileStream::read(void* buffer, uint32_t count, uint32_t* done, vela::CancelToken*) {
-  const size_t got = std::fread(buffer, 1, count, file_.get());
-  if (got < count && std::ferror(file_.get())) return kReadFailed;
-  position_ += got;
-  if (calls_) {
-    ++calls_->reads;
-    calls_->bytesRead += got;
+TIOResult FileStream::readFailed(std::error_code reason) {
+  if (calls_) calls_->failedRead = {position_, reason};
+  return kReadFailed;
+}
+
+TIOResult FileStream::read(void* buffer, uint32_t count, uint32_t* done, vela::CancelToken* token) {
+  if (calls_) ++calls_->reads;
+  auto* const bytes = static_cast<uint8_t*>(buffer);
+  *done = 0;
+  for (;;) {
+    errno = 0;
+    const size_t got = std::fread(bytes + *done, 1, count - *done, file_.get());
+    position_ += got;
+    *done += static_cast<uint32_t>(got);
+    if (calls_) calls_->bytesRead += got;
+    if (*done == count || !std::ferror(file_.get())) return TIOResult::success;
+    const std::error_code reason = lastError();
+    std::clearerr(file_.get());
+    // A signal ends the wait for a slow pipe. It need not be one that cancels.
+    if (reason != std::errc::interrupted) return readFailed(reason);
+    if (token && token->isCancelled()) return TIOResult::cancelled;
   }
-  *done = static_cast<uint32_t>(got);
-  return TIOResult::success;
 }
 
 TIOResult FileStream::skip(uint32_t count, uint32_t* done, vela::CancelToken* token) {

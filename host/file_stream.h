@@ -1,29 +1,42 @@
-// A file of the disk as a host stream, with 64-bit positions.
+// A file as a host stream, with 64-bit positions.
 #pragma once
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <system_error>
 
 #include "host/reference.h"
 
 namespace velahost {
 
-/// What was asked of a FileStream.
+/// What was asked of a FileStream, and what the file system refused.
 struct StreamCalls {
+  struct FailedRead {
+    uint64_t position;  ///< of the byte that did not arrive
+    std::error_code reason;
+  };
+
   uint64_t reads = 0;
   uint64_t seeks = 0;
   uint64_t skips = 0;
   uint64_t bytesRead = 0;
+  std::optional<FailedRead> failedRead;  ///< the last one
 };
 
-/// A file opened for reading. A regular file can seek, also to its very end but not beyond; a pipe
-/// or a device can't, and has no known length. Nothing can be written.
+/// A file opened for reading. A regular file can seek, up to and including its end; a pipe or a
+/// device can't, and has no known length. Nothing can be written.
 class FileStream final : public Counted<FileStream, vela::HostStream> {
  public:
-  /// @param calls  counts the calls; borrowed, may be null
+  /// @param calls   counts the calls; borrowed, may be null
+  /// @param reason  why the file can't be opened; untouched when it can
   /// @return a stream with a count of 0, or null when the file can't be opened
-  static FileStream* open(const std::filesystem::path& file, StreamCalls* calls);
+  static FileStream* open(const std::filesystem::path& file, StreamCalls* calls,
+                          std::error_code& reason);
+
+  /// The same over an open file, which the stream closes.
+  FileStream(std::FILE* file, StreamCalls* calls);
 
   uint32_t canSeek() override { return length_ != vela::kUnknown64; }
   vela::TIOResult seek(uint32_t low, uint32_t high, vela::CancelToken* token) override;
@@ -46,8 +59,8 @@ class FileStream final : public Counted<FileStream, vela::HostStream> {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
 
-  FileStream(std::FILE* file, StreamCalls* calls);
   ~FileStream() = default;
+  vela::TIOResult readFailed(std::error_code reason);
   vela::TIOResult moveTo(uint64_t position);
 
   std::unique_ptr<std::FILE, Close> file_;

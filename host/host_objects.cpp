@@ -6,32 +6,66 @@
 namespace velahost {
 namespace {
 
+using vela::TIOResult;
+
 std::filesystem::path fileOf(const char16_t* sourceName) {
   return std::filesystem::path(std::u16string(sourceName));
+}
+
+std::string openingSentence(std::error_code reason) {
+  if (reason == std::errc::no_such_file_or_directory) return "There is no such file (result 3).";
+  if (reason == std::errc::permission_denied) {
+    return "There is no permission to read the file (result 3).";
+  }
+  if (reason == std::errc::is_a_directory) return "It is a folder, not a file (result 3).";
+  return "The file can't be opened: " + reason.message() + " (result 3).";
 }
 
 }  // namespace
 
 uint32_t FileContext::resolveSource(const char16_t* sourceName, void** out) {
-  // No exception may cross the interface: a name that can't be converted bears no file.
+  // No exception may cross the interface. A name that can't be converted is no file's name.
   try {
-    if (!std::filesystem::exists(fileOf(sourceName))) return 0;
-    storeInOutSlot(out, new FileProvider(&calls));
+    std::error_code unknown;
+    const auto status = std::filesystem::status(fileOf(sourceName), unknown);
+    if (!std::filesystem::exists(status)) {
+      const bool missing = status.type() == std::filesystem::file_type::not_found;
+      openFailure = missing ? std::make_error_code(std::errc::no_such_file_or_directory) : unknown;
+      return 0;
+    }
+    storeInOutSlot(out, new FileProvider(this));
     return 1;
   } catch (const std::exception&) {
+    openFailure = std::make_error_code(std::errc::no_such_file_or_directory);
     return 0;
   }
 }
 
-vela::TIOResult FileProvider::open(const char16_t* sourceName, uint32_t, vela::CancelToken*,
-                                   void** out) {
+Failure FileContext::explained(const Failure& failure) const {
+  if (failure.result() == kReadFailed && calls.failedRead) {
+    return failure.withSentence("The file could not be read at byte " +
+                                std::to_string(calls.failedRead->position) + ": " +
+                                calls.failedRead->reason.message() + " (result 0x80000001).");
+  }
+  if (failure.place() != Place::opening) return failure;
+  if (failure.result() == TIOResult::sourceNotFound && openFailure) {
+    return failure.withSentence(openingSentence(openFailure));
+  }
+  if (failure.result() == TIOResult::failed && calls.bytesRead == 0) {
+    return failure.withSentence("The file is empty (result 5).");
+  }
+  return failure;
+}
+
+TIOResult FileProvider::open(const char16_t* sourceName, uint32_t, vela::CancelToken*, void** out) {
   try {
-    FileStream* const stream = FileStream::open(fileOf(sourceName), calls_);
-    if (!stream) return vela::TIOResult::sourceNotFound;
+    FileStream* const stream =
+        FileStream::open(fileOf(sourceName), &context_->calls, context_->openFailure);
+    if (!stream) return TIOResult::sourceNotFound;
     storeInOutSlot(out, static_cast<vela::HostStreamControl*>(stream));
-    return vela::TIOResult::success;
+    return TIOResult::success;
   } catch (const std::exception&) {
-    return vela::TIOResult::sourceNotFound;
+    return TIOResult::sourceNotFound;
   }
 }
 

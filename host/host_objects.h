@@ -1,8 +1,10 @@
-// The host itself as a splitter sees it: resolves file names, opens them, and can cancel.
+// The host itself, as a splitter sees it: it resolves file names, opens files, and can cancel.
 #pragma once
 #include <csignal>
 #include <filesystem>
+#include <system_error>
 
+#include "host/failure.h"
 #include "host/file_stream.h"
 #include "host/reference.h"
 
@@ -19,19 +21,24 @@ class Token final : public vela::CancelToken {
   volatile std::sig_atomic_t cancelled_ = 0;
 };
 
-/// Source names are file names in UTF-16. A name that no file bears is not resolved.
+/// Source names are file names in UTF-16. A name that no file has is not resolved. The plug-in
+/// hands on codes only, so the context keeps what the file system said.
 class FileContext final : public vela::HostContext {
  public:
   uint32_t resolveSource(const char16_t* sourceName, void** out) override;
 
-  /// Calls made by every stream that this context opened.
-  StreamCalls calls;
+  /// The failure, with the file system's reason as its sentence where that is the cause.
+  Failure explained(const Failure& failure) const;
+
+  StreamCalls calls;            ///< of all streams that this context opened
+  std::error_code openFailure;  ///< why the last file was not opened
 };
 
 /// Opens the file with the given name.
 class FileProvider final : public Counted<FileProvider, vela::SourceProvider> {
  public:
-  explicit FileProvider(StreamCalls* calls) : calls_(calls) {}
+  /// @param context  borrowed
+  explicit FileProvider(FileContext* context) : context_(context) {}
 
   void unusedSlot4() override {}
   vela::TIOResult open(const char16_t* sourceName, uint32_t hostOpenMode, vela::CancelToken* token,
@@ -41,7 +48,7 @@ class FileProvider final : public Counted<FileProvider, vela::SourceProvider> {
   friend class Counted<FileProvider, vela::SourceProvider>;
   ~FileProvider() = default;
 
-  StreamCalls* calls_;
+  FileContext* context_;
 };
 
 }  // namespace velahost

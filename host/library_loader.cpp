@@ -50,12 +50,12 @@ class FactorySink final : public vela::ModuleSink {
 SharedLibrary::SharedLibrary(const fs::path& file) {
 #ifdef _WIN32
   handle_ = LoadLibraryW(file.c_str());
-  if (!handle_) throw unavailable("The plug-in " + file.string() + " can't be loaded.");
+  if (!handle_) throw unavailable("The plug-in " + pathText(file) + " can't be loaded.");
 #else
   // A name without a slash would be looked for in the system's library folders.
   handle_ = dlopen(fs::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!handle_) {
-    throw unavailable("The plug-in " + file.string() + " can't be loaded: " + dlerror());
+    throw unavailable("The plug-in " + pathText(file) + " can't be loaded: " + dlerror());
   }
 #endif
 }
@@ -96,14 +96,17 @@ fs::path findPlugin(const fs::path& given) {
 Plugin::Plugin(const fs::path& file, vela::HostContext* host) : library_(file) {
   const VelaEntryFunction entry = library_.entry();
   if (!entry) {
-    throw unavailable("The library " + file.string() + " does not export " + kVelaEntryName + ".");
+    throw unavailable("The plug-in " + pathText(file) + " can't be used: it does not export " +
+                      kVelaEntryName + ".");
   }
   module_.reset(entry());
   if (!module_) throw Failure(Place::plugin, vela::TIOResult::outOfMemory);
   module_->attachHost(host);
   FactorySink sink;
   module_->enumerate(&sink);
-  if (!sink.factory) throw unavailable("The plug-in " + file.string() + " offers no factory.");
+  if (!sink.factory)
+    throw unavailable("The plug-in " + pathText(file) +
+                      " can't be used: it offers no splitter factory.");
   // The factory lives as long as its module and is not counted.
   factory_ = sink.factory.get();
 }

@@ -46,10 +46,14 @@ class Playback {
   uint64_t videoTime = 0;   ///< of `video`, in host units from the item's start
 
  private:
+  /// @param stream  "audio ", "video " or empty
+  void requireRead(vela::TIOResult result, const char* stream) const;
+
   vela::IMediaSplitterEx& splitter_;
   vela::CancelToken* token_;
   bool audioEnded_ = true;
   bool videoEnded_ = true;
+  uint64_t packetsRead_ = 0;  ///< of both streams, since the start
 };
 
 }  // namespace velahost

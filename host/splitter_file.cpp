@@ -10,7 +10,9 @@ std::u16string sourceName(const std::filesystem::path& file) {
   try {
     return file.u16string();
   } catch (const std::exception&) {
-    throw Failure(Place::opening, vela::TIOResult::sourceNotFound);
+    throw Failure(Place::opening, vela::TIOResult::sourceNotFound,
+                  "The file's name is not text in UTF-8, and only text can name a source (result "
+                  "3).");
   }
 }
 

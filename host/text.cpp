@@ -121,6 +121,11 @@ std::vector<std::string> printableLines(std::string_view utf8) {
   return lines;
 }
 
+std::string pathText(const std::filesystem::path& file) {
+  const std::u8string text = file.u8string();
+  return {text.begin(), text.end()};
+}
+
 std::string clockTime(uint64_t hostUnits) {
   if (hostUnits == vela::kUnknown64) return "unknown";
   const uint64_t wholeSeconds = hostUnits / vela::kHostUnitsPerSecond;

@@ -2,6 +2,7 @@
 // and the ways in which times and identifiers are written.
 #pragma once
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,9 @@ size_t columns(std::string_view utf8);
 
 /// The lines of a text, each safe to print: other control characters appear as \xNN.
 std::vector<std::string> printableLines(std::string_view utf8);
+
+/// A file's name as text.
+std::string pathText(const std::filesystem::path& file);
 
 /// Host units as h:mm:ss.mmm, rounded to the nearest millisecond; "unknown" for kUnknown64.
 std::string clockTime(uint64_t hostUnits);

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <ostream>
 
+#include "host/output_file.h"
 #include "host/playback.h"
 #include "host/progress.h"
 #include "host/splitter_file.h"
@@ -34,8 +35,12 @@ struct ExtractOptions {
   std::filesystem::path file;
   std::filesystem::path audio;  ///< empty: not wanted
   std::filesystem::path video;  ///< empty: not wanted
+  Existing existing = Existing::keep;
+  /// Whether what was written before a failure keeps the name asked for.
+  bool keepPartial = false;
 };
-/// Writes elementary streams. Output files of a failed extraction are removed.
+/// Writes elementary streams. Nothing is created before the first packet can be written, and no
+/// output has its name before all of it is written.
 void extract(Session& session, const ExtractOptions& options, std::ostream& out, std::ostream& err,
              Terminal errTerminal);
 

@@ -1,11 +1,13 @@
 #include <algorithm>
-#include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "host/commands/commands.h"
 #include "host/elementary_writer.h"
 #include "host/failure.h"
+#include "host/output_file.h"
 #include "host/text.h"
 
 namespace velahost {
@@ -19,23 +21,82 @@ Wanted wantedStreams(const ExtractOptions& options) {
   return options.audio.empty() ? Wanted::video : Wanted::both;
 }
 
-template <class Format>
-std::unique_ptr<ElementaryWriter> writerFor(const std::filesystem::path& file, const Format& format,
-                                            const char* kind) {
-  if (file.empty()) return nullptr;
-  if (!format.present) {
-    throw Failure(ExitStatus::notRepresentable,
-                  std::string("The file holds no ") + kind + " that can be extracted.");
+void refuseSharedFiles(const ExtractOptions& options) {
+  for (const std::filesystem::path& output : {options.audio, options.video}) {
+    if (!output.empty() && sameFile(output, options.file)) {
+      throw Failure(ExitStatus::usage, "The output " + pathText(output) + " is the input itself.");
+    }
   }
-  return std::make_unique<ElementaryWriter>(file, format);
+  if (!options.audio.empty() && !options.video.empty() && sameFile(options.audio, options.video)) {
+    throw Failure(ExitStatus::usage,
+                  "The output " + pathText(options.video) + " can't take both audio and video.");
+  }
 }
 
-void finish(const std::unique_ptr<ElementaryWriter>& writer, const char* kind,
-            const vela::Guid& mediaId, std::ostream& out) {
-  if (!writer) return;
-  writer->finish();
-  out << kind << "   " << mediaName(mediaId) << ", " << writer->packets() << " packets, "
-      << writer->bytes() << " bytes\n";
+/// One stream on its way into a file.
+class Extraction {
+ public:
+  Extraction(const char* kind, const std::filesystem::path& target, Existing existing)
+      : kind_(kind), file_(target, existing) {}
+
+  template <class Format>
+  void start(const Format& format) {
+    if (!format.present) {
+      throw Failure(ExitStatus::notRepresentable,
+                    std::string("The file has no ") + kind_ + " that can be extracted.");
+    }
+    mediaName_ = mediaName(format.mediaId);
+    writer_.emplace(file_, format);
+  }
+
+  void write(std::vector<uint8_t>& packet) { writer_->write(packet); }
+
+  void requirePackets() const {
+    if (!file_.begun()) {
+      throw Failure(ExitStatus::notRepresentable,
+                    std::string("The ") + kind_ + " ends before its first packet.");
+    }
+  }
+
+  void finish() { file_.finish(); }
+
+  /// Gives its name to what was written, and says so; says nothing when there is nothing.
+  std::string keepPartial() {
+    if (!file_.begun()) return "";
+    try {
+      file_.finish();
+    } catch (const Failure& failure) {
+      return std::string(" ") + failure.what();
+    }
+    return " The output " + pathText(file_.target()) + " has the " +
+           std::to_string(writer_->packets()) + " packets before that.";
+  }
+
+  void report(std::ostream& out) const {
+    out << kind_ << "   " << mediaName_ << ", " << writer_->packets() << " packets, "
+        << writer_->bytes() << " bytes\n";
+  }
+
+ private:
+  const char* kind_;
+  OutputFile file_;
+  std::optional<ElementaryWriter> writer_;
+  std::string mediaName_;
+};
+
+void copyPackets(Playback& playback, std::optional<Extraction>& audio,
+                 std::optional<Extraction>& video, Progress& progress) {
+  uint64_t furthest = 0;
+  for (StreamKind kind = playback.next(); kind != StreamKind::none; kind = playback.next()) {
+    const bool isAudio = kind == StreamKind::audio;
+    Payload& payload = isAudio ? playback.audio.payload : playback.video.payload;
+    furthest = std::max(furthest, payload.fileOffset);
+    progress.reach(furthest);
+    (isAudio ? audio : video)->write(payload.bytes);
+  }
+  for (const auto* stream : {&audio, &video}) {
+    if (*stream) (*stream)->requirePackets();
+  }
 }
 
 }  // namespace
@@ -43,27 +104,37 @@ void finish(const std::unique_ptr<ElementaryWriter>& writer, const char* kind,
 void extract(Session& session, const ExtractOptions& options, std::ostream& out, std::ostream& err,
              Terminal errTerminal) {
   const Wanted wanted = wantedStreams(options);
+  refuseSharedFiles(options);
+  std::optional<Extraction> audio;
+  std::optional<Extraction> video;
+  if (!options.audio.empty()) audio.emplace("audio", options.audio, options.existing);
+  if (!options.video.empty()) video.emplace("video", options.video, options.existing);
+
   const Reference<vela::IMediaSplitterEx> splitter = session.openForPlaying(options.file);
   Playback playback(*splitter.get(), &session.token);
   playback.start(0, wanted);
-  const auto audio = writerFor(options.audio, playback.audioFormat, "audio");
-  const auto video = writerFor(options.video, playback.videoFormat, "video");
+  if (audio) audio->start(playback.audioFormat);
+  if (video) video->start(playback.videoFormat);
 
-  {
-    std::error_code unknown;
-    const auto length = std::filesystem::file_size(options.file, unknown);
-    Progress progress(err, errTerminal, unknown ? 0 : length);
-    uint64_t furthest = 0;
-    for (StreamKind kind = playback.next(); kind != StreamKind::none; kind = playback.next()) {
-      Payload& payload =
-          kind == StreamKind::audio ? playback.audio.payload : playback.video.payload;
-      furthest = std::max(furthest, payload.fileOffset);
-      progress.reach(furthest);
-      (kind == StreamKind::audio ? audio : video)->write(payload.bytes);
+  try {
+    {
+      std::error_code unknown;
+      const auto length = std::filesystem::file_size(options.file, unknown);
+      Progress progress(err, errTerminal, unknown ? 0 : length);
+      copyPackets(playback, audio, video, progress);
     }
+    if (audio) audio->finish();
+    refuseSharedFiles(options);  // names that differ only in case are told apart by no new file
+    if (video) video->finish();
+  } catch (const Failure& failure) {
+    if (!options.keepPartial) throw;
+    std::string sentence = failure.what();
+    if (audio) sentence += audio->keepPartial();
+    if (video) sentence += video->keepPartial();
+    throw failure.withSentence(sentence);
   }
-  finish(audio, "audio", playback.audioFormat.mediaId, out);
-  finish(video, "video", playback.videoFormat.mediaId, out);
+  if (audio) audio->report(out);
+  if (video) video->report(out);
 }
 
 }  // namespace velahost

@@ -39,7 +39,7 @@ std::string pictureSizeText(int32_t width, int32_t height) {
 
 void writeFormats(std::ostream& out, const FileReport& report) {
   if (report.formatsResult != vela::TIOResult::success) {
-    line(out, "Formats", "can't be told: " + resultSentence(report.formatsResult));
+    line(out, "Formats", "can't be told: " + resultSentence(Place::starting, report.formatsResult));
   }
   const vela::ItemDescription record = report.whole.description.value_or(vela::ItemDescription{});
   if (report.audioFormat.present) {
@@ -120,7 +120,7 @@ void writeTags(std::ostream& out, const MediaInfoRecord& info) {
 void writeItem(std::ostream& out, const ItemReport& item) {
   const std::string label = "Item " + std::to_string(item.id);
   if (item.result != vela::TIOResult::success) {
-    line(out, label, "can't be described: " + resultSentence(item.result));
+    line(out, label, "can't be described: " + resultSentence(Place::describing, item.result));
     return;
   }
   if (item.id == 0) {

@@ -25,7 +25,7 @@ class FileStreamTest : public testing::Test {
  protected:
   FileStreamTest() {
     std::ofstream(file_, std::ios::binary) << "0123456789";
-    stream_ = Reference<FileStream>(FileStream::open(file_, &calls_));
+    stream_ = Reference<FileStream>(FileStream::open(file_, &calls_, error_));
   }
 
   TIOResult seek(uint64_t position) {
@@ -49,6 +49,7 @@ class FileStreamTest : public testing::Test {
   media::ScratchFolder scratch_;
   std::filesystem::path file_ = scratch_ / "file";
   velahost::StreamCalls calls_;
+  std::error_code error_;
   Reference<FileStream> stream_;
 };
 
@@ -96,7 +97,7 @@ TEST_F(FileStreamTest, TellsPositionsBeyondFourGigabytes) {
   if (error) GTEST_SKIP() << "skipped: the file system has no files with holes";
   std::ofstream(file_, std::ios::in | std::ios::binary).seekp(static_cast<std::streamoff>(far))
       << "ab";
-  stream_ = Reference<FileStream>(FileStream::open(file_, nullptr));
+  stream_ = Reference<FileStream>(FileStream::open(file_, nullptr, error_));
   EXPECT_EQ(seek(far), TIOResult::success);
   EXPECT_EQ(position(), far);
   EXPECT_EQ(read(5), "ab");
@@ -128,7 +129,8 @@ TEST_F(FileStreamTest, FailsAPayloadThatRunsOverTheEndWithoutTakingItsSizeOnTrus
 TEST(FileStream, CantSeekInAPipeButSkips) {
   std::FILE* const pipe = popen("printf 0123456789", "r");
   const std::string name = "/dev/fd/" + std::to_string(fileno(pipe));
-  Reference<FileStream> stream(FileStream::open(name, nullptr));
+  std::error_code error;
+  Reference<FileStream> stream(FileStream::open(name, nullptr, error));
   ASSERT_TRUE(stream);
   EXPECT_FALSE(stream->canSeek());
   uint64_t length = 0;

@@ -115,17 +115,17 @@ TEST(HostText, WritesIdentifiersInRegistryNotation) {
 
 TEST(ResultSentence, StandsForEveryCode) {
   for (const uint32_t code : {0u, 1u, 2u, 3u, 5u, 6u}) {
-    EXPECT_THAT(velahost::resultSentence(vela::TIOResult{code}),
+    EXPECT_THAT(velahost::resultSentence(velahost::Place::reading, vela::TIOResult{code}),
                 testing::HasSubstr("(result " + std::to_string(code) + ")"));
     EXPECT_EQ(velahost::exitStatus(vela::TIOResult{code}), static_cast<int>(code));
   }
-  EXPECT_THAT(velahost::resultSentence(velahost::kReadFailed), testing::HasSubstr("0x"
+  EXPECT_THAT(velahost::resultSentence(velahost::Place::reading, velahost::kReadFailed), testing::HasSubstr("0x"
                                                                                   "80"
                                                                                   "00"
                                                                                   "00"
                                                                                   "0"
                                                                                   "1"));
-  EXPECT_THAT(velahost::resultSentence(vela::TIOResult{4711}), testing::HasSubstr("0x"
+  EXPECT_THAT(velahost::resultSentence(velahost::Place::reading, vela::TIOResult{4711}), testing::HasSubstr("0x"
                                                                                   "00"
                                                                                   "00"
                                                                                   "12"

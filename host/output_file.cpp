@@ -1,0 +1,137 @@
+#include "host/output_file.h"
+
+#include <cerrno>
+#include <random>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "host/failure.h"
+#include "host/text.h"
+
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
+#endif
+
+namespace velahost {
+namespace {
+
+namespace fs = std::filesystem;
+
+Failure cannotWrite(const fs::path& file, const std::string& reason) {
+  return Failure(ExitStatus::outputFailed, "The output " + pathText(file) + " " + reason + ".");
+}
+
+std::string systemReason() {
+  return "can't be written: " + std::error_code(errno, std::generic_category()).message();
+}
+
+fs::path folderOf(const fs::path& file) {
+  return file.has_parent_path() ? file.parent_path() : fs::path(".");
+}
+
+/// Makes a file that did not exist. @return null, with errno set, when it can't
+std::FILE* createNew(const fs::path& file) {
+#ifdef _WIN32
+  int descriptor = -1;
+  if (_wsopen_s(&descriptor, file.c_str(), _O_CREAT | _O_EXCL | _O_WRONLY | _O_BINARY, _SH_DENYNO,
+                _S_IREAD | _S_IWRITE) != 0) {
+    return nullptr;
+  }
+  return _wfdopen(descriptor, L"wb");
+#else
+  return std::fopen(file.c_str(), "wbx");
+#endif
+}
+
+fs::path randomName() {
+  std::random_device random;
+  char name[40];
+  std::snprintf(name, sizeof name, ".velahost-%08x.part", static_cast<unsigned>(random()));
+  return name;
+}
+
+}  // namespace
+
+OutputFile::OutputFile(fs::path target, Existing existing)
+    : target_(std::move(target)), existing_(existing) {
+  requireReplaceable();
+  std::error_code ignored;
+  if (!fs::is_directory(folderOf(target_), ignored)) {
+    throw cannotWrite(target_, "can't be written: its folder does not exist");
+  }
+}
+
+OutputFile::~OutputFile() {
+  file_.reset();
+  std::error_code ignored;
+  if (begun()) fs::remove(unfinished_, ignored);
+}
+
+void OutputFile::requireReplaceable() const {
+  if (!target_.has_filename()) throw cannotWrite(target_, "is a folder");
+  std::error_code reason;
+  switch (fs::symlink_status(target_, reason).type()) {
+    case fs::file_type::not_found:
+      return;
+    case fs::file_type::regular:
+      if (existing_ == Existing::replace) return;
+      throw cannotWrite(target_, "exists; --force replaces it");
+    case fs::file_type::directory:
+      throw cannotWrite(target_, "is a folder");
+    case fs::file_type::symlink:
+      throw cannotWrite(target_, "is a symbolic link; name the file itself");
+    case fs::file_type::none:
+      throw cannotWrite(target_, "can't be written: " + reason.message());
+    default:
+      throw cannotWrite(target_, "is not a regular file");
+  }
+}
+
+void OutputFile::create() {
+  constexpr int kAttempts = 100;  // a name that is taken has another file's bytes
+  for (int i = 0; i < kAttempts && !file_; ++i) {
+    const fs::path name = folderOf(target_) / randomName();
+    file_.reset(createNew(name));
+    if (file_) {
+      unfinished_ = name;
+    } else if (errno != EEXIST) {
+      break;
+    }
+  }
+  if (!file_) throw cannotWrite(target_, systemReason());
+}
+
+void OutputFile::write(const uint8_t* bytes, size_t count) {
+  if (!file_) create();
+  if (std::fwrite(bytes, 1, count, file_.get()) != count) {
+    throw cannotWrite(target_, systemReason());
+  }
+}
+
+void OutputFile::finish() {
+  if (file_) {
+    const bool failedBefore = std::ferror(file_.get()) != 0;
+    const bool closed = std::fclose(file_.release()) == 0;
+    if (!closed && !failedBefore) throw cannotWrite(target_, systemReason());
+  }
+  requireReplaceable();
+  std::error_code reason;
+  const fs::file_status replaced = fs::symlink_status(target_, reason);
+  if (fs::exists(replaced)) fs::permissions(unfinished_, replaced.permissions(), reason);
+  fs::rename(unfinished_, target_, reason);
+  if (reason) throw cannotWrite(target_, "can't be written: " + reason.message());
+  unfinished_.clear();
+}
+
+bool sameFile(const fs::path& left, const fs::path& right) {
+  std::error_code ignored;
+  if (fs::equivalent(left, right, ignored)) return true;
+  return left.filename() == right.filename() &&
+         fs::equivalent(folderOf(left), folderOf(right), ignored);
+}
+
+}  // namespace velahost

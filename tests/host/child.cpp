@@ -1,0 +1,112 @@
+#include "tests/host/child.h"
+
+#include <fcntl.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// In the new process, before the program starts.
+void apply(const Surroundings& surroundings) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, SIG_DFL);
+  if (surroundings.ignoredSignal) signal(*surroundings.ignoredSignal, SIG_IGN);
+  if (surroundings.largestFile) {
+    signal(SIGXFSZ, SIG_IGN);  // the write fails instead
+    const rlimit limit{*surroundings.largestFile, *surroundings.largestFile};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  if (surroundings.obeysPermissions) {
+    // Fails, and need not succeed, for an ordinary user.
+    prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
+    prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH, 0, 0, 0);
+  }
+  if (!surroundings.folder.empty() && chdir(surroundings.folder.c_str()) != 0) _exit(126);
+}
+
+}  // namespace
+
+Child::Child(std::vector<std::string> arguments, const Surroundings& surroundings) {
+  arguments.insert(arguments.begin(), media::hostProgram().string());
+  arguments.insert(arguments.end(), {"--plugin", media::pluginFile().string()});
+  std::vector<char*> words;
+  for (std::string& argument : arguments) words.push_back(argument.data());
+  words.push_back(nullptr);
+
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    ADD_FAILURE() << "no pipe";
+    return;
+  }
+  process_ = fork();
+  if (process_ == 0) {
+    dup2(ends[1], STDOUT_FILENO);
+    dup2(ends[1], STDERR_FILENO);
+    apply(surroundings);
+    execv(words[0], words.data());
+    _exit(127);
+  }
+  close(ends[1]);
+  output_ = ends[0];
+}
+
+Child::~Child() {
+  if (process_ > 0) {
+    kill(process_, SIGKILL);
+    wait();
+  }
+}
+
+void Child::signal(int number) const { kill(process_, number); }
+
+media::ProgramResult Child::wait() {
+  media::ProgramResult result{-1, ""};
+  char piece[4096];
+  for (ssize_t got = read(output_, piece, sizeof piece); got > 0;
+       got = read(output_, piece, sizeof piece)) {
+    result.output.append(piece, static_cast<size_t>(got));
+  }
+  close(output_);
+  int status = 0;
+  if (waitpid(process_, &status, 0) == process_ && WIFEXITED(status)) {
+    result.status = WEXITSTATUS(status);
+  }
+  process_ = -1;
+  return result;
+}
+
+media::ProgramResult runHost(std::vector<std::string> arguments, const Surroundings& surroundings) {
+  return Child(std::move(arguments), surroundings).wait();
+}
+
+std::map<std::string, std::string> contents(const fs::path& folder) {
+  std::map<std::string, std::string> all;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    std::string& what = all[entry.path().filename().string()];
+    if (entry.is_symlink()) {
+      what = "-> " + fs::read_symlink(entry.path()).string();
+    } else {
+      what = entry.is_regular_file() ? media::readText(entry.path()) : "?";
+    }
+  }
+  return all;
+}
+
+void waitForFile(const fs::path& folder, const std::string& ending) {
+  for (int i = 0; i < 3000; ++i) {
+    for (const auto& entry : fs::directory_iterator(folder)) {
+      if (entry.path().string().ends_with(ending)) return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  FAIL() << "no file *" << ending << " in " << folder;
+}

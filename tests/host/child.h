@@ -1,0 +1,50 @@
+// velahost as a program of its own, for what shows only from outside: signals, limits, files.
+#pragma once
+#include <sys/types.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/host/media.h"
+
+/// What a child finds when it starts.
+struct Surroundings {
+  std::filesystem::path folder = {};         ///< empty: where the test is
+  std::optional<uint64_t> largestFile = {};  ///< bytes; a longer write fails
+  std::optional<int> ignoredSignal = {};
+  bool obeysPermissions = false;  ///< also where the tests run as a user who may read everything
+};
+
+/// A running velahost. Its two outputs are one.
+class Child {
+ public:
+  /// @param arguments  without the program's name; the plug-in of the build is added
+  explicit Child(std::vector<std::string> arguments, const Surroundings& surroundings = {});
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  /// Kills the program if nobody waited for it.
+  ~Child();
+
+  void signal(int number) const;
+
+  /// Waits for the end.
+  media::ProgramResult wait();
+
+ private:
+  pid_t process_ = -1;
+  int output_ = -1;  ///< the end that is read
+};
+
+/// Runs velahost to its end.
+media::ProgramResult runHost(std::vector<std::string> arguments,
+                             const Surroundings& surroundings = {});
+
+/// Everything in a folder, by name: the bytes of a file, "-> target" of a link, "?" of the rest.
+std::map<std::string, std::string> contents(const std::filesystem::path& folder);
+
+/// Waits until a file appears in a folder whose name ends so. Fails the running test after a while.
+void waitForFile(const std::filesystem::path& folder, const std::string& ending);
