@@ -1,13 +1,110 @@
 #!/usr/bin/env bash
-# Sets up, builds and passes all tests: first in the dev build, then in the sanitizer build.
-# VELA_CORPUS=FOLDER adds the tests over a folder of real files.
-set -euo pipefail
-cd "$(dirname "$0")"
+# Sets up, builds and passes the tests.
+#
+#   ./test.sh              all tests on the dev build and on the sanitizer build
+#   ./test.sh --all        what CI asks for: every stage in the list below
+#   ./test.sh STAGE ...    only these stages
+#
+# VELA_CORPUS=FOLDER adds the tests over a folder of real files. Each stage prints one line; its
+# output is in build/stages/STAGE.log. A stage that fails doesn't keep the others from running.
+set -uo pipefail
+if [ -n "${VELA_CORPUS:-}" ]; then
+  VELA_CORPUS=$(realpath "$VELA_CORPUS")
+  export VELA_CORPUS
+fi
+cd "$(dirname "$0")" || exit 1
 
-scripts/setup.sh test
-for preset in dev asan; do
-  echo "== $preset"
-  cmake --preset "$preset"
-  cmake --build --preset "$preset"
-  ctest --preset "$preset"
+# ---- what a stage can do
+
+build() { cmake --preset "$1" && cmake --build --preset "$1"; }
+# Builds a preset and passes its tests; further arguments go to ctest.
+tested() { build "$1" && ctest --preset "$1" --output-junit "$PWD/build/stages/$1.xml" "${@:2}"; }
+format() { git ls-files '*.cpp' '*.h' | xargs -P 2 -n 20 clang-format-14 --dry-run -Werror; }
+includes() { python3 -B scripts/check_includes.py; }
+tidy() { cmake --preset dev && python3 -B scripts/tidy.py build/dev; }
+corpus_was_used() { python3 -B scripts/test_report.py corpus "${corpus_reports[@]}"; }
+
+# ---- the stages: a name and what it does, one line each
+
+short=(dev asan)
+declare -A stages=(
+  [format]="format"
+  [includes]="includes"
+  [dev]="tested dev"
+  [asan]="tested asan"
+  [clang]="tested clang"
+  [release-tests]="tested release-tests"
+  [x86-32]="tested x86-32"
+  [tidy]="tidy"
+  [windows]="build windows"
+  [arm]="build arm"
+  [corpus]="corpus_was_used"
+)
+all=(format includes dev asan clang release-tests x86-32 tidy windows arm)
+# Stages whose tests must have used the corpus where there is one.
+corpus_reports=(build/stages/{dev,asan,clang,release-tests}.xml)
+
+# ---- running them
+
+packages="test"
+case "${1:-}" in
+  '') chosen=("${short[@]}") ;;
+  --all)
+    packages=all
+    chosen=("${all[@]}")
+    if [ -n "${VELA_CORPUS:-}" ]; then chosen+=(corpus); fi
+    ;;
+  *) packages=all chosen=("$@") ;;
+esac
+for name in "${chosen[@]}"; do
+  if [ -z "${stages[$name]:-}" ]; then
+    echo "test.sh: no stage $name; there are: ${all[*]}" >&2
+    exit 64
+  fi
 done
+
+rm -rf build/stages
+mkdir -p build/stages
+total_passed=0
+total_failed=0
+table=()
+
+clock() { printf '%d:%02d' $(($1 / 60)) $(($1 % 60)); }
+
+# run_stage NAME COMMAND ...: a stage without a report of its own counts as one test.
+run_stage() {
+  local name=$1 log=build/stages/$1.log report=build/stages/$1.xml start=$SECONDS
+  local passed=0 failed=0 skipped=0 result=passed
+  printf '%-14s ' "$name"
+  "${@:2}" > "$log" 2>&1 < /dev/null || result=FAILED
+  if [ -f "$report" ]; then
+    read -r passed failed skipped < <(python3 -B scripts/test_report.py counts "$report")
+  elif [ "$result" = passed ]; then
+    passed=1
+  fi
+  if [ "$result" = FAILED ] && [ "$failed" -eq 0 ]; then failed=1; fi
+  total_passed=$((total_passed + passed))
+  total_failed=$((total_failed + failed))
+  local line
+  line=$(printf '%s %6s %6d passed %4d failed %4d skipped' "$result" "$(clock $((SECONDS - start)))" \
+    "$passed" "$failed" "$skipped")
+  echo "$line"
+  table+=("$(printf '%-14s %s' "$name" "$line")")
+  if [ "$result" = FAILED ]; then
+    tail -n 60 "$log" | sed 's/^/  | /'
+    if [ -f "$report" ]; then python3 -B scripts/test_report.py failures "$report" | sed 's/^/  failed: /'; fi
+  fi
+}
+
+run_stage setup scripts/setup.sh "$packages"
+for name in "${chosen[@]}"; do
+  # The words of a stage are split on purpose.
+  # shellcheck disable=SC2086
+  run_stage "$name" ${stages[$name]}
+done
+
+echo
+printf '%s\n' "${table[@]}"
+echo "all stages in $(clock $SECONDS)"
+echo "$total_passed passed, $total_failed failed"
+[ "$total_failed" -eq 0 ]

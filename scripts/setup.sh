@@ -1,10 +1,18 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that the named job needs, when they are missing. Usage: setup.sh run|test
+# Installs the Debian packages that a job needs, where they are missing. Usage: setup.sh run|test|all
+#   run   builds the plug-in and the reference host
+#   test  builds and passes the tests
+#   all   also the other compilers and the checks of test.sh --all
 set -euo pipefail
 
 packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
-if [ "${1:-run}" = test ]; then
-  packages+=(libgtest-dev libgmock-dev binutils ffmpeg)
+job=${1:-run}
+if [ "$job" != run ]; then
+  packages+=(libgtest-dev libgmock-dev binutils ffmpeg ccache git python3 python3-jsonschema)
+fi
+if [ "$job" = all ]; then
+  packages+=(clang-14 clang-tidy-14 clang-format-14
+    g++-12-multilib googletest g++-mingw-w64-x86-64-posix g++-arm-linux-gnueabi)
 fi
 
 missing=()
@@ -14,8 +22,9 @@ done
 [ ${#missing[@]} -gt 0 ] || exit 0
 
 as_root=()
-if [ "$(id -u)" -ne 0 ]; then as_root=(sudo); fi
+if [ "$(id -u)" -ne 0 ]; then as_root=(sudo --preserve-env=DEBIAN_FRONTEND); fi
 echo "installing: ${missing[*]}" >&2
 export DEBIAN_FRONTEND=noninteractive
-"${as_root[@]}" apt-get update -qq
+# A bare machine has no package lists yet. Old lists may do where no new ones can be fetched.
+"${as_root[@]}" apt-get update -qq >&2 || echo "the package lists can't be refreshed" >&2
 "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2

@@ -25,6 +25,7 @@ class Handle {
   Handle(Handle&& other) noexcept : target_(std::exchange(other.target_, nullptr)) {}
   /// Releases the old target before it takes the new one, so `other` must not live inside the old
   /// target.
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): one target is compared with the other
   Handle& operator=(const Handle& other) noexcept {
     if (target_ == other.target_) return *this;
     drop();
