@@ -1,4 +1,4 @@
-// Runs one box reader over one box, the way the walk over the boxes does it.
+// Runs a reader over one box as the walk over the boxes does.
 #pragma once
 #include <cstdint>
 #include <string_view>
@@ -11,8 +11,8 @@
 #include "tests/support/boxes.h"
 #include "tests/support/memory_source.h"
 
-/// Reads a box header from `source`, hands the payload to read(AtomReader&, uint64_t payloadSize),
-/// and skips what that leaves.
+/// Reads a box header from `source`, hands the payload to read(AtomReader&, uint64_t payloadSize)
+/// and skips what that leaves unread.
 template <class Read>
 void readBox(atomkit::ByteSource& source, uint64_t length, Read read) {
   atomkit::HostStreamAdapter stream(source, length);

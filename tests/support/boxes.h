@@ -1,5 +1,5 @@
-// Readable builders for the bytes of a file: sizes fill themselves in, and a lie is told by name
-// only.
+// Readable builders for the bytes of a file. Sizes fill themselves in; only the builders named
+// after a claim make boxes that lie.
 #pragma once
 #include <cstdint>
 #include <initializer_list>

@@ -1,15 +1,14 @@
-// Movie files in few words. All defaults stand in this file; a test spells out only what it is
-// about. Two levels:
+// Movie files in few words. All defaults are here; a test spells out only what it is about. There
+// are two levels:
 //
 // 1. Single boxes, for tests of one reader or of the movie model. Sample tables that a test does
-// not
-//    give are left out, so that nothing hides in a default:
+//    not give are left out, so nothing hides in a default:
 //
 //      moov({.tracks = {trak({.timescale = 48000, .stsc = stsc({{1, 10, 1}, {3, 5, 1}})})},
 //            .udta = chpl({{0, "One"}, {50'000'000, "Two"}})})
 //
-// 2. Complete little files that can be played. Sizes, chunks and offsets follow from the samples;
-//    the result says where every sample lies:
+// 2. Complete little files that can be played. Sizes, chunks and offsets follow from the samples,
+//    and the result says where every sample lies:
 //
 //      const BuiltMovie file = movieFile({.tracks = {aacTrack({.samples = 40}), avcTrack({})},
 //                                         .udta = chpl({{0, "One"}})});
@@ -17,8 +16,8 @@
 //      // file.samples[track][sample] its bytes.
 //
 //    Any box of a track can be replaced by hand: `MediaTrack t = aacTrack({}); t.boxes.ctts = …;`.
-//    `udta` takes the joined children of the box; fields that take Bytes and are empty leave their
-//    box out.
+//    `udta` takes the joined children of the box. A field of Bytes that is empty leaves its box
+//    out.
 #pragma once
 #include <cstdint>
 #include <string>
@@ -306,8 +305,8 @@ struct MediaTrack {
   uint32_t samplesPerChunk = 4;
 };
 
-/// `count` samples of `size` + (number modulo 3) bytes, whose first two bytes tell track mark and
-/// number.
+/// `count` samples of `size` + (number modulo 3) bytes; the first two bytes are the mark of the
+/// track and the number.
 inline std::vector<Bytes> markedSamples(uint8_t mark, uint32_t count, uint32_t size) {
   std::vector<Bytes> samples;
   for (uint32_t i = 0; i < count; ++i) {
@@ -322,7 +321,7 @@ struct AudioTrackFields {
   uint32_t samples = 20;
   uint32_t sampleSize = 24;  // bytes; see markedSamples()
   uint32_t timescale = 48000;
-  uint32_t delta = 1024;  // ticks a sample
+  uint32_t delta = 1024;  // ticks per sample
   uint8_t objectType = 0x40;
   Bytes config = raw({0x11, 0x90});
   uint32_t samplesPerChunk = 4;
@@ -345,7 +344,7 @@ struct VideoTrackFields {
   uint32_t samples = 12;
   uint32_t sampleSize = 40;  // bytes; see markedSamples()
   uint32_t timescale = 25000;
-  uint32_t delta = 1000;   // ticks a sample
+  uint32_t delta = 1000;   // ticks per sample
   uint32_t syncEvery = 5;  // samples 0, 5, 10 … are sync samples; 0: no 'stss'
   uint16_t width = 320;
   uint16_t height = 240;
@@ -389,7 +388,7 @@ struct BuiltMovie {
   std::vector<std::vector<Bytes>> samples = {};     // bytes of [track][sample]
 };
 
-/// Chunks of all tracks take turns in 'mdat'.
+/// The chunks of all tracks alternate in 'mdat'.
 inline BuiltMovie movieFile(const MovieFileFields& fields) {
   BuiltMovie built;
   Bytes media;

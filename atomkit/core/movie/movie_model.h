@@ -36,10 +36,10 @@ struct MovieModel {
   uint64_t moovOffset = 0;  ///< file offset of the 'moov' box, in bytes
   uint64_t moovSize = 0;    ///< bytes, header included
   FourCC lastTopLevelType = 0;
-  uint64_t scannedEnd = 0;  ///< file offset just past the last top-level box
+  uint64_t scannedEnd = 0;  ///< file offset past the last top-level box that was met
   MovieHeader header;
   // DELIBERATE D-212: the list grows with spare room, unlike the arrays that are sized from a
-  // count: a hostile file holds as many tracks as there is room for empty boxes.
+  // count. A hostile file may hold as many tracks as it has room for empty boxes.
   GrowingArray<LazyHandle<TrackRecord>> tracks;
   ObjectArray<Chapter> chapters;  ///< derived by finish()
   TagStore tags;                  ///< of the whole file; derived by finish()

@@ -13,7 +13,7 @@ namespace atomkit {
 /// caller that goes back to an earlier sample starts again from zeros.
 struct ChunkMapPosition {
   uint32_t entry = 0;        ///< zero-based index of the map entry after the current run
-  uint32_t firstSample = 0;  ///< first sample past the runs before the current one
+  uint32_t firstSample = 0;  ///< first sample of the current run
 };
 
 /// Where a sample lies.

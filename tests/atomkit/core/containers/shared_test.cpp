@@ -9,7 +9,7 @@
 namespace atomkit {
 namespace {
 
-// The objects that a handle makes are constructed without throwing.
+// Handles make objects whose construction can't throw.
 struct Number {
   Number() noexcept { ++living(); }
   Number(const Number&) = delete;

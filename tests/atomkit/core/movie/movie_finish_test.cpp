@@ -27,7 +27,7 @@ ParsedMovie withTracks(const std::vector<Bytes>& tracks) {
   return ParsedMovie(moov({.tracks = tracks}));
 }
 
-/// Two seconds of audio whose first sample is shown `late` ticks late.
+/// Two seconds of audio whose first sample is heard `late` ticks late.
 Bytes audio(int32_t late = 0, uint64_t duration = 96000) {
   return trak({.timescale = 48000,
                .duration = duration,
@@ -106,7 +106,7 @@ TEST(Duration, AnAudioTrackThatStartsAtItsEndDoesNotGovern) {
 }
 
 TEST(Duration, AnAudioTrackThatStartsAheadOfTimeDoesNotGovern) {
-  // A negative offset is a very late one in 32 bits, and is cut to the track's length.
+  // As an unsigned word a negative offset is very large, and is cut to the track's length.
   const ParsedMovie movie = withTracks({audio(-1024)});
   EXPECT_EQ(movie.duration(), 10 * kSecond);
   EXPECT_EQ(movie.chapterStart(0), 0u);
@@ -310,7 +310,7 @@ TEST(ChapterTags, ReadForItsCoverAloneTheTaggingBoxIsTheEmptySourceThatWinsOverT
   for (const Bytes& both : {join(tagging, list), join(list, tagging)}) {
     const ParsedMovie movie(withUserData(join(both, marks)), kWantCoverArt);
     EXPECT_EQ(describe(movie.tags()), "");
-    // The tagging box alone keeps the chapters from being numbered.
+    // The tagging box is enough to keep the chapters from being numbered.
     EXPECT_EQ(describe(movie.chapter(0).tags), "title=One");
     EXPECT_EQ(describe(movie.chapter(1).tags), "title=Two");
   }

@@ -50,13 +50,13 @@ TEST(TopLevel, AStreamedFileMustHaveItsMovieBeforeItsMedia) {
   EXPECT_EQ(ParsedMovie(file).chapterCount(), 1u);
 }
 
-TEST(TopLevel, ASecondMovieIsADuplicateEvenBehindTheMedia) {
+TEST(TopLevel, ASecondMovieIsADuplicateEvenAfterTheMedia) {
   EXPECT_THROWS_MESSAGE(ParsedMovie(join(moov(), box("mdat", zeros(20)), moov())),
                         "duplicate moov atom");
   EXPECT_THROWS_MESSAGE(parseStreaming(join(moov(), moov(), box("mdat"))), "duplicate moov atom");
 }
 
-TEST(TopLevel, AStreamedFileIsNotReadBehindItsMedia) {
+TEST(TopLevel, AStreamedFileIsNotReadPastTheStartOfItsMedia) {
   const Bytes beginning = join(moov(), box("mdat", zeros(20)));
   MemorySource source(join(beginning, moov()));
   Movie movie;
@@ -84,7 +84,7 @@ TEST(TopLevel, MediaToTheEndOfTheFileIsInvalidInAStreamedFileToo) {
                         kInvalidHeader);
 }
 
-TEST(TopLevel, AFewBytesOrUnprintableTypesBehindTheLastBoxEndTheWalkQuietly) {
+TEST(TopLevel, AFewBytesOrUnprintableTypesAfterTheLastBoxEndTheWalkQuietly) {
   for (size_t stray = 0; stray < 8; ++stray) {
     EXPECT_EQ(ParsedMovie(join(moov(), repeat(0x41, stray))).scannedEnd(), moov().size());
   }
@@ -138,7 +138,7 @@ TEST(MovieHeader, ATimescaleOrDurationOfZeroIsInvalid) {
 }
 
 TEST(Deliberate, D205_AVersionOneMovieHeaderIsReadWith32BitTimes) {
-  // The modification time of the 64-bit layout stands where the 32-bit one has timescale and
+  // The modification time of the 64-bit layout lies where the 32-bit one has timescale and
   // duration.
   const auto header = [](uint64_t modificationTime) {
     return moov({.mvhd = box("mvhd", full(1), u64(1), u64(modificationTime), u32(600), u64(6000),
@@ -292,9 +292,9 @@ TEST(Tracks, ASecondSampleTableGoesOnFillingTheSameTrack) {
   const TrackSummary summary = withTables(stsd(mp4a()), stts({{3, 1}}));
   EXPECT_EQ(summary.channelCount, 2u);
   EXPECT_EQ(summary.sampleCount, 3u);
-  // The kind that the first one told stands before the second one's tables,
+  // The first one's description decides over the second one's tables,
   EXPECT_EQ(withTables(stsd(otherEntry()), stts({{3, 1}})).sampleCount, 0u);
-  // and a table that may stand once may stand once in both together.
+  // and what may come once may come once in both together.
   EXPECT_THROWS_MESSAGE(withTables(stts({{3, 1}}), stts({{4, 1}})), "duplicate stts data");
 }
 
@@ -317,7 +317,7 @@ TEST(Tracks, ABrokenChildIsReportedAtEveryLevel) {
 
 // ---- the gates of the sample table
 
-/// A track whose tables behind 'stsd' are too short to be read: whoever reads one fails.
+/// A track whose tables after 'stsd' are too short, so that a parse that reads one fails.
 Bytes trackWithBroken(const char* table, const Bytes& descriptions) {
   return trak({.stsd = descriptions, .stts = box(table, full(0))});
 }
@@ -353,7 +353,7 @@ TEST(SampleTableGate, TablesOfOtherKindsAreNeverRead) {
   EXPECT_FALSE(reads("stsd", stsd(otherEntry()), kPlayback));
 }
 
-TEST(SampleTableGate, ASecondDescriptionOfAWantedTrackDecidesOverTheTablesBehindIt) {
+TEST(SampleTableGate, ASecondDescriptionOfAWantedTrackDecidesOverTheTablesAfterIt) {
   const auto tablesAround = [](const Bytes& second) {
     return join(stsd(mp4a()), stts({{7, 1}}), second);
   };
@@ -374,7 +374,7 @@ TEST(Deliberate, D208_TablesBeforeTheDescriptionAreReadWhateverIsWanted) {
     EXPECT_TRUE(reads("stts", {}, options));
     EXPECT_TRUE(reads("ctts", {}, options));
   }
-  // The count of the unwanted track is known, as its times stand before the description.
+  // The count of the unwanted track is known, as its times come before the description.
   const Bytes tables = box("stbl", stts({{7, 1}}), stsd(avc1()));
   const ParsedMovie movie(moov({.tracks = {box("trak", box("mdia", mdhd(), box("minf", tables)))}}),
                           kWantAudio);

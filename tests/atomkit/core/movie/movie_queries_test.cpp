@@ -147,7 +147,7 @@ TEST(Queries, TimeAndSyncLookupsGoToTheTrack) {
 
 // ---- cursors
 
-/// Audio and video whose samples take turns in chunks; both samples and offsets are known.
+/// Audio and video whose chunks alternate; the samples and their offsets are known.
 BuiltMovie twoTracks() {
   return movieFile({.tracks = {aacTrack({.samples = 30}), avcTrack({.samples = 12})}});
 }
@@ -211,7 +211,7 @@ TEST(Cursor, MovingToItsOwnSampleDoesNothing) {
   const ParsedMovie movie(twoTracks().bytes);
   SampleCursor cursor;
   cursor.sample = 5;
-  cursor.track = 99;  // a track that isn't there would be noticed by any lookup
+  cursor.track = 99;  // any lookup would fail on a track that is not there
   cursor.decodeTime = 77;
   movie.move(cursor, 5);
   EXPECT_EQ(cursor.decodeTime, 77u);

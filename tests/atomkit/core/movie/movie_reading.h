@@ -17,7 +17,7 @@ inline void parse(Movie& movie, const boxes::Bytes& file, ParseOptions options =
   movie.parse(source, range, options, source.size());
 }
 
-/// A movie that is parsed where it is declared.
+/// A movie that is parsed by its constructor.
 struct ParsedMovie : Movie {
   explicit ParsedMovie(const boxes::Bytes& file, ParseOptions options = kPlayback,
                        ScanRange range = ScanRange::wholeFile) {
@@ -25,7 +25,8 @@ struct ParsedMovie : Movie {
   }
 };
 
-/// All tags in one line, for example "title=One artist=A|B", a single-valued entry marked '!'.
+/// All tags in one line, for example "title=One artist=A|B", with '!' after the name of an entry of
+/// a single value.
 inline std::string describe(const TagStore& tags) {
   std::string line;
   for (uint32_t i = 0; i < tags.entryCount(); ++i) {

@@ -61,8 +61,8 @@ std::string describe(const Movie& movie) {
   return all;
 }
 
-/// Takes the file one byte at a time, and gives the library what it asked for, as a buffered stream
-/// over a slow host would.
+/// Takes the file one byte at a time but delivers all that is asked for, as a buffer over a slow
+/// host does.
 class TricklingSource final : public ByteSource {
  public:
   explicit TricklingSource(const Bytes& bytes) : source_(bytes) {}
@@ -154,7 +154,7 @@ TEST(Robustness, CutInsideEveryBoxOfTheMovieItFailsOrReadsLessAndLeaksNothing) {
     }
     EXPECT_EQ(memory.blocksHeld(), 0u) << length;
   }
-  // Only the cuts behind 'mvhd' and behind 'trak' leave a whole box.
+  // Only the cuts after 'mvhd' and after 'trak' leave whole boxes.
   EXPECT_EQ(parsed, 2u);
 }
 
@@ -188,7 +188,7 @@ TEST(Robustness, EveryAllocationMayFailAndNothingLeaks) {
 }
 
 TEST(Robustness, DeclaredCountsOfASourceThatKnowsItsLengthCostNoMemory) {
-  // The boxes claim gigabytes, and their counts fit the claim; the file is short.
+  // The boxes claim gigabytes, and the counts fit into what they claim; the file is short.
   const Bytes tables = boxClaiming(0xf0000000, "stsz", full(0), u32(0), u32(0x30000000));
   const Bytes file = join(
       ftyp(),
@@ -217,8 +217,8 @@ TEST(Robustness, TwoHundredTracksAreKeptApart) {
   }
 }
 
-/// Processor time of one parse. What is allowed is far above what is measured in an unoptimised
-/// build with sanitizers, and far below what work that grows with the square of the count takes.
+/// Processor time of one parse. The limit is far above what an unoptimised build with sanitizers
+/// takes, and far below what quadratic work takes.
 double secondsToParse(const Bytes& bytes, Movie& movie) {
   const std::clock_t start = std::clock();
   MemorySource source(bytes);

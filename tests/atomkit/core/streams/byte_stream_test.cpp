@@ -36,7 +36,7 @@ class LoggingStream final : public ByteStream {
 };
 using Calls = std::vector<LoggingStream::Call>;
 
-// Claims one byte more than it was asked for, a breach of its contract.
+// Breaks its contract: claims one byte more than it was asked for.
 class SurplusSource final : public ByteSource {
  public:
   uint32_t read(void*, uint32_t count) override { return count + 1; }
@@ -96,7 +96,7 @@ TEST(HostStreamAdapter, ASourceOfUnknownLengthMayHoldAnyNumberOfBytes) {
   EXPECT_NO_THROW(stream.requireBytes(~uint64_t{0}));
 }
 
-TEST(HostStreamAdapter, BehindTheToldLengthNoBytesCanBeThere) {
+TEST(HostStreamAdapter, PastTheKnownLengthNoBytesCanBeThere) {
   MemorySource source(zeros(10));
   HostStreamAdapter stream(source, 4);
   stream.skipExact(6);
@@ -193,7 +193,7 @@ TEST(AtomReader, ExactOperationsUseTheParentsExactOnes) {
   EXPECT_EQ(reader.remaining(), 0u);
 }
 
-TEST(AtomReader, InsideTheBoxButBehindTheFileIsPastTheEndOfTheFile) {
+TEST(AtomReader, InsideTheBoxButPastTheFileIsPastTheEndOfTheFile) {
   MemorySource source(zeros(2));
   HostStreamAdapter file(source, kUnknownLength);
   AtomReader outer(file, 10);
@@ -202,7 +202,7 @@ TEST(AtomReader, InsideTheBoxButBehindTheFileIsPastTheEndOfTheFile) {
   EXPECT_THROWS_MESSAGE(inner.readExact(buffer, 4), "attempting to read past end of file");
 }
 
-TEST(AtomReader, BehindTheBoxIsPastTheEndOfTheAtomEvenWhereTheFileHasTheBytes) {
+TEST(AtomReader, PastTheBoxIsPastTheEndOfTheAtomEvenWhereTheFileHasTheBytes) {
   MemorySource source(zeros(100));
   HostStreamAdapter file(source, kUnknownLength);
   AtomReader outer(file, 50);

@@ -20,8 +20,8 @@ using namespace boxes;
 constexpr char kPastAtom[] = "attempting to read past end of atom";
 constexpr char kOutOfRange[] = "array access out of range";
 
-/// Hands the payload of `whole` (a box with a short header), which `source` holds, to one of the
-/// readers.
+/// Hands the payload of `whole`, a box with a short header, to the reader of its type. `source`
+/// holds that payload.
 void feedFrom(ByteSource& source, SampleTables& tables, const Bytes& whole) {
   const Bytes type(whole.begin() + 4, whole.begin() + 8);
   HostStreamAdapter file(source, kUnknownLength);
@@ -94,7 +94,7 @@ TEST(SampleSizes, VersionAndFlagsAreIgnored) {
   EXPECT_EQ(tables.sampleSize(0), 6u);
 }
 
-TEST(SampleSizes, BytesBehindTheTableAreLeftUnread) {
+TEST(SampleSizes, BytesAfterTheTableAreLeftUnread) {
   SampleTables tables;
   MemorySource source(join(full(0), u32(0), u32(1), u32(6), zeros(5)));
   HostStreamAdapter file(source, kUnknownLength);
@@ -227,7 +227,7 @@ TEST(LocateChunk, ARunOfZeroSamplesAChunkAtTheEndIsChunkOne) {
   EXPECT_EQ(locate(tables, 8).firstSample, 8u);
 }
 
-TEST(LocateChunk, AFirstRunThatStartsBehindChunkOneIsTakenFromThere) {
+TEST(LocateChunk, AFirstRunThatStartsAfterChunkOneIsTakenFromThere) {
   SampleTables tables;
   feed(tables, stsc({{5, 4, 1}}));
   EXPECT_EQ(locate(tables, 0).chunk, 5u);
@@ -242,7 +242,7 @@ TEST(LocateChunk, FirstChunksThatFallWrapModulo2To32AndStayInsideTheTable) {
   EXPECT_EQ(locate(tables, 4).firstSample, 4u);
 }
 
-TEST(LocateChunk, AStalePositionBehindTheMapThrows) {
+TEST(LocateChunk, AStalePositionPastTheMapThrows) {
   SampleTables tables;
   feed(tables, stsc({{1, 4, 1}}));
   ChunkMapPosition stale{2, 0};
@@ -269,7 +269,7 @@ TEST(ChunkMap, ACountThatRunsPastTheBoxIsRejectedBeforeAnythingIsAllocated) {
   SampleTables tables;
   EXPECT_THROWS_MESSAGE(feed(tables, box("stsc", full(0), u32(2), u32(1), u32(1), u32(1))),
                         kPastAtom);
-  // Three words an entry would wrap to one word.
+  // Three words per entry would wrap to one word.
   EXPECT_THROWS_MESSAGE(feed(tables, box("stsc", full(0), u32(0x55555556), zeros(24))), kPastAtom);
   EXPECT_EQ(memory.allocations(), 0u);
 }
@@ -296,7 +296,7 @@ TEST(ChunkMap, ASecondBoxReplacesTheFirst) {
 TEST(EmptyTables, TakeNoReadOfTheSourceForTheirEntries) {
   struct Case {
     Bytes table;
-    uint32_t reads;  // of the version, the flags and each word in front of the entries
+    uint32_t reads;  // of the version, the flags and each word before the entries
   };
   for (const Case& empty :
        {Case{stsz({}), 4}, Case{stsc({}), 3}, Case{stco({}), 3}, Case{co64({}), 3}}) {
@@ -352,7 +352,7 @@ TEST(Deliberate, D203_WithoutChunkOffsetsEveryChunkLiesAt8) {
   EXPECT_EQ(tables.chunkOffset(1), 8u);
 }
 
-TEST(Deliberate, D204_AChunkBehindTheTableHasTheLastOffset) {
+TEST(Deliberate, D204_AChunkPastTheTableHasTheLastOffset) {
   SampleTables tables;
   feed(tables, stco({100, 200}));
   EXPECT_EQ(tables.chunkOffset(3), 200u);

@@ -26,7 +26,7 @@ std::string_view avcCMessage(const Bytes& avcCBox) {
   });
 }
 
-// An 'avcC' with no sets whose two bytes with reserved bits are given.
+// An 'avcC' without sets and with the given bytes where it has reserved bits.
 Bytes emptyAvcC(uint8_t lengthSizeByte, uint8_t sequenceByte) {
   return box("avcC", raw({1, 0x64, 0, 0x1f}), u8(lengthSizeByte), u8(sequenceByte), u8(0));
 }
@@ -41,7 +41,7 @@ std::vector<Bytes> randomSets(SeededRandom& random, uint32_t count, uint32_t siz
   return sets;
 }
 
-// What the configuration must be: each set behind its length.
+// What the configuration must be: each set after its length.
 Bytes repacked(const AvcConfigFields& fields) {
   Bytes all;
   for (const auto* sets : {&fields.sps, &fields.pps}) {
@@ -161,7 +161,7 @@ TEST(AvcConfiguration, AllSetCountsAgreeWithAPlainRepack) {
 }
 
 TEST(AvcConfiguration, LargestPossibleSetsAreReadWithFewAllocations) {
-  // Sets of 65,535 bytes 0xff: their lengths have the same bytes as they.
+  // Sets of 65,535 bytes 0xff, so that the bytes of their lengths are 0xff too.
   const Bytes file = box("avcC", raw({1, 0x42, 0, 10, 0xff, 0xff}), repeat(0xff, 31 * 65537),
                          u8(255), repeat(0xff, 255 * 65537));
   FailingAllocation counting;
@@ -185,10 +185,10 @@ TEST(AvcConfiguration, SetLargerThanItsBoxFailsBeforeMemoryIsAllocatedForIt) {
 
 TEST(AvcConfiguration, BoxCutAtAnyLengthEndsPastTheAtom) {
   const Bytes good = avcC({.sps = {raw({1, 2, 3})}, .pps = {raw({4}), raw({5, 6})}});
-  const Bytes behind = zeros(64);
+  const Bytes following = zeros(64);
   for (size_t size = 8; size < good.size(); ++size) {
     const Bytes payload(good.begin() + 8, good.begin() + static_cast<ptrdiff_t>(size));
-    EXPECT_EQ(avcCMessage(join(box("avcC", payload), behind)),
+    EXPECT_EQ(avcCMessage(join(box("avcC", payload), following)),
               "attempting to read past end of atom")
         << size;
   }

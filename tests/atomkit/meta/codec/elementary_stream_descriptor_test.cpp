@@ -28,7 +28,7 @@ std::string_view esdsMessage(const Bytes& esdsBox) {
 // ES_Descriptor header with a length that is long enough, whatever follows.
 Bytes streamHeader(uint8_t flags = 0) { return join(u8(3), u8(100), u16(1), u8(flags)); }
 
-// The fields of a DecoderConfigDescriptor behind its tag and length.
+// The fields of a DecoderConfigDescriptor after its tag and length.
 Bytes decoderFields() { return join(u8(0x40), u8(0x15), u24(0), u32(200), u32(100)); }
 
 // A DecoderConfigDescriptor with a length that is long enough.
@@ -39,7 +39,7 @@ Bytes esdsWithConfig(const Bytes& length, const Bytes& config) {
   return box("esds", full(0), streamHeader(), decoderHeader(), u8(5), length, config);
 }
 
-// A length below 128 in one to four bytes, and in four with the top bit of the last one set.
+// A length below 128 in one to four bytes, and in four bytes whose last one has its top bit set.
 std::vector<Bytes> lengthForms(uint8_t length) {
   return {u8(length), join(u8(0x80), u8(length)), join(repeat(0x80, 2), u8(length)),
           join(repeat(0x80, 3), u8(length)),
@@ -137,8 +137,8 @@ TEST(ElementaryStream, WhatFollowsTheConfigurationIsNotRead) {
 
 TEST(ElementaryStream, ConfigurationLargerThanItsBoxFailsBeforeMemoryIsAllocated) {
   FailingAllocation counting;
-  const Bytes behind = zeros(64);
-  EXPECT_EQ(esdsMessage(join(esdsWithConfig(u8(5), raw({1, 2, 3, 4})), behind)),
+  const Bytes following = zeros(64);
+  EXPECT_EQ(esdsMessage(join(esdsWithConfig(u8(5), raw({1, 2, 3, 4})), following)),
             "attempting to read past end of atom");
   EXPECT_EQ(esdsMessage(esdsWithConfig(raw({0xff, 0xff, 0xff, 0x7f}), raw({1, 2, 3, 4}))),
             "attempting to read past end of atom");
@@ -171,7 +171,7 @@ TEST(Deliberate, D306_FieldsAnnouncedByTheStreamFlagsAreNotSkipped) {
   EXPECT_EQ(esdsMessage(box("esds", full(0), streamHeader(streamDependence), u16(0x0102),
                             decoderHeader(), u8(6))),
             "invalid esds atom (2)");
-  // A dependent stream number that looks like the tag and a length is taken for them.
+  // A stream number that looks like the tag and a length is taken for them.
   SampleDescription description;
   readEsds(
       box("esds", full(0), streamHeader(streamDependence), u16(0x0410), decoderHeader(), u8(6)),
@@ -205,7 +205,7 @@ TEST(Deliberate, D312_DescriptorLengthsSetAMinimumAndNoEnd) {
                u8(1), u8(0x77)),
            description);
   EXPECT_EQ(bytesOf(description.decoderConfig), raw({0x77}));
-  // The tag is read although the descriptor has ended, and here so has the box.
+  // The tag is read although the descriptor has ended, here together with the box.
   EXPECT_EQ(esdsMessage(
                 box("esds", full(0), u8(3), u8(20), u16(1), u8(0), u8(4), u8(13), decoderFields())),
             "attempting to read past end of atom");

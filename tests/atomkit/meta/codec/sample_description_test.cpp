@@ -25,7 +25,7 @@ void readStsd(const Bytes& stsdBox, SampleDescription& description,
   });
 }
 
-// What reading an 'stsd' of the one entry throws.
+// The message of reading an 'stsd' with this one entry; empty when nothing is thrown.
 std::string_view entryMessage(const Bytes& entry, ParseOptions options = kWantBoth) {
   return messageOf([&] {
     SampleDescription description;
@@ -99,13 +99,13 @@ TEST(SampleDescription, KindIsSetBeforeTheDetailsOfTheEntryAreRead) {
   }
 }
 
-TEST(SampleDescription, UnknownEntryBehindMp4aKeepsItsKind) {
+TEST(SampleDescription, UnknownEntryAfterMp4aKeepsItsKind) {
   SampleDescription description;
   readStsd(stsd(mp4a(), otherEntry()), description);
   EXPECT_EQ(description.codecKind, CodecKind::mp4a);
 }
 
-TEST(SampleDescription, Avc1BehindMp4aEndsWithKindAvc1AndKeepsTheAudioFields) {
+TEST(SampleDescription, Avc1AfterMp4aEndsWithKindAvc1AndKeepsTheAudioFields) {
   SampleDescription description;
   readStsd(stsd(mp4a({.channels = 6, .rate = 44100}), avc1({.width = 640, .height = 480})),
            description);
@@ -148,7 +148,7 @@ TEST(SampleDescription, MoreEntriesCountedThanPresentIsAnInvalidHeader) {
       "invalid box/atom header");
 }
 
-TEST(SampleDescription, BytesBehindTheCountedEntriesAreSkipped) {
+TEST(SampleDescription, BytesAfterTheCountedEntriesAreSkipped) {
   SampleDescription description;
   MemorySource source(box("stsd", full(0), u32(1), mp4a(), avc1(), repeat(1, 5)));
   readBox(source, source.size(), [&](AtomReader& reader, uint64_t size) {
@@ -160,25 +160,27 @@ TEST(SampleDescription, BytesBehindTheCountedEntriesAreSkipped) {
 
 TEST(SampleDescription, EntryMayFillTheRestAndNoByteMore) {
   const Bytes first = otherEntry();
-  const Bytes behind = zeros(64);
+  const Bytes following = zeros(64);
   SampleDescription description;
   readStsd(box("stsd", full(0), u32(2), first, boxClaiming(16, "mp4v", zeros(8))), description, 0);
   EXPECT_EQ(description.codecKind, CodecKind::mp4v);
   EXPECT_THROWS_MESSAGE(
-      readStsd(join(box("stsd", full(0), u32(2), first, boxClaiming(17, "mp4v", zeros(8))), behind),
-               description, 0),
+      readStsd(
+          join(box("stsd", full(0), u32(2), first, boxClaiming(17, "mp4v", zeros(8))), following),
+          description, 0),
       "atom size bigger than expected");
 }
 
 TEST(SampleDescription, LongHeaderOfAnEntryCountsWithSixteenBytes) {
   const Bytes first = largeBox("text", zeros(4));
-  const Bytes behind = zeros(64);
+  const Bytes following = zeros(64);
   SampleDescription description;
   readStsd(box("stsd", full(0), u32(2), first, boxClaiming(16, "avc1", zeros(8))), description, 0);
   EXPECT_EQ(description.codecKind, CodecKind::avc1);
   EXPECT_THROWS_MESSAGE(
-      readStsd(join(box("stsd", full(0), u32(2), first, boxClaiming(17, "avc1", zeros(8))), behind),
-               description, 0),
+      readStsd(
+          join(box("stsd", full(0), u32(2), first, boxClaiming(17, "avc1", zeros(8))), following),
+          description, 0),
       "atom size bigger than expected");
 }
 
@@ -483,7 +485,7 @@ TEST(Deliberate, D301_KindIsSetForUnwantedEntriesAndTheLastRecognisedOneDecides)
 }
 
 TEST(Deliberate, D302_LongerAudioLayoutsAreReadAsTheShortOne) {
-  // Version 1 has 16 more bytes before its boxes; here they look like no box.
+  // Version 1 has 16 more bytes before its boxes; here they do not look like a box.
   const Bytes versionOne =
       box("mp4a", zeros(6), u16(1), u16(1), u16(0), u32(0), u16(2), u16(16), u16(0), u16(0),
           u32(44100u << 16), u32(1024), u32(2), u32(4), u32(2), esds());

@@ -169,7 +169,7 @@ void expectStepsStandOnEmptyRuns(const TrackTables& tables) {
   }
 }
 
-// Of tracks without empty runs.
+// For tracks without empty runs.
 void expectStepsEqualSeeks(const TrackTables& tables) {
   TrackRecord record;
   fillTrack(record, tables);
@@ -342,7 +342,7 @@ TEST(SampleCursor, SampleBeyondTheSizeTableIsOutOfRange) {
   EXPECT_THROWS_MESSAGE(infoAt(record, cursor), "array access out of range");
 }
 
-TEST(SampleCursor, PlaceBehindTheEndOfItsRunMovesToTheNextRun) {
+TEST(SampleCursor, PlacePastTheEndOfItsRunMovesToTheNextRun) {
   TrackRecord record;
   fillTrack(record, smallTrack());
   SampleCursor cursor = cursorOn(record, 0);
@@ -413,7 +413,7 @@ TEST(SampleCursor, StepStartsTheOffsetAnewWhenTheFirstSampleOfTheChunkChanges) {
   cursor.offsetInChunk = 1000;
   ASSERT_TRUE(step(record, cursor));
   EXPECT_EQ(cursor.offsetInChunk, 1020u);
-  // Another first sample, and not the sample itself: the step adds up from there.
+  // Another first sample, other than the new one itself: the step adds up the sizes from there.
   cursor = cursorOn(record, 3);
   cursor.offsetInChunk = 1000;
   ASSERT_TRUE(step(record, cursor));

@@ -36,8 +36,8 @@ void expectSampleAt(const TimingTables& timing, uint64_t time, uint32_t sample,
   EXPECT_EQ(found.remainder, remainder) << time;
 }
 
-// Sync sample for the one-based number of `sample` among rising zero-based entries, searched from
-// end to end.
+// What a search from end to end finds for the one-based number of `sample` among the zero-based
+// entries.
 uint32_t plainNearest(const std::vector<uint32_t>& zeroBased, uint32_t sample,
                       Direction direction) {
   const uint32_t key = sample + 1;
@@ -64,7 +64,7 @@ constexpr TableCase kAllTables[] = {{"stts", 8, &TimingTables::readTimeToSample}
                                     {"ctts", 8, &TimingTables::readCompositionOffsets},
                                     {"stss", 4, &TimingTables::readSyncSamples}};
 
-// Entries that every table accepts: 1, 2, 3, ….
+// Words that every table accepts as its entries: 1, 2, 3, ….
 Bytes risingEntries(const TableCase& table, uint32_t count) {
   Bytes entries;
   for (uint32_t word = 1; word <= count * table.entryBytes / 4; ++word) {
@@ -257,7 +257,7 @@ TEST(SyncSamples, OneEntryAnswersForEverySample) {
   }
 }
 
-TEST(SyncSamples, NumberBehindTheLargestSampleWrapsToTheFirstEntry) {
+TEST(SyncSamples, NumberPastTheLargestSampleWrapsToTheFirstEntry) {
   TimingTables timing;
   readStss(timing, stss({3, 9}));
   EXPECT_EQ(timing.nearestSyncSample(0xffffffff, Direction::forward), 2u);
@@ -339,22 +339,22 @@ TEST(TimingBox, VersionAndFlagsAreIgnored) {
   }
 }
 
-TEST(TimingBox, BytesBehindTheEntriesAreSkipped) {
+TEST(TimingBox, BytesAfterTheEntriesAreSkipped) {
   for (const TableCase& table : kAllTables) {
     EXPECT_EQ(tableMessage(table, box(table.type, full(0), u32(1), risingEntries(table, 3))), "");
   }
 }
 
 TEST(TimingBox, CountLargerThanTheBoxFailsBeforeMemoryIsAllocated) {
-  const Bytes behind = zeros(64);
+  const Bytes following = zeros(64);
   for (const TableCase& table : kAllTables) {
     const auto wrapping = static_cast<uint32_t>(0x100000000 / table.entryBytes);
     for (const uint32_t count :
          {3u, wrapping, wrapping + 1, wrapping + 2, 0x7fffffffu, 0xffffffffu}) {
       FailingAllocation counting;
       EXPECT_EQ(
-          tableMessage(table,
-                       join(box(table.type, full(0), u32(count), risingEntries(table, 2)), behind)),
+          tableMessage(table, join(box(table.type, full(0), u32(count), risingEntries(table, 2)),
+                                   following)),
           "attempting to read past end of atom")
           << table.type << " " << count;
       EXPECT_EQ(counting.allocations(), 0u);
@@ -397,12 +397,12 @@ TEST(TimingBox, SourceThatDeliversSingleBytesCountsAsEnded) {
 }
 
 TEST(TimingBox, BoxCutAtAnyLengthEndsPastTheAtom) {
-  const Bytes behind = zeros(64);
+  const Bytes following = zeros(64);
   for (const TableCase& table : kAllTables) {
     const Bytes payload = join(full(0), u32(3), risingEntries(table, 3));
     for (size_t size = 0; size < payload.size(); ++size) {
       const Bytes cut = cutTo(payload, size);
-      EXPECT_EQ(tableMessage(table, join(box(table.type, cut), behind)),
+      EXPECT_EQ(tableMessage(table, join(box(table.type, cut), following)),
                 "attempting to read past end of atom")
           << table.type << " " << size;
     }
@@ -471,8 +471,8 @@ TEST(Deliberate, D321_OnlyATableWithEntriesMakesASecondBoxADuplicate) {
 TEST(Deliberate, D322_SyncSearchComparesTheOneBasedNumberWithZeroBasedEntries) {
   TimingTables timing;
   readStss(timing, stss({1, 5, 9}));
-  // Sample 4 is a sync sample itself, yet forward the answer is the next one, and sample 3 is sent
-  // forward when asked to go back.
+  // Sample 4 is a sync sample itself, yet the answer forward is the next one; sample 3 is sent
+  // forward when the search goes backward.
   EXPECT_EQ(timing.nearestSyncSample(4, Direction::forward), 8u);
   EXPECT_EQ(timing.nearestSyncSample(3, Direction::backward), 4u);
 }

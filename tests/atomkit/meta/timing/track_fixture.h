@@ -1,4 +1,4 @@
-// Tracks for the tests of timing and cursor: tables from entries, and the same entries expanded.
+// Tracks for the tests of timing and cursor: tables, and the same entries expanded.
 #pragma once
 #include <cstdint>
 #include <utility>
