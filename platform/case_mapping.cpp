@@ -7,8 +7,8 @@ namespace {
 
 enum class Use : uint8_t { both, lowerOnly, upperOnly };
 
-// The units first, first + step ... last, each with its partner `delta` further on. For Use::both
-// and Use::lowerOnly the range is the upper case, for Use::upperOnly the lower case.
+// The units first, first + step ... last, each with its partner at unit + delta. For Use::both and
+// Use::lowerOnly the range is upper case, for Use::upperOnly lower case.
 struct CaseRange {
   uint16_t first;
   uint16_t last;
@@ -20,8 +20,8 @@ static_assert(sizeof(CaseRange) == 8);
 
 // Latin with Extended-A, -B and Additional and the Angstrom sign, Greek, Cyrillic, Armenian and the
 // full-width letters.
-// Left out are the units whose partner is an ASCII letter (dotless i, long s, the Kelvin sign): a
-// file name pattern in ASCII is to match ASCII only.
+// Units whose partner is an ASCII letter are left out (dotless i, long s, the Kelvin sign): a file
+// name pattern in ASCII must match ASCII only.
 constexpr CaseRange kRanges[] = {
     {0x0041, 0x005A, 32, 1, Use::both},         {0x00C0, 0x00D6, 32, 1, Use::both},
     {0x00D8, 0x00DE, 32, 1, Use::both},         {0x0100, 0x012E, 1, 2, Use::both},
@@ -74,7 +74,7 @@ constexpr CaseRange kRanges[] = {
     {0x03C2, 0x03C2, -31, 1, Use::upperOnly},   {0x1E9B, 0x1E9B, -59, 1, Use::upperOnly},
 };
 
-// The row's units moved by `shift` are looked up; a hit moves by `move`.
+// Maps `unit` by `move` when it is one of the range's units, each moved by `shift`.
 bool mapWithin(const CaseRange& range, int32_t shift, int32_t move, char16_t& unit) {
   const int32_t place = int32_t{unit} - shift - range.first;
   if (place < 0 || place > range.last - range.first || place % range.step != 0) return false;

@@ -1,4 +1,4 @@
-// Simple case pairs of single UTF-16 units, for systems that bring no mapping of their own.
+// Case pairs of single UTF-16 units, for systems without a mapping of their own.
 #pragma once
 
 namespace platform {

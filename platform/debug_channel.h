@@ -1,4 +1,4 @@
-// The system's own debug channel, behind debugOutput().
+// The system's own debug channel, to which debugOutput() writes.
 #pragma once
 
 namespace platform {

@@ -9,11 +9,10 @@ namespace platform {
 /// system's debug channel on Windows, standard error as UTF-8 on POSIX.
 void debugOutput(const char16_t* text) noexcept;
 
-/// Stops in the debugger. Execution may be resumed, and then goes on behind the call. On POSIX this
-/// is a SIGTRAP, raised only when a debugger is attached or the process has a handler for it;
-/// otherwise the call returns at once, so that a report never ends the program. Under a tracer the
-/// call changes the process's SIGTRAP disposition while it runs, so one thread at a time may make
-/// it there.
+/// Stops in the debugger; when execution is resumed, the call returns. On POSIX it raises SIGTRAP,
+/// but only when a debugger is attached or the process has a handler for it; otherwise it returns
+/// at once, so that a report never ends the program. Under a debugger the call changes what the
+/// process does on SIGTRAP while it runs, so only one thread at a time may make it there.
 void debugBreak() noexcept;
 
 /// Receives what debugOutput() is given instead of the system's channel.
@@ -23,8 +22,8 @@ using DebugOutputSink = void (*)(const char16_t* text);
 /// @return the sink that was set before, or null
 DebugOutputSink setDebugOutputSink(DebugOutputSink sink) noexcept;
 
-/// Maps one UTF-16 unit to lower case, independent of the locale; a unit without a mapping is
-/// returned as it is. Covers ASCII, Latin-1, Latin Extended-A and -B, Greek and Cyrillic at least.
+/// Maps one UTF-16 unit to lower case. A unit without a mapping is returned as it is. Covers at
+/// least ASCII, Latin-1, Latin Extended-A and -B, Greek and Cyrillic, whatever the locale.
 char16_t lowerUnit(char16_t unit) noexcept;
 
 /// Maps one UTF-16 unit to upper case; otherwise like lowerUnit().
@@ -40,7 +39,7 @@ int32_t interlockedIncrement(int32_t* value) noexcept;
 /// Subtracts one from `*value` as one indivisible step. @return the new value
 int32_t interlockedDecrement(int32_t* value) noexcept;
 
-/// Tells the system that the library `module` wants no notice of threads that start and end. Does
+/// Tells the system that the library `module` needs no notice when a thread starts or ends. Does
 /// nothing on POSIX, which sends none.
 void disableThreadLibraryCalls(void* module) noexcept;
 

@@ -5,8 +5,8 @@
 void* VBinarySearch::GFind(const void* p_key, const void* p_base, uint32_t p_count, uint32_t p_size,
                            Compare p_compare) {
   const auto* base = static_cast<const uint8_t*>(p_base);
-  // The elements that are left are `count` from index `lo`. Of an even number the lower middle is
-  // compared; a last single element is compared as it stands.
+  // `count` elements from index `lo` are left. The middle one is compared, of an even number the
+  // lower of the two.
   uint32_t lo = 0;
   uint32_t count = p_count;
   while (count) {

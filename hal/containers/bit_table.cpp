@@ -5,8 +5,8 @@
 void VBitArrayBitTable::GSet(uint8_t* p_table, uint32_t p_bit, uint32_t p_value) noexcept {
   const auto mask = static_cast<uint8_t>(1u << (p_bit & 7));
   uint8_t& byte = p_table[p_bit >> 3];
-  // DELIBERATE D-153: of the value only the low 8 bits count; 0x100 clears. The value is what an
-  // 8-bit flag holds, in whatever register it came.
+  // DELIBERATE D-153: only the low 8 bits of the value count; 0x100 clears. The value
+  // is an 8-bit flag, whatever else its register holds.
   if (p_value & 0xFF) {
     byte = static_cast<uint8_t>(byte | mask);
   } else {

@@ -15,8 +15,8 @@ class VBitArrayBitTable {
   /// Sets the bit when the low 8 bits of `p_value` are not all 0, clears it otherwise.
   static void GSet(uint8_t* p_table, uint32_t p_bit, uint32_t p_value) noexcept;
 
-  /// @return bytes that hold `p_bits` bits; the sum wraps at 32 bits, so the last seven counts need
-  /// 0
+  /// @return bytes that hold `p_bits` bits; 0 for the last seven counts, as the sum wraps in 32
+  ///         bits
   static constexpr uint32_t GGetByteCount(uint32_t p_bits) noexcept { return (p_bits + 7) >> 3; }
 };
 
@@ -24,10 +24,10 @@ class VBitArrayBitTable {
 class VBitTable {
  public:
   /// Makes room for exactly `p_count` bits; new ones are not initialised.
-  /// @return the bytes; null for none and when there is no memory
+  /// @return the bytes; null for 0 bits and when there is no memory
   uint8_t* SetCount(uint32_t p_count) noexcept;
 
-  /// @return bits asked for, whether or not they could be had
+  /// @return bits asked for, even if there was no memory for them
   uint32_t GetCount() const noexcept { return m_count; }
   /// @return the bytes, or null when there are none
   uint8_t* GetPtr() noexcept { return m_bits.GetPtr(); }

@@ -5,7 +5,7 @@
 
 namespace {
 
-// The form of a record where two pointers fill it.
+// The record where two pointers alone would fill it.
 struct PackedBlockRecord {
   void* m_raw;
   uint32_t m_raw_size;
@@ -15,8 +15,8 @@ struct PackedBlockRecord {
 constexpr bool KFitsRecord = sizeof(VBlockRecord) <= sizeof(VRecord);
 constexpr uint32_t KInUseBit = 0x80000000;
 
-// Whether a free block of `p_size` bytes serves a need better than one of `p_best` bytes. Large
-// enough comes first; then little waste, or little to grow.
+// Whether a free block of `p_size` bytes serves `need` better than one of `p_best` bytes: large
+// enough beats too small, then the least waste or the least growth wins.
 bool isBetter(uint32_t p_size, uint32_t p_best, uint32_t need) {
   const bool enough = p_size >= need;
   const bool bestEnough = p_best >= need;
@@ -41,7 +41,7 @@ VRecord VBlockRecord::Pack() const noexcept {
   if constexpr (KFitsRecord) {
     return VRecord::GFrom(*this);
   } else {
-    // Below the alignment, of which the raw size holds two, so it leaves the top bit free.
+    // Less than the alignment. The raw size has room for two of those, so the top bit is free.
     const auto distance =
         static_cast<uint32_t>(static_cast<uint8_t*>(m_aligned) - static_cast<uint8_t*>(m_raw));
     return VRecord::GFrom(

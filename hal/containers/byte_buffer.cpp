@@ -22,8 +22,8 @@ uint8_t* VByteBuffer::Reserve(uint32_t p_bytes) noexcept {
     m_capacity = 0;
     return nullptr;
   }
-  // DELIBERATE D-150: without memory for the new size the old block is gone as well, so that
-  // pointer and capacity never tell different stories.
+  // DELIBERATE D-150: without memory for the new size the old block is freed too, so that pointer
+  // and capacity always agree.
   m_data = static_cast<uint8_t*>(VMemory::GReallocateOrAllocate(m_data, m_capacity, p_bytes));
   m_capacity = m_data ? p_bytes : 0;
   return m_data;
@@ -34,8 +34,7 @@ uint8_t* VByteBuffer::SetSize(uint32_t p_bytes) noexcept {
   if (p_bytes <= m_capacity) return m_data;
   uint32_t capacity = m_capacity ? m_capacity : 1;
   while (capacity < p_bytes) {
-    // Twice a capacity of 2^31 or more is not a number of 32 bits: doubling on would come to 0 and
-    // never end. What is asked for is larger than the capacity, and is taken as it is.
+    // Twice a capacity of 2^31 or more would wrap to 0, and the loop would never end.
     capacity = capacity > UINT32_MAX / 2 ? p_bytes : capacity * 2;
   }
   return Reserve(capacity);

@@ -7,17 +7,17 @@ class VByteBuffer {
  public:
   VByteBuffer() noexcept = default;
   VByteBuffer(const VByteBuffer& p_other) noexcept;
-  /// Copies the block; the size that was asked for with SetSize() is not part of the value. Without
-  /// memory this buffer is empty afterwards.
+  /// Copies the block, but not the size that SetSize() recorded. Without memory this buffer is
+  /// empty afterwards.
   VByteBuffer& operator=(const VByteBuffer& p_other) noexcept;
   ~VByteBuffer();
 
-  /// Makes the capacity exactly `p_bytes`; what fits of the old content is kept, 0 frees the block.
+  /// Makes the capacity exactly `p_bytes`. Keeps as much of the content as fits; 0 frees the block.
   /// @return the block; null for 0 bytes and when there is no memory, and then the buffer is empty
   uint8_t* Reserve(uint32_t p_bytes) noexcept;
 
-  /// Makes room for `p_bytes`: the capacity doubles until they fit, and never shrinks.
-  /// Where it can't double in 32 bits it becomes `p_bytes`.
+  /// Makes room for `p_bytes`: the capacity doubles until they fit, and never shrinks. Where it
+  /// can't double in 32 bits it becomes `p_bytes`.
   /// @return the block; null when there is no memory, and then the buffer is empty
   uint8_t* SetSize(uint32_t p_bytes) noexcept;
 
@@ -26,7 +26,7 @@ class VByteBuffer {
   const uint8_t* GetPtr() const noexcept { return m_data; }
   /// @return bytes in the block
   uint32_t GetCapacity() const noexcept { return m_capacity; }
-  /// @return bytes asked for with the last SetSize(), whether or not they could be had
+  /// @return bytes asked for in the last SetSize(), even if there was no memory for them
   uint32_t GetSize() const noexcept { return m_size; }
 
  private:

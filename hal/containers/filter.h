@@ -1,4 +1,4 @@
-// VFilter: says which elements of a row take part, by their running index.
+// VFilter decides by their running index which elements take part in an operation.
 #pragma once
 #include <cstdint>
 
@@ -9,16 +9,16 @@ class VFilter : public VHeapObject {
   /// Slot 0. @return not 0 in its low 8 bits when the element takes part
   virtual uint32_t Test(uint32_t index) = 0;
 
-  /// Slot 1. Looks among `start`, `start + step` ... (`p_count` indices, sums wrap) for the first
-  /// whose Test() equals `value` in the low 8 bits.
+  /// Slot 1. Finds the first of `start`, `start + step` ... (`p_count` indices, sums wrap) whose
+  /// Test() equals `value` in the low 8 bits.
   /// @return that index, or `start + p_count * step` when there is none
   virtual uint32_t FindNext(uint32_t value, uint32_t start, uint32_t p_count, uint32_t step);
 
   /// Last slot.
   virtual ~VFilter() = default;
 
-  /// Counts the indices of `start` ... `start + length - 1` whose Test() equals `value` in the low
-  /// 8 bits, but no further than `limit`.
+  /// Counts the indices from `start` to `start + length - 1` whose Test() equals `value` in the low
+  /// 8 bits. Stops at `limit`.
   static uint32_t GCount(VFilter& filter, uint32_t value, uint32_t start, uint32_t length,
                          uint32_t limit);
 };

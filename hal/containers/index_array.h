@@ -1,5 +1,5 @@
-// VIndexArray: an array of 32-bit indices, most often a permutation; with the operations that only
-// need the bare entries as class-level functions.
+// VIndexArray: an array of 32-bit indices, most often a permutation. Operations that need only the
+// entries are static.
 #pragma once
 #include <cstdint>
 
@@ -9,20 +9,21 @@ class VRandomSource;
 
 class VIndexArray {
  public:
-  /// Asks the constructor for the entries 0, 1, ... `m_count` - 1.
+  /// Selects the constructor that fills the array with 0, 1, ... `m_count` - 1.
   struct MakeIdentity {
     uint32_t m_count;
   };
 
   VIndexArray() noexcept = default;
-  /// Reports "ptr" when there is no storage afterwards: without memory, and for a count of 0.
+  /// Reports "ptr" and stays empty when there is no memory, and for a count of 0.
   explicit VIndexArray(MakeIdentity p_identity) noexcept;
 
   uint32_t GetCount() const noexcept { return m_buffer.GetCapacity() / KEntrySize; }
 
   /// Makes room for exactly `p_count` entries (the size in bytes wraps at 32 bits); new ones are
   /// not initialised.
-  /// @return the entries; null for none and when there is no memory, and then the array is empty
+  /// @return the entries; null for a count of 0 and when there is no memory: the array is then
+  /// empty
   uint32_t* SetCount(uint32_t p_count) noexcept;
 
   /// @return the entries, or null when there are none
@@ -30,12 +31,12 @@ class VIndexArray {
     return static_cast<uint32_t*>(static_cast<void*>(m_buffer.GetPtr()));
   }
 
-  /// Exchanges two entries. Reports indices that are out of range; nothing is exchanged then.
-  /// @return the entry that was at `index1`, 0 when there is none
+  /// Exchanges two entries. An index out of range is reported, and nothing is exchanged.
+  /// @return the old entry at `index1`, or 0 when nothing was exchanged
   uint32_t Swap(uint32_t index1, uint32_t index2) noexcept;
 
-  /// Where a permutation has the value `p_index`.
-  /// @param p_permutation  a bijection of 0 ... n-1; anything else may never end
+  /// Finds the place of the value `p_index` in a permutation.
+  /// @param p_permutation  a bijection of 0 ... n-1; with anything else the search may never end
   /// @return the j with `p_permutation[j] == p_index`
   /// Cost: the length of the cycle that holds `p_index`.
   static uint32_t GFindInverse(const uint32_t* p_permutation, uint32_t p_index) noexcept;

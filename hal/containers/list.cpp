@@ -67,8 +67,8 @@ bool VList::RemoveIf(VFilter& filter) {
 bool VList::Remove(Position& p_position, int32_t step) {
   VListNode* node = p_position;
   if (!node) return false;
-  // DELIBERATE D-155: the result tells whether there is a record at the new position, not whether
-  // one was removed; loops run on it, and removing the last record ends them.
+  // DELIBERATE D-155: the result says whether there is a record at the new position, not whether
+  // one was removed. Loops that remove on the way run on it, and end with the last record.
   bool valid = false;
   if (step) {
     valid = Move(p_position, step);
@@ -91,7 +91,7 @@ bool VList::Reorder(const uint32_t* p_permutation, uint32_t p_count) {
   for (uint32_t index = 0; index < p_count; ++index) {
     VASSERT_TEXT_AT("stdhelpers", 1416, walk, "walk != 0");
     if (!walk) {
-      // Fewer nodes than the count says: there is nothing to put at the places that are left.
+      // DELIBERATE D-160: there are fewer nodes than the count says, and none for this place.
       VMemory::GDeleteArray(nodes);
       return false;
     }
@@ -136,8 +136,8 @@ bool VList::InsertBetween(VListNode* p_before, VListNode* p_after, VRecordSource
   return true;
 }
 
-// Copies the records that pass into nodes of their own first: the source may be this very list, and
-// a failure on the way must leave the list as it is.
+// Copies the records that pass the filter into new nodes first: the source may be this very list,
+// and a failure on the way must leave the list as it is.
 bool VList::Gather(VRecordSource& source, VFilter& filter, Chain& p_chain) {
   Position cursor = nullptr;
   bool valid = source.First(cursor);
@@ -145,9 +145,9 @@ bool VList::Gather(VRecordSource& source, VFilter& filter, Chain& p_chain) {
     if (filter.Test(index) & 0xFF) {
       VListNode* node = TakeNode();
       if (!node) {
-        // DELIBERATE D-151: the records that were copied so far are not undone node by node. The
-        // chain stays as it is and serves as the pool of spare nodes (which is empty here: a node
-        // was just asked of the heap), so that the next try gets further.
+        // DELIBERATE D-151: the nodes made so far are not freed. They become the pool of spare
+        // nodes, so that the next try gets further. The pool is empty here: TakeNode() uses it up
+        // before it asks for memory.
         m_spare = p_chain.m_first;
         m_spareCount = p_chain.m_count;
         return false;
@@ -177,6 +177,7 @@ void VList::Link(VListNode* p_before, VListNode* p_after, const Chain& p_chain) 
       "p_before)");
   VASSERT_TEXT_AT("stdhelpers", 1539, !first == !last,
                   "(first != 0 && last != 0) || (first == 0 && last == 0)");
+  // DELIBERATE D-160: a chain with only one end has nothing to link on its other side.
   if (!first || !last) return;
   first->m_prev = p_before;
   last->m_next = p_after;
@@ -185,7 +186,7 @@ void VList::Link(VListNode* p_before, VListNode* p_after, const Chain& p_chain) 
   m_count += p_chain.m_count;
 }
 
-// A node whose link to the next one is null. @return null when there is no memory
+// @return a node whose link to the next one is null, or null when there is no memory
 VListNode* VList::TakeNode() {
   VListNode* node = m_spare;
   if (node) {

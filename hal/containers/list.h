@@ -35,19 +35,20 @@ class VList : public VRecordList {
   bool Set(Position& p_position, const VRecord& p_record) override;
   ~VList() override;
 
-  /// Inserts one record behind the last one. @return false when there is no memory
+  /// Inserts one record after the last one. @return false when there is no memory
   bool InsertRecordBack(const VRecord& p_record);
 
  protected:
-  /// Nodes that are linked to each other and to no list; both ends null when there is none.
+  /// Nodes that are linked to each other and belong to no list. Both ends are null when it is
+  /// empty.
   struct Chain {
     VListNode* m_first;
     VListNode* m_last;
     uint32_t m_count;
   };
 
-  /// Links a chain between two neighbours, null standing for "no neighbour on that side". Reports
-  /// neighbours that are none, and a chain with one end only, which is not linked.
+  /// Links a chain between two nodes of the list; null means the list ends there. Reports nodes
+  /// that are not neighbours, and a chain with only one end, which is not linked.
   void Link(VListNode* p_before, VListNode* p_after, const Chain& p_chain);
 
  private:
@@ -59,7 +60,7 @@ class VList : public VRecordList {
 
   VListNode* m_first = nullptr;
   VListNode* m_last = nullptr;
-  VListNode* m_spare = nullptr;  // nodes for the next insertions, linked by m_next
+  VListNode* m_spare = nullptr;  // nodes for later insertions, linked by m_next
   uint32_t m_count = 0;
   uint32_t m_spareCount = 0;
 };

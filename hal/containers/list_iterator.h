@@ -4,8 +4,8 @@
 
 #include "hal/containers/record_source.h"
 
-/// Borrows nothing: every operation takes the source, which must be the one that Start() was given.
-/// Next(), Get() and Set() report "m_valid" when there is no current record.
+/// Keeps no reference to the source: every operation is given it again, the one of Start() each
+/// time. Next(), Get() and Set() report "m_valid" when there is no current record.
 class VListIterator {
  public:
   /// Moves to the first record.
@@ -14,7 +14,7 @@ class VListIterator {
   void Next(VRecordSource& source);
   /// @return whether there is a current record
   bool IsValid() const noexcept { return m_valid != 0; }
-  /// @return number of records in front of the current one
+  /// @return number of records before the current one
   uint32_t GetIndex() const noexcept { return m_index; }
 
   /// Copies the current record out. @return false when the source refuses

@@ -1,4 +1,4 @@
-// VRandomSource is where the helper library takes its random numbers from.
+// VRandomSource supplies random numbers to the helper library.
 #pragma once
 #include <cstdint>
 

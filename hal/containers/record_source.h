@@ -9,7 +9,7 @@
 class VFilter;
 struct VListNode;
 
-/// Sixteen bytes that a list keeps for its owner; their meaning is the owner's own.
+/// Sixteen bytes that a list keeps for its owner, who alone knows what they mean.
 struct VRecord {
   uint32_t m_words[4];
 
@@ -21,7 +21,7 @@ struct VRecord {
     std::memcpy(&record, &p_value, sizeof(T));
     return record;
   }
-  /// The value whose bytes stand at the head of the record.
+  /// The value made of the record's first bytes.
   template <class T>
   T As() const {
     static_assert(std::is_trivially_copyable_v<T> && sizeof(T) <= sizeof(VRecord));
@@ -32,20 +32,20 @@ struct VRecord {
 };
 static_assert(sizeof(VRecord) == 16, "records are copied as 16 bytes on every system");
 
-/// Anything that yields records one after the other. A position is a node of the source, null
-/// meaning no element; every operation takes the caller's position variable by reference, whether
-/// or not it changes it.
+/// Anything that delivers records one after the other. A position is a node of the source, or null
+/// for no element. Operations take the caller's position variable by reference, whether or not they
+/// change it. Slots count from 0.
 class VRecordSource : public VHeapObject {
  public:
   using Position = VListNode*;
 
-  /// Slot 1. Moves to the first record. @return false, with a null position, when there is none
+  /// Slot 0. Moves to the first record. @return false, with a null position, when there is none
   virtual bool First(Position& p_position) = 0;
-  /// Slot 2. Moves to the last record. @return false, with a null position, when there is none
+  /// Slot 1. Moves to the last record. @return false, with a null position, when there is none
   virtual bool Last(Position& p_position) = 0;
-  /// Slot 3. Copies the record out. @return false for a null position
+  /// Slot 2. Copies the record out. @return false for a null position
   virtual bool Get(Position& p_position, VRecord& p_record) = 0;
-  /// Slot 4. Moves `p_step` records on (back when negative), and to null behind either end.
+  /// Slot 3. Moves `p_step` records on (back when negative), and to null past either end.
   /// @return whether there is a record at the new position
   virtual bool Move(Position& p_position, int32_t p_step) = 0;
 
@@ -53,30 +53,30 @@ class VRecordSource : public VHeapObject {
   ~VRecordSource() = default;
 };
 
-/// A record source that can be changed. Slots 1 to 4 are those of VRecordSource.
+/// A record source that can be changed. Slots 0 to 3 are those of VRecordSource.
 class VRecordList : public VRecordSource {
  public:
-  /// Slot 5. @return number of records
+  /// Slot 4. @return number of records
   virtual uint32_t GetCount() = 0;
-  /// Slots 6 and 7. Insert those records of `p_source` that `p_filter` lets pass, in their order,
-  /// in front of the position or behind it. An empty source is a success.
+  /// Slots 5 and 6. Insert the records of `p_source` that `p_filter` lets pass, in their order,
+  /// before or after the position. An empty source is a success.
   /// @return false for a null position, when memory runs out, or when the source fails
   virtual bool InsertBefore(Position& p_position, VRecordSource& p_source, VFilter& p_filter) = 0;
   virtual bool InsertAfter(Position& p_position, VRecordSource& p_source, VFilter& p_filter) = 0;
-  /// Slots 8 and 9. The same, in front of the first record or behind the last one.
+  /// Slots 7 and 8. The same, before the first record or after the last one.
   virtual bool InsertFront(VRecordSource& p_source, VFilter& p_filter) = 0;
   virtual bool InsertBack(VRecordSource& p_source, VFilter& p_filter) = 0;
-  /// Slot 10. Removes every record whose running index (from 0, as the list stood before the call)
-  /// the filter lets pass. @return true
+  /// Slot 9. Removes every record whose running index the filter lets pass: its place, from 0,
+  /// before the call. @return true
   virtual bool RemoveIf(VFilter& p_filter) = 0;
-  /// Slot 11. Removes the record at the position, which moves on by `p_step` first; with a step of
+  /// Slot 10. Removes the record at the position, which moves on by `p_step` first; with a step of
   /// 0 it becomes null. @return whether there is a record at the new position
   virtual bool Remove(Position& p_position, int32_t p_step) = 0;
-  /// Slot 12. Puts record `p_permutation[k]` at place k, for the first `p_count` records; those
-  /// behind keep their order. @return false when there are fewer records, or when memory runs out
+  /// Slot 11. Puts record `p_permutation[k]` at place k, for the first `p_count` records; the
+  /// others keep their order. @return false when there are fewer records, or when memory runs out
   virtual bool Reorder(const uint32_t* p_permutation, uint32_t p_count) = 0;
-  /// Slot 13. Overwrites the record. @return false for a null position
+  /// Slot 12. Overwrites the record. @return false for a null position
   virtual bool Set(Position& p_position, const VRecord& p_record) = 0;
-  /// Last slot: behind all operations, so that it never shifts one.
+  /// Last slot, after all operations, so that it never shifts one.
   virtual ~VRecordList() = default;
 };

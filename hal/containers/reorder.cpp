@@ -22,8 +22,8 @@ bool VReorder::GReorder(Work p_work, const Reports& p_reports) noexcept {
   VBitTable done;
   p_work.m_done = done.SetCount(p_work.m_count);
   if (!p_work.m_done) {
-    // DELIBERATE D-154: no elements need no storage, and are reported like storage that could not
-    // be had.
+    // DELIBERATE D-154: a reorder of no elements has no storage either, and is reported like one
+    // without memory. D-160: nothing moves.
     VAssertion::GReport(p_reports.m_noStorage);
     return false;
   }
@@ -40,9 +40,9 @@ void VReorder::GFollowCycle(const Work& p_work, uint32_t n, const Reports& p_rep
   uint32_t next = p_work.m_permutation[n];
   do {
     // A cycle is entered at its smallest position, so every other one is larger and not done yet;
-    // position n itself is never marked. A walk that meets a marked or smaller position would not
-    // come back to n, ever: it ends there. So does one that leaves the array; the texts of the
-    // reports are fixed, and there is none for it.
+    // position n itself is never marked. DELIBERATE D-160: a walk that meets a marked or smaller
+    // position would never come back to n, and ends there. So does one that leaves the array, for
+    // which there is no report.
     const bool isOutside = next >= p_work.m_count;
     const bool doneTwice = !isOutside && VBitArrayBitTable::GGet(p_work.m_done, next);
     const bool notRising = next <= n;

@@ -5,10 +5,9 @@
 #include "hal/memory/assertion.h"
 
 /// Entry k of a permutation is the index of the element that must end up at position k; it must be
-/// a bijection of 0 ... count-1. Where a check sees that it is not, it reports, and the rest of
-/// that cycle stays as it is; an entry of `count` or more ends its cycle without a report, and
-/// nothing outside the array is touched. Cost: one swap for each step of a cycle; one bit for each
-/// element.
+/// a bijection of 0 ... count-1. A check that sees that it is not reports that, and the rest of
+/// that cycle stays as it is. An entry of `count` or more ends its cycle without a report. Nothing
+/// outside the array is touched. Cost: one swap for each step of a cycle; one bit for each element.
 class VReorder {
  public:
   /// Reorders `p_count` elements of `size` bytes. Reports "done" when there is no storage for the
@@ -20,7 +19,7 @@ class VReorder {
   static bool GPointers(void* p_pointers, const uint32_t* p_permutation, uint32_t p_count) noexcept;
 
  protected:
-  /// What a failed check writes; the instances for elements and for pointers differ in the lines.
+  /// What failed checks write: elements and pointers have lines of their own.
   struct Reports {
     const char16_t* m_noStorage;
     const char16_t* m_doneTwice;
@@ -46,7 +45,7 @@ class VReorder {
     uint32_t m_size;  // bytes of an element
     const uint32_t* m_permutation;
     uint32_t m_count;
-    uint8_t* m_done;  // a bit for each position that has its element
+    uint8_t* m_done;  // one bit per position, set when its element is there
   };
   /// Moves the elements of the cycle that begins at position `n`, its smallest.
   static void GFollowCycle(const Work& p_work, uint32_t n, const Reports& p_reports) noexcept;

@@ -1,12 +1,11 @@
-// VSingleRecordSource: one record in the guise of a list, for the operations that insert from a
-// source.
+// VSingleRecordSource: one record as a source, for the operations that insert from one.
 #pragma once
 #include <cstdint>
 
 #include "hal/containers/record_source.h"
 
-/// Borrows its record. Knows no positions: First() and Last() leave the position as it is. The
-/// operations that would change a list insert nothing; all but InsertBefore() report "0".
+/// Borrows its record. Has no positions: First() and Last() leave the position as it is. The
+/// operations that change a list do nothing and return false; all but InsertBefore() report "0".
 class VSingleRecordSource final : public VRecordList {
  public:
   explicit VSingleRecordSource(const VRecord& p_record) noexcept : m_record(&p_record) {}

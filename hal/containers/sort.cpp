@@ -8,12 +8,12 @@ namespace {
 // Ranges of this many elements or fewer are sorted by selection.
 constexpr uint32_t KSelectionMax = 8;
 
-// The larger part of a split always waits, so the part in work at least halves each time: ranges of
-// more than KSelectionMax out of 2^32 elements never need more than 29 waiting parts.
+// The larger part of a split always waits, so the part being sorted at least halves each time: 2^32
+// elements are down to KSelectionMax with no more than 29 parts waiting.
 constexpr uint32_t KStackSize = 30;
 
-// The array in work. Elements are named by their index: an address one before the base, which the
-// split would otherwise form, is nothing that a pointer may hold.
+// The array being sorted. Elements are named by their index: the split would otherwise form an
+// address before the base, which a pointer must not hold.
 struct SortedArray {
   uint8_t* m_base;
   uint32_t m_size;
@@ -43,16 +43,15 @@ void SelectionSort(const SortedArray& p_array, SortRange p_range) {
   }
 }
 
-// Where a split ended: `m_pivot` is in its final place, what follows `m_right` (included) is
-// larger.
+// Where a split ended: `m_pivot` is in its final place. Elements between it and `m_right` equal it;
+// from `m_right` on none is smaller.
 struct SortSplit {
   uint32_t m_pivot;
   uint32_t m_right;
 };
 
-// DELIBERATE D-158: neither side stops at elements equal to the pivot, so that among few different
-// keys a split takes off only those at one end, and the sort is quadratic. Which elements are
-// compared and swapped, and when, must not change.
+// DELIBERATE D-158: neither side stops at elements equal to the pivot. With few different keys a
+// split therefore takes off only those at one end, and the sort is quadratic.
 SortSplit Split(const SortedArray& p_array, SortRange p_range) {
   const uint32_t lo = p_range.m_lo;
   const uint32_t hi = p_range.m_hi;

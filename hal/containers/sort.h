@@ -1,6 +1,6 @@
-// VSort sorts arrays whose element size is known only at run time. Not stable; in place; the
-// sequence of compares and swaps is part of its contract, because callers swap more than the array
-// itself.
+// VSort sorts arrays whose element size is known only at run time. In place and not stable. Which
+// elements are compared and swapped, and when, is part of the contract: a caller's swap may move
+// more than the array.
 #pragma once
 #include <cstdint>
 

@@ -8,7 +8,7 @@ class VAlignment {
   /// power of two.
   static uintptr_t GAlignUp(uintptr_t value, uintptr_t align) noexcept;
 
-  /// First address at or behind `p_raw` that is a multiple of `align`.
+  /// First address at or after `p_raw` that is a multiple of `align`.
   static void* GAlignUp(void* p_raw, uintptr_t align) noexcept;
 };
 
@@ -20,8 +20,8 @@ class VAlignedBlock {
   VAlignedBlock(const VAlignedBlock&) = delete;
   VAlignedBlock& operator=(const VAlignedBlock&) = delete;
 
-  /// Takes over `p_raw`, which must hold `align - 1` bytes more than are used. The block that was
-  /// held before is not freed: usually `p_raw` is that block, resized.
+  /// Takes over `p_raw`, which must hold `align - 1` bytes more than are used. The block held
+  /// before is not freed: `p_raw` usually is that block, resized.
   void Set(void* p_raw, uintptr_t align) noexcept;
 
   void* GetAligned() const noexcept { return m_aligned; }

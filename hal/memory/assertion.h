@@ -1,6 +1,10 @@
-// Assertion reports: a condition inside the library that does not hold is written to the debug
-// output and breaks into the debugger; when resumed, the code carries on as if it had held. The
-// checks are always present. File data is never judged by one.
+// Assertion reports: when a condition inside the library does not hold, the check writes a report
+// to the debug output and breaks into the debugger. The checks are always present. File data is
+// never judged by one.
+//
+// When execution is resumed, or there is no debugger, the code carries on as if the condition had
+// held. The exception is D-160: where that would follow a null pointer, leave an array or never
+// end, the operation stops short and returns what it returns for "nothing done".
 #pragma once
 
 class VAssertion {
@@ -14,10 +18,10 @@ class VAssertion {
 #define VASSERT_REPORT(source, line, text) \
   u"\r\n*** ASSERTION FAILED in " source "(" line "):\r\n" text "\r\n"
 
-/// Checks `condition`, and reports `text` in its place when it does not hold.
-/// @param source, line  where the report says that the check stands: a string literal and a plain
-///        number. Tools that collect reports know the checks by these, so they never change and
-///        are not the place in this source file.
+/// Checks `condition`, and reports `text` when it does not hold.
+/// @param source, line  the place that the report names: a string literal and a plain number. Tools
+///        that collect reports know the checks by these. They never change, and they are not the
+///        place in this source file.
 #define VASSERT_TEXT_AT(source, line, condition, text)          \
   do {                                                          \
     if (!(condition)) [[unlikely]] {                            \
@@ -25,6 +29,6 @@ class VAssertion {
     }                                                           \
   } while (false)
 
-/// Checks `condition`; its source text is part of the report. The formatter may change that text's
-/// spaces ("a>b"): where the report has none, use VASSERT_TEXT_AT.
+/// Checks `condition`, whose source text goes into the report. The formatter puts spaces around
+/// operators; for a report without them ("a>b") use VASSERT_TEXT_AT.
 #define VASSERT_AT(source, line, condition) VASSERT_TEXT_AT(source, line, condition, #condition)

@@ -6,8 +6,8 @@ namespace {
 
 VAllocator g_allocator = {std::malloc, std::realloc, std::free};
 
-// The C library may answer a request for no bytes with null, which here means "no memory"; and its
-// realloc() may free the block then.
+// Asked for no bytes, the C library may return null, which here means "no memory", and its
+// realloc() may free the block.
 size_t atLeastOne(size_t bytes) { return bytes ? bytes : 1; }
 
 }  // namespace

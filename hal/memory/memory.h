@@ -21,10 +21,10 @@ class VMemory {
   static VAllocator GSetAllocator(const VAllocator& allocator) noexcept;
 
   /// @return a block of `bytes` bytes, aligned for any fundamental type, or null when there is no
-  ///         memory; 0 bytes give a block too
+  ///         memory; a request for 0 bytes gives a block too
   static void* GAllocate(size_t bytes) noexcept;
 
-  /// Gives back a block; null is ignored.
+  /// Frees a block; null is ignored.
   static void GFree(void* p_block) noexcept;
 
   /// Changes the size of a block, or allocates when `p_block` is null.
@@ -44,8 +44,8 @@ class VMemory {
     return block ? ::new (block) T(std::forward<Arguments>(arguments)...) : nullptr;
   }
 
-  /// Destroys and frees what GNew() made; null is ignored. T must be the type that was made: an
-  /// object behind a base class with a virtual destructor is ended with `delete` (VHeapObject).
+  /// Destroys and frees what GNew() made; null is ignored. T must be the type that was made; an
+  /// object that is known by its base class only is ended with `delete` (VHeapObject).
   template <class T>
   static void GDelete(T* p_object) noexcept {
     if (!p_object) return;
@@ -64,7 +64,7 @@ class VMemory {
     return static_cast<T*>(GAllocate(p_count * KElementSize));
   }
 
-  /// Gives back what GNewArray() made; null is ignored.
+  /// Frees what GNewArray() made; null is ignored.
   template <class T>
   static void GDeleteArray(T* p_array) noexcept {
     static_assert(std::is_trivial_v<T>);
@@ -72,12 +72,11 @@ class VMemory {
   }
 };
 
-/// Base of the classes that may live in the heap behind a virtual destructor: their `new` gives
-/// null when there is no memory, and their `delete` goes back to VMemory. Adds no field.
+/// Base of the classes whose objects `new` may make and `delete` may end, through a base class too:
+/// their `new` returns null when there is no memory, and their `delete` frees through VMemory. Adds
+/// no field.
 class VHeapObject {
  public:
   static void* operator new(size_t bytes) noexcept { return VMemory::GAllocate(bytes); }
-  static void* operator new(size_t, void* p_place) noexcept { return p_place; }
   static void operator delete(void* p_block) noexcept { VMemory::GFree(p_block); }
-  static void operator delete(void*, void*) noexcept {}
 };

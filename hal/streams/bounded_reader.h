@@ -1,4 +1,4 @@
-// VBoundedReader: lets a caller see only the next bytes of another reader.
+// VBoundedReader lets a caller read no more than the next so many bytes of another reader.
 #pragma once
 #include <cstdint>
 
@@ -18,7 +18,7 @@ class VBoundedReader final : public VByteReader {
 
   uint32_t GetRemaining() const { return m_remaining; }
 
-  /// Passes over all that remains, whole or with a failure.
+  /// Skips all that remains. @return VResult::KOutOfRange when the inner reader skips fewer bytes
   VelaBase::TIOResult SkipRest(void* p_context);
 
  private:

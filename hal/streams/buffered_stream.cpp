@@ -11,8 +11,8 @@ void reserveHalving(VByteBuffer& p_staging, uint32_t size) {
   while (!p_staging.Reserve(size) && size >= 2) size /= 2;
 }
 
-// Whether a transfer is large enough to go past a staging of `size` bytes.
-bool goesPast(uint32_t p_count, uint32_t size) { return p_count > uint64_t{size} * 2; }
+// Whether a transfer is large enough to bypass a staging of `size` bytes.
+bool bypasses(uint32_t p_count, uint32_t size) { return p_count > uint64_t{size} * 2; }
 
 }  // namespace
 
@@ -24,7 +24,7 @@ VelaBase::TIOResult VBufferedWriter::Write(const void* p_buffer, uint32_t p_coun
                                            void* p_context) {
   const uint32_t capacity = m_staging.GetCapacity();
   *p_done = 0;
-  if (capacity == 0 || goesPast(p_count, capacity)) {
+  if (capacity == 0 || bypasses(p_count, capacity)) {
     VelaBase::TIOResult result = Flush(p_context);
     if (result == VResult::KSuccess) {
       result = VExactTransfer::GWrite(*m_inner, p_buffer, p_count, p_context);
@@ -50,8 +50,8 @@ VelaBase::TIOResult VBufferedWriter::Flush(void* p_context) {
   if (m_staged == 0) return VResult::KSuccess;
   const VelaBase::TIOResult result =
       VExactTransfer::GWrite(*m_inner, m_staging.GetPtr(), m_staged, p_context);
-  // DELIBERATE D-157: bytes whose write failed are dropped, so that a later flush never writes a
-  // part of them twice.
+  // DELIBERATE D-157: bytes whose write failed are dropped, so that no part of them is written
+  // twice.
   m_staged = 0;
   return result;
 }
@@ -65,7 +65,7 @@ VelaBase::TIOResult VBufferedReader::Read(void* p_buffer, uint32_t p_count, uint
   auto* target = static_cast<uint8_t*>(p_buffer);
   const uint32_t capacity = m_staging.GetCapacity();
   if (capacity == 0) return Direct(target, p_count, p_done, p_context);
-  if (goesPast(p_count, capacity)) {
+  if (bypasses(p_count, capacity)) {
     const uint32_t remaining = m_filled - m_consumed;
     const uint32_t todo = p_count;
     VASSERT_AT("stdhelpers", 849, remaining < todo);

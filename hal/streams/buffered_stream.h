@@ -1,5 +1,5 @@
-// Buffered streams: many small transfers become few large ones. Transfers of more than twice the
-// staging go past it.
+// Buffered streams turn many small transfers into few large ones. Transfers of more than twice the
+// staging bypass it.
 #pragma once
 #include <cstdint>
 
@@ -9,8 +9,8 @@
 /// Borrows the inner writer. Must be flushed before the inner writer is used or destroyed.
 class VBufferedWriter final : public VByteWriter {
  public:
-  /// @param size  bytes of staging; halved until they can be had. Without any, every write goes
-  ///        straight to the inner writer, one of no bytes too.
+  /// @param size  bytes of staging; halved until there is memory for them. Without any, every write
+  ///        goes straight to the inner writer, one of no bytes too.
   VBufferedWriter(VByteWriter& inner, uint32_t size) noexcept;
 
   /// Takes all bytes. `*p_done` counts what was taken before a failure, too.
@@ -31,11 +31,11 @@ class VBufferedWriter final : public VByteWriter {
 };
 static_assert(sizeof(VBufferedWriter) == 4 * sizeof(void*) + 8);
 
-/// Borrows the inner reader and reads ahead of its caller, by less than the staging.
+/// Borrows the inner reader, and reads ahead by less than the staging.
 class VBufferedReader final : public VByteReader {
  public:
-  /// @param size  bytes of staging; halved until they can be had. Without any, every read goes
-  ///        straight to the inner reader.
+  /// @param size  bytes of staging; halved until there is memory for them. Without any, every read
+  ///        goes straight to the inner reader.
   VBufferedReader(VByteReader& inner, uint32_t size) noexcept;
 
   /// Delivers all bytes, or fewer at the end of the data. `*p_done` counts what came before a

@@ -1,16 +1,17 @@
 // The byte streams of the library, transfers that are whole or fail, and big-endian integers.
 #pragma once
+#include <bit>
 #include <cstdint>
 
 #include "hal/memory/memory.h"
 #include "hal/streams/io_result.h"
 
-/// Delivers bytes. Two operations, in slot order; the reader face of a host stream has the same
-/// table, so one is the other. `p_context` is the caller's own (the host's cancel token) and is
-/// passed on unchanged by every adapter.
+/// Delivers bytes. Its table is that of the reader face of a host stream, so that either serves as
+/// the other. `p_context` belongs to the caller (it is the host's cancel token); every adapter
+/// passes it on unchanged.
 class VByteReader : public VHeapObject {
  public:
-  /// Slot 0. Reads up to `p_count` bytes. A short transfer is no error; it marks the end of data.
+  /// Slot 0. Reads up to `p_count` bytes. Fewer are not an error; they mark the end of data.
   /// @param p_done  receives the number of bytes read
   virtual VelaBase::TIOResult Read(void* p_buffer, uint32_t p_count, uint32_t* p_done,
                                    void* p_context) = 0;
@@ -23,7 +24,7 @@ class VByteReader : public VHeapObject {
   ~VByteReader() = default;
 };
 
-/// Takes bytes. One operation, like the writer face of a host stream.
+/// Takes bytes. Its table is that of the writer face of a host stream.
 class VByteWriter : public VHeapObject {
  public:
   /// Slot 0. Writes up to `p_count` bytes. @param p_done  receives the number of bytes written
@@ -34,7 +35,7 @@ class VByteWriter : public VHeapObject {
   ~VByteWriter() = default;
 };
 
-/// Transfers of exactly `p_count` bytes. A code that the stream gives is returned as it is.
+/// Transfers of exactly `p_count` bytes. A failure code of the stream is returned as it is.
 class VExactTransfer {
  public:
   /// @return VResult::KFailed when fewer bytes came
@@ -58,8 +59,8 @@ class VExactTransfer {
 /// Byte order of integers in memory.
 class VByteOrder {
  public:
-  /// The library runs on little-endian systems only.
   static constexpr bool GIsLittleEndian() { return true; }
+  static_assert(std::endian::native == std::endian::little);
 
   /// b0 b1 b2 b3 becomes b3 b2 b1 b0.
   static constexpr uint32_t GSwap(uint32_t value) {
@@ -67,7 +68,5 @@ class VByteOrder {
   }
 
   /// Between the order of this system and big-endian, either way.
-  static constexpr uint32_t GBigEndian(uint32_t value) {
-    return GIsLittleEndian() ? GSwap(value) : value;
-  }
+  static constexpr uint32_t GBigEndian(uint32_t value) { return GSwap(value); }
 };

@@ -1,10 +1,10 @@
-// VResult: the result codes that the helper library itself gives. Other codes come from the streams
-// of the host and pass through unchanged.
+// VResult: the result codes of the helper library itself. Other codes come from the host's streams
+// and pass through unchanged.
 #pragma once
 #include <cstdint>
 
 namespace VelaBase {
-// The host's header gives the enumerators; this library needs three values only.
+// The public header defines the enumerators; this library needs three values only.
 enum class TIOResult : uint32_t;
 }  // namespace VelaBase
 

@@ -15,6 +15,7 @@ VelaBase::TIOResult VLacedReader::Read(void* p_buffer, uint32_t p_count, uint32_
       uint8_t length = 0;
       uint32_t done = 0;
       const VelaBase::TIOResult result = m_inner->Read(&length, 1, &done, p_context);
+      // DELIBERATE D-161: only a read that succeeds without a byte ends the data.
       if (result != VResult::KSuccess) return result;
       if (done != 1) break;
       m_left = length;
@@ -72,7 +73,7 @@ VelaBase::TIOResult VLacedWriter::Close(void* p_context) {
   if (m_closed) return VResult::KSuccess;
   m_closed = 1;
   if (m_buffer_state == VLacing::KSegmentMax) {
-    // A full segment whose write failed is still here; it is not the last one.
+    // DELIBERATE D-162: a full segment whose write failed is still here, and is not the last one.
     const VelaBase::TIOResult result = WriteSegment(p_context);
     if (result != VResult::KSuccess) return result;
   }
@@ -86,9 +87,9 @@ VelaBase::TIOResult VLacedWriter::WriteSegment(void* p_context) {
   if (result == VResult::KSuccess && length) {
     result = VExactTransfer::GWrite(*m_inner, m_segment, length, p_context);
   }
-  // DELIBERATE D-159: a segment that could not be written stays, and is written again from its
-  // length byte on by what comes next, also when that byte went out before the failure. What was
-  // taken is never lost; a stream that kept a part of a segment is the caller's to take back.
+  // DELIBERATE D-159: a segment that could not be written stays, and the next write or close starts
+  // again at its length byte, even if that byte went out before the failure. No byte that was
+  // taken is lost; where the inner writer kept a part of the segment, the caller has to undo that.
   if (result == VResult::KSuccess) m_buffer_state = 0;
   return result;
 }

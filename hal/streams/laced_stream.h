@@ -1,35 +1,37 @@
-// Laced streams: a byte stream cut into segments, so that its end can be told without its length.
-//   { u8 length, length bytes } ...; a segment of fewer than 255 bytes is the last one, so data of
-//   a multiple of 255 bytes end with an empty segment.
+// Laced streams: bytes cut into segments, so that a reader finds their end without knowing their
+// length.
+//   { u8 length, length bytes } ...; a segment of fewer than 255 bytes is the last one, so a
+//   multiple of 255 bytes ends with an empty segment.
 #pragma once
 #include <cstdint>
 
 #include "hal/streams/byte_stream.h"
 
-/// What both ends of a laced stream agree on.
+/// The format, which reader and writer share.
 class VLacing {
  public:
-  /// Bytes of a full segment: one that another follows.
+  /// Bytes of a full segment, which another one follows.
   static constexpr uint32_t KSegmentMax = 255;
 };
 
-/// Delivers the bytes of one laced stream; behind its last segment, none. Borrows the inner reader
-/// and takes no byte from behind the last segment.
+/// Delivers the bytes of one laced stream, and none after its last segment. Borrows the inner
+/// reader and takes no byte beyond that segment.
 class VLacedReader final : public VByteReader {
  public:
   explicit VLacedReader(VByteReader& inner) noexcept : m_inner(&inner) {}
 
-  /// A missing length byte ends the data without a failure; a segment that is cut short fails like
-  /// an exact transfer. `*p_done` counts what came before a failure, too.
+  /// A stream that ends before a length byte ends the data with success. A failed read of a length
+  /// byte returns its code, and a segment that is cut short fails like an exact transfer. `*p_done`
+  /// counts what came before a failure, too.
   VelaBase::TIOResult Read(void* p_buffer, uint32_t p_count, uint32_t* p_done,
                            void* p_context) override;
   VelaBase::TIOResult Skip(uint32_t p_count, uint32_t* p_done, void* p_context) override;
   virtual ~VLacedReader() = default;
 
-  /// Passes over what is left, up to 4 GiB.
+  /// Skips what is left, up to 4 GiB.
   VelaBase::TIOResult SkipToEnd(void* p_context);
 
-  /// Passes over one whole laced stream on a plain reader. A missing length byte fails.
+  /// Skips one whole laced stream on a plain reader. Here a missing length byte is a failure.
   static VelaBase::TIOResult GSkipBlock(VByteReader& reader, void* p_context);
 
  private:
@@ -45,13 +47,13 @@ class VLacedWriter final : public VByteWriter {
   explicit VLacedWriter(VByteWriter& inner) noexcept : m_inner(&inner) {}
 
   /// Takes all bytes; full segments go to the inner writer at once. `*p_done` counts what was taken
-  /// before a failure, too; the next write, or Close(), writes the failed segment again, whole.
+  /// before a failure, too. The next write, or Close(), writes the whole failed segment again.
   VelaBase::TIOResult Write(const void* p_buffer, uint32_t p_count, uint32_t* p_done,
                             void* p_context) override;
-  /// Does not close: that can fail.
+  /// Does not close, because that can fail.
   virtual ~VLacedWriter() = default;
 
-  /// Writes the last segment; before it a full one, if that failed when it was written. Further
+  /// Writes a full segment that failed before, if there is one, and then the last segment. Further
   /// calls do nothing, even when this one failed.
   VelaBase::TIOResult Close(void* p_context);
 

@@ -1,4 +1,4 @@
-// Streams over a block of memory of the caller's.
+// Streams over a block of the caller's memory.
 #pragma once
 #include <cstdint>
 
@@ -24,7 +24,7 @@ class VMemoryReader final : public VByteReader {
   uint32_t m_position = 0;  // bytes, at most m_size
 };
 
-/// Writes into a block in order; what does not fit is not taken.
+/// Writes into a block in order. Takes no more bytes than fit.
 class VMemoryWriter final : public VByteWriter {
  public:
   /// @param p_data  borrowed

@@ -18,13 +18,13 @@ uint32_t decimalDigits(uint64_t value, char16_t* scratch) {
   return first;
 }
 
-// The smallest value has a magnitude too.
+// Unsigned, so that the smallest value has a magnitude too.
 uint64_t magnitude(int64_t value) {
   const auto bits = static_cast<uint64_t>(value);
   return value < 0 ? 0 - bits : bits;
 }
 
-// Two decimal digits of a number below 100; the first lies behind '9' when it is not.
+// Two decimal digits of a number below 100. For a larger one the first unit is beyond '9'.
 void twoDigits(uint32_t number, char16_t* p_target) {
   p_target[0] = static_cast<char16_t>(number / 10 + u'0');
   p_target[1] = static_cast<char16_t>(number % 10 + u'0');
@@ -48,7 +48,7 @@ uint32_t VNumberText::GFormatUnsigned(uint64_t value, char16_t* p_target,
   char16_t scratch[KDecimalUnits];
   const uint32_t first = decimalDigits(value, scratch);
   const uint32_t digits = KLast - first;
-  // One more than the digits takes the NUL along.
+  // One unit more copies the NUL.
   std::copy_n(scratch + first, std::min(digits + 1, p_count), p_target);
   return digits;
 }
@@ -99,8 +99,7 @@ void VNumberText::GSetSigned(VString& target, int64_t value) {
 
 void VNumberText::GWriteClock(VString& target, uint32_t seconds, uint32_t start) {
   char16_t hours[2];
-  // DELIBERATE D-112: hours are two units whatever they are: 100 hours begin with ':', the unit
-  // behind '9'.
+  // DELIBERATE D-112: hours always take two units; 100 hours begin with ':', the unit after '9'.
   twoDigits(seconds / 3600, hours);
   target.Set(hours, 2, start);
   appendClockGroup(target, seconds % 3600 / 60);

@@ -7,7 +7,10 @@ namespace {
 
 bool isDecimalSeparator(char16_t unit) { return unit == u'.' || unit == u','; }
 
-// A text without the sign in front of it.
+// Units of a float text that are looked at.
+constexpr uint32_t KFloatUnits = 127;
+
+// A text after its sign.
 struct Unsigned {
   const char16_t* m_text;
   uint32_t m_length;  // units
@@ -20,11 +23,7 @@ Unsigned withoutSign(const char16_t* text, uint32_t maximum) {
   return {text + 1, length - 1, *text == u'-'};
 }
 
-int64_t signedValue(uint64_t magnitude, bool isNegative) {
-  return static_cast<int64_t>(isNegative ? 0 - magnitude : magnitude);
-}
-
-// Squares and multiplies in the width of Value.
+// Every product has the width of Value.
 template <class Value>
 Value power(Value base, uint32_t exponent) {
   Value result = 1;
@@ -64,8 +63,8 @@ uint64_t VNumberText::GParseScaled(const char16_t* text, uint32_t maximum,
   if (integer.m_count == length || !isDecimalSeparator(text[integer.m_count])) return whole;
   const uint32_t fractionStart = integer.m_count + 1;
   const Digits fraction = GParseDigits(text + fractionStart, length - fractionStart);
-  // DELIBERATE D-113: the fraction's digits and the power of ten that they are divided by are
-  // 32-bit values, so ten digits and more wrap; where the power is 0 they add nothing.
+  // DELIBERATE D-113: the fraction's digits and the power of ten that divides them are 32-bit
+  // values that wrap from ten digits on. Where the power wraps to 0 the fraction adds nothing.
   const uint32_t divisor = GPowerOfTen(fraction.m_count);
   if (divisor == 0) return whole;
   return whole + uint64_t{static_cast<uint32_t>(fraction.m_value)} * scale / divisor;
@@ -74,14 +73,14 @@ uint64_t VNumberText::GParseScaled(const char16_t* text, uint32_t maximum,
 int64_t VNumberText::GParseScaledSigned(const char16_t* text, uint32_t maximum,
                                         uint32_t scale) noexcept {
   const Unsigned number = withoutSign(text, maximum);
-  return signedValue(GParseScaled(number.m_text, number.m_length, scale), number.m_isNegative);
+  const uint64_t magnitude = GParseScaled(number.m_text, number.m_length, scale);
+  return static_cast<int64_t>(number.m_isNegative ? 0 - magnitude : magnitude);
 }
 
 float VNumberText::GParseFloat(const char16_t* text, int32_t maximum) noexcept {
-  constexpr uint32_t limit = 127;
-  char16_t copy[limit + 1];
-  // A negative maximum is a very large one.
-  VWideText::GCopy(copy, text, std::min(static_cast<uint32_t>(maximum), limit));
+  char16_t copy[KFloatUnits + 1];
+  // As an unsigned number a negative maximum is a very large one.
+  VWideText::GCopy(copy, text, std::min(static_cast<uint32_t>(maximum), KFloatUnits));
 
   const char16_t* next = copy;
   while (*next == u' ') ++next;
@@ -110,12 +109,8 @@ float VNumberText::GParseFloat(const char16_t* text, int32_t maximum) noexcept {
          GPower(10.0f, static_cast<int32_t>(exponent));
 }
 
-// DELIBERATE D-102: the value of an integer text is 0, whatever the text is: its digits are
-// multiplied into an accumulator that starts at 0. The exponent of a float text therefore has no
-// effect ("2.5e3" is 2.5).
+// DELIBERATE D-102: every integer text has the value 0, and no unit of it is looked at. The
+// exponent of a float text therefore has no effect ("2.5e3" is 2.5).
 uint64_t VNumberText::GParseUnsigned(const char16_t*, uint32_t) noexcept { return 0; }
 
-int64_t VNumberText::GParseSigned(const char16_t* text, uint32_t maximum) noexcept {
-  const Unsigned number = withoutSign(text, maximum);
-  return signedValue(GParseUnsigned(number.m_text, number.m_length), number.m_isNegative);
-}
+int64_t VNumberText::GParseSigned(const char16_t*, uint32_t) noexcept { return 0; }

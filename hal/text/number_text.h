@@ -1,4 +1,4 @@
-// VNumberText: numbers to text and back. Texts are bounded as VWideText describes.
+// VNumberText: numbers to text and back. A text and its maximum are as in VWideText.
 #pragma once
 #include <cstdint>
 
@@ -11,26 +11,26 @@ class VNumberText {
   /// 10 to the power of `exponent`; wraps in 32 bits (0 from 32 on).
   static uint32_t GPowerOfTen(uint32_t exponent) noexcept;
 
-  /// `base` to the power of `exponent`, squared and multiplied in single precision.
+  /// `base` to the power of `exponent`, by squaring and multiplying in single precision.
   static float GPower(float base, int32_t exponent) noexcept;
 
   struct Digits {
     uint64_t m_value;  ///< wraps in 64 bits
     uint32_t m_count;  ///< digits consumed
   };
-  /// Reads decimal digits up to the first unit that is none.
+  /// Reads decimal digits up to the first other unit.
   static Digits GParseDigits(const char16_t* text, uint32_t maximum) noexcept;
 
-  /// Reads a decimal number with an optional fraction behind '.' or ',' as a count of 1 / `scale`.
-  /// What follows the number is not looked at. The fraction is taken in 32 bits.
+  /// Reads a decimal number, with an optional fraction after '.' or ',', in units of 1 / `scale`.
+  /// Ignores what follows the number. The fraction wraps in 32 bits (D-113).
   static uint64_t GParseScaled(const char16_t* text, uint32_t maximum, uint32_t scale) noexcept;
 
   /// Like GParseScaled(), with an optional '-' or '+' before the number.
   static int64_t GParseScaledSigned(const char16_t* text, uint32_t maximum,
                                     uint32_t scale) noexcept;
 
-  /// Reads a decimal number with an optional sign and fraction, after leading spaces. No more than
-  /// 127 units are looked at; a `maximum` that is negative stands for as many.
+  /// Reads a decimal number with an optional sign and fraction, after leading spaces. Looks at no
+  /// more than 127 units, also when `maximum` is negative.
   static float GParseFloat(const char16_t* text, int32_t maximum) noexcept;
 
   /// Always 0 (D-102).
@@ -47,11 +47,11 @@ class VNumberText {
                                          char16_t (&scratch)[KDecimalUnits]) noexcept;
 
   /// Writes as many decimal digits as fit into `p_count` units, and a NUL when there is room.
-  /// @return the number of digits of `value`
+  /// @return the number of digits of `value`, even if fewer fit
   static uint32_t GFormatUnsigned(uint64_t value, char16_t* p_target, uint32_t p_count) noexcept;
 
-  /// Like GFormatUnsigned(), with a '-' before a negative value, which counts as a digit. A
-  /// negative value and no room at all give 0.
+  /// Like GFormatUnsigned(), with a '-' before a negative value, which counts as a digit. Returns 0
+  /// for a negative value and a `p_count` of 0.
   static uint32_t GFormatSigned(int64_t value, char16_t* p_target, uint32_t p_count) noexcept;
 
   /// Writes upper-case hexadecimal digits, at least `minimumDigits` (16 at most), and a NUL to the
@@ -71,7 +71,7 @@ class VNumberText {
   /// Sets `target` to a signed decimal number; sign and digits are two writes.
   static void GSetSigned(VString& target, int64_t value);
 
-  /// Writes "hh:mm:ss" from unit `start` on, in three writes. 100 hours and more give a first unit
-  /// behind '9' (D-112).
+  /// Writes "hh:mm:ss" from unit `start` on, in three writes. The first unit of 100 hours and more
+  /// is beyond '9' (D-112).
   static void GWriteClock(VString& target, uint32_t seconds, uint32_t start);
 };

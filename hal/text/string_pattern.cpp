@@ -4,7 +4,7 @@
 
 namespace {
 
-// A text whose length is known.
+// A text with its length, without a NUL.
 struct Span {
   const char16_t* m_units;
   uint32_t m_count;
@@ -27,8 +27,8 @@ bool matches(Span name, Span pattern, VPattern::ListMode mode) {
     if (pattern.first() == u'*') {
       pattern.advance();
       // DELIBERATE D-101: the rest of the pattern is not tried at the very end of the name, unless
-      // the name was at its end when the '*' was reached. "a*" does not match "ab", and "*" matches
-      // the empty name only; the filters in use ("*.mp4") end in a fixed text.
+      // the name was at its end when the '*' was reached. So "a*" does not match "ab", and "*"
+      // matches the empty name only. The filters in use ("*.mp4") end in a fixed text.
       while (!matches(name, pattern, mode)) {
         if (name.m_count <= 1) return false;
         name.advance();

@@ -12,8 +12,8 @@ constexpr uint8_t KLeadValues[] = {0x00, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC, 0x00};
 bool isHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 bool isLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
 
-// Collects units and writes them to a string in pieces, the first from a given place on, the
-// others behind it.
+// Collects units and writes them to a string in pieces: the first at a given place, the others at
+// the end.
 class UnitStage {
  public:
   UnitStage(VString& target, uint32_t start) : m_target(target), m_start(start) {}
@@ -44,8 +44,8 @@ uint32_t VTextCodec::GSequenceLength(const uint8_t* bytes, uint32_t p_count) noe
   if (p_count == 0) return 0;
   const uint8_t lead = bytes[0];
   if (lead < 0x80) return lead ? 1 : 0;
-  // DELIBERATE D-110: a byte that leads no sequence (80 to BF, FE, FF) reaches the entry that takes
-  // everything and counts as the lead of seven bytes, when that many are there.
+  // DELIBERATE D-110: a byte that leads no sequence (80 to BF, FE, FF) reaches the last entry, and
+  // counts as the lead of seven bytes when that many are there.
   uint32_t entry = 0;
   while (entry < p_count && (lead & KLeadMasks[entry]) != KLeadValues[entry]) ++entry;
   if (entry == p_count) return 0;
@@ -69,8 +69,8 @@ uint32_t VTextCodec::GDecodeUtf8(const uint8_t* bytes, uint32_t p_count,
   uint32_t value = bytes[0] & (0xFFu >> (length + 1));
   for (uint32_t i = 1; i < length; ++i) {
     if ((bytes[i] & 0xC0) != 0x80) return 0;
-    // DELIBERATE D-111: overlong forms of three bytes and more are looked for at the third byte
-    // only, so many of them are taken for what they say (E0 80 90 is U+0010).
+    // DELIBERATE D-111: overlong forms of three bytes and more are noticed at the third byte only,
+    // so many of them are decoded (E0 80 90 is U+0010).
     if (i == 2 && value == 0 && (bytes[i] & 0x7F) >> (7 - length) == 0) return 0;
     value = value << 6 | (bytes[i] & 0x3Fu);
   }
@@ -98,8 +98,8 @@ uint32_t VTextCodec::GEncodeUtf8(uint32_t codePoint, uint8_t* p_target) noexcept
 }
 
 uint32_t VTextCodec::GUtf8Length(const char16_t* text, uint32_t maximum) noexcept {
-  // DELIBERATE D-107: the halves of a surrogate pair are counted, and encoded, one by one as three
-  // bytes each. Reader and writer agree on it, so any text survives.
+  // DELIBERATE D-107: the halves of a surrogate pair are counted and encoded one by one, three
+  // bytes each. The reader decodes them likewise, so every text survives.
   const uint32_t length = VWideText::GLength(text, maximum);
   uint32_t bytes = 0;
   for (uint32_t i = 0; i < length; ++i) bytes += GUtf8Length(uint32_t{text[i]});
@@ -110,14 +110,14 @@ uint32_t VTextCodec::GDecodeUtf16(const char16_t* text, char16_t* p_value) noexc
   *p_value = text[0];
   if (text[0] == 0) return 0;
   if (!isHighSurrogate(text[0]) || !isLowSurrogate(text[1])) return 1;
-  // DELIBERATE D-103: the code point of a pair is kept in 16 bits, which loses its plane.
+  // DELIBERATE D-103: the code point of a pair is cut to 16 bits, which loses its plane.
   *p_value = static_cast<char16_t>((text[0] & 0x3FF) << 10 | (text[1] & 0x3FF));
   return 2;
 }
 
 uint32_t VTextCodec::GEncodeUtf16(uint32_t codePoint, char16_t* p_target) noexcept {
-  // DELIBERATE D-104: the last plane (0x100000 to 0x10FFFF, private use) is refused like what lies
-  // behind it.
+  // DELIBERATE D-104: the last plane (0x100000 to 0x10FFFF, private use) is refused, like
+  // everything beyond it.
   if (codePoint == 0 || codePoint >= 0x100000) return 0;
   if (codePoint < 0x10000) {
     p_target[0] = static_cast<char16_t>(codePoint);

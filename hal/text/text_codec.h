@@ -20,24 +20,24 @@ class VTextCodec {
   static uint32_t GDecodeUtf8(const uint8_t* bytes, uint32_t p_count,
                               uint32_t* p_codePoint) noexcept;
 
-  /// Length of the sequence at `bytes`, of which `p_count` are available, without a look at the
-  /// form of the bytes behind its lead. @return 0 when it does not fit or can't be one
+  /// Length of the sequence at `bytes`, of which `p_count` are available. Of the bytes after the
+  /// lead only a NUL is noticed. @return 0 when it does not fit or can't be a sequence
   static uint32_t GSequenceLength(const uint8_t* bytes, uint32_t p_count) noexcept;
 
   /// Bytes that GEncodeUtf8() writes: 1 ... 6, and 0 for 0x80000000 and more.
   static uint32_t GUtf8Length(uint32_t codePoint) noexcept;
 
-  /// Encodes one code point. @param p_target  room for GUtf8Length() bytes, or null to get the
-  /// length only
+  /// Encodes one code point.
+  /// @param p_target  room for GUtf8Length() bytes, or null to get the length only
   /// @return the length in bytes, 0 when the code point can't be encoded
   static uint32_t GEncodeUtf8(uint32_t codePoint, uint8_t* p_target) noexcept;
 
-  /// Bytes of a whole text in UTF-8, at most `maximum` units and no further than its NUL.
+  /// Bytes of a whole text in UTF-8. The text and its maximum are as in VWideText.
   static uint32_t GUtf8Length(const char16_t* text, uint32_t maximum) noexcept;
 
   // UTF-16, one character
 
-  /// Decodes the character at `text`, which a NUL ends.
+  /// Decodes the character at `text`, a NUL-terminated text.
   /// @param p_value  receives the unit, or 16 bits of the code point of a surrogate pair (D-103)
   /// @return the units used: 0 at the NUL, 2 for a pair, otherwise 1
   static uint32_t GDecodeUtf16(const char16_t* text, char16_t* p_value) noexcept;

@@ -16,12 +16,13 @@ VelaBase::TIOResult emptied(VString& target, VelaBase::TIOResult result) {
   return result;
 }
 
-// Length in bytes of the whole sequences at the front of `stage` that have a full sequence of room
-// in it. @return false at a sequence that can't be one
+// Length in bytes of the sequences at the front of `stage` that begin where at least the longest
+// sequence is staged. @return false at a byte that can't begin one
 bool checkSequences(const VTextStage& stage, uint32_t* p_checked) {
-  // DELIBERATE D-105: the check stops where fewer bytes than the longest sequence are staged, so
-  // the last five bytes of a text are never checked; what they are decides the decoder, which
-  // ends the text quietly.
+  // DELIBERATE D-105: continuation bytes are not looked at, and the check stops where fewer bytes
+  // than the longest sequence are staged, so the last five bytes of a text are never checked. At a
+  // bad one of these the decoder stops without a failure and drops the rest of the staged batch;
+  // the batches that follow are read on.
   uint32_t checked = 0;
   while (stage.GetCount() - checked >= KUTF8MaxLength) {
     const uint32_t length =
@@ -49,6 +50,8 @@ VelaBase::TIOResult VTextStage::Fill(VByteReader& reader, uint32_t p_count, void
 void VTextStage::Consume(uint32_t p_count) noexcept {
   m_consumed += p_count;
   VASSERT_TEXT_AT("stdhelpers", 560, m_consumed <= m_fill, "temp_ptr<=temp_size");
+  // DELIBERATE D-160: GetCount() must not wrap.
+  m_consumed = std::min(m_consumed, m_fill);
 }
 
 VelaBase::TIOResult VTextStream::GWriteUtf8(VByteWriter& writer, const char16_t* text,
@@ -67,6 +70,7 @@ VelaBase::TIOResult VTextStream::GWriteUtf8Staged(uint8_t* p_stage, uint32_t p_s
                                                   uint32_t maximum, void* p_context) {
   VASSERT_TEXT_AT("stdhelpers", 493, p_stageBytes > KUTF8MaxLength,
                   "(sizeof(temp)/sizeof(*temp)) > KUTF8MaxLength");
+  // DELIBERATE D-160: a smaller stage would be overrun.
   if (p_stageBytes < KUTF8MaxLength) return VResult::KFailed;
   const uint32_t length = VWideText::GLength(text, maximum);
   VelaBase::TIOResult result =
@@ -88,6 +92,7 @@ VelaBase::TIOResult VTextStream::GReadUtf8Staged(uint8_t* p_stage, uint32_t p_st
                                                  void* p_context) {
   VASSERT_TEXT_AT("stdhelpers", 526, p_stageBytes > KUTF8MaxLength,
                   "(sizeof(temp)/sizeof(*temp)) > KUTF8MaxLength");
+  // DELIBERATE D-160: with a smaller stage the text would never end.
   if (p_stageBytes < KUTF8MaxLength) return emptied(target, VResult::KFailed);
   uint32_t owed = 0;
   VelaBase::TIOResult result = VExactTransfer::GReadU32(reader, &owed, p_context);
@@ -96,7 +101,7 @@ VelaBase::TIOResult VTextStream::GReadUtf8Staged(uint8_t* p_stage, uint32_t p_st
   VTextStage stage(p_stage, p_stageBytes);
   uint32_t start = 0;
   while (owed > 0) {
-    // No more than an unfinished sequence is left from the round before.
+    // The round before left less than the longest sequence, so there is room.
     const uint32_t count = std::min(stage.GetRoom(), owed);
     result = stage.Fill(reader, count, p_context);
     if (result != VResult::KSuccess) return emptied(target, result);

@@ -8,7 +8,7 @@
 
 class VString;
 
-/// The bytes between a stream and a string: filled at the end, consumed at the front.
+/// The bytes on their way from a stream to a string: filled at the end, consumed at the front.
 class VTextStage {
  public:
   /// @param p_bytes  borrowed; at least VTextCodec::KUTF8MaxLength bytes
@@ -21,10 +21,10 @@ class VTextStage {
   /// Bytes that Fill() can take at most.
   uint32_t GetRoom() const { return m_capacity - GetCount(); }
 
-  /// Moves what is left to the front and adds `p_count` bytes of `reader`, whole or not at all.
+  /// Moves what is left to the front, and adds `p_count` bytes of `reader` or none.
   VelaBase::TIOResult Fill(VByteReader& reader, uint32_t p_count, void* p_context);
 
-  /// Reports when more is consumed than is there.
+  /// More than is there is reported, and consumes what is there.
   void Consume(uint32_t p_count) noexcept;
 
  private:
@@ -39,20 +39,19 @@ class VTextStream {
   /// Size of the staging array between a stream and a string.
   static constexpr uint32_t KStageBytes = 128;
 
-  /// Writes a text, bounded as VWideText describes. @return the first failure of `writer`
+  /// Writes a text; it and its maximum are as in VWideText. @return the first failure of `writer`
   static VelaBase::TIOResult GWriteUtf8(VByteWriter& writer, const char16_t* text, uint32_t maximum,
                                         void* p_context);
 
-  /// Reads a text into `target`, in place of what it held.
-  /// @return the first failure of `reader`, or VResult::KOutOfRange at a sequence that can't be
-  ///         one; `target` is empty then. Continuation bytes are not checked, and neither are the
-  ///         last five bytes (D-105).
+  /// Reads a text into `target`, in place of what it held. Continuation bytes are not checked, nor
+  /// are the last five bytes; what bad ones cost says D-105.
+  /// @return the first failure of `reader`, or VResult::KOutOfRange at a byte that can't begin a
+  ///         sequence; `target` is then empty
   static VelaBase::TIOResult GReadUtf8(VByteReader& reader, VString& target, void* p_context);
 
-  // The same with a staging array of the caller's. One that is not larger than
-  // VTextCodec::KUTF8MaxLength bytes is reported. One that is smaller can't hold every sequence:
-  // the stream is not touched then, the target of a read is emptied, and VResult::KFailed is
-  // returned.
+  // The same with the caller's staging array. One of VTextCodec::KUTF8MaxLength bytes or fewer is
+  // reported. A smaller one can't hold every sequence: the result is VResult::KFailed, the stream
+  // is not touched, and the target of a read is emptied.
   static VelaBase::TIOResult GWriteUtf8Staged(uint8_t* p_stage, uint32_t p_stageBytes,
                                               VByteWriter& writer, const char16_t* text,
                                               uint32_t maximum, void* p_context);

@@ -47,7 +47,8 @@ uint64_t VBufferString::Store(const char16_t* text, uint32_t p_count, uint32_t s
 
   char16_t* const old = m_buffer;
   if (length > m_capacity || !m_buffer) {
-    // Twice the room, so that appending in pieces stays linear; just enough when that is too much.
+    // Twice the room, so that appending in pieces stays linear; just enough when there is no memory
+    // for that.
     const uint64_t roomy = std::min<uint64_t>(std::max<uint64_t>(length, 2 * uint64_t{m_capacity}),
                                               uint64_t{KAll} - 1);
     uint64_t capacity = roomy;
@@ -61,7 +62,7 @@ uint64_t VBufferString::Store(const char16_t* text, uint32_t p_count, uint32_t s
     m_buffer = buffer;
     m_capacity = static_cast<uint32_t>(capacity);
   }
-  // The text may be a part of the old buffer, which therefore goes last.
+  // The text may be part of the old buffer, which is therefore freed last.
   if (count > 0) std::memmove(m_buffer + start, text, count * sizeof(char16_t));
   m_length = static_cast<uint32_t>(length);
   m_buffer[m_length] = 0;

@@ -1,5 +1,5 @@
 // VString: the string that callers own and producers of text fill. VStringTail: the part of a
-// string behind a fixed place. VBufferString: a string with memory of its own.
+// string after a fixed place. VBufferString: a string with memory of its own.
 #pragma once
 #include <cstdint>
 
@@ -11,10 +11,10 @@ class VString : public VHeapObject {
   /// A count that means "up to the terminating NUL", and a place that means "the end".
   static constexpr uint32_t KAll = 0xFFFFFFFF;
 
-  /// Slot 0. Writes `p_count` units of `text` (KAll: up to its NUL) at unit `start` and drops what
-  /// followed `start`; a `start` behind the end stands for the end, so KAll appends. Null text with
-  /// count 0 cuts the string at `start`.
-  /// @return 0, or not 0 when the text could not be stored; the library does not look at it
+  /// Slot 0. Replaces everything from unit `start` on by `p_count` units of `text` (KAll: up to its
+  /// NUL). A `start` past the end means the end, so KAll appends. Null text with count 0 cuts the
+  /// string at `start`.
+  /// @return 0, or not 0 when the text could not be stored; the library ignores it
   virtual uint64_t Set(const char16_t* text, uint32_t p_count, uint32_t start) = 0;
 
   /// Slot 1. @return the first unit
@@ -27,8 +27,9 @@ class VString : public VHeapObject {
   virtual ~VString() = default;
 };
 
-/// The part of `string` behind the length that it has now. Borrows `string`, which must not become
-/// shorter than that. Not copyable: a copy would look like the tail of a tail.
+/// What follows the present length of `string`. Borrows `string`, which must not become shorter
+/// than that: it is reported, and the tail's length is then below 0, modulo 2^32. Not copyable: a
+/// copy would look like the tail of a tail.
 class VStringTail final : public VString {
  public:
   explicit VStringTail(VString& string) noexcept;
@@ -53,14 +54,14 @@ class VBufferString final : public VString {
   VBufferString(const VBufferString&) = delete;
   VBufferString& operator=(const VBufferString&) = delete;
 
-  /// `text` may lie in this string's own buffer.
+  /// `text` may be part of this string's own buffer.
   uint64_t Set(const char16_t* text, uint32_t p_count, uint32_t start) override;
   /// Never null. Valid until the next Set().
   const char16_t* GetBuffer() const override;
   uint32_t GetLength() const override;
 
-  /// False once a Set() found no memory: what producers wrote without looking at its result may
-  /// then lack a part. True again when a Set() at unit 0 succeeds.
+  /// False once a Set() found no memory: producers ignore its result, so a part of their text may
+  /// then be missing. True again when a Set() at unit 0 succeeds.
   bool IsComplete() const { return m_complete; }
 
  private:

@@ -1,8 +1,7 @@
-// VWideText: bounded helpers for UTF-16 texts, file names among them. VNarrowText: the same idea
-// for 8-bit texts.
+// VWideText: helpers for UTF-16 texts and file names. VNarrowText: helpers for 8-bit texts.
 //
-// A text is a pointer and a maximum count of units; KUntilNul stands for "no maximum". Its length
-// is the number of units before the first NUL, but never more than the maximum.
+// A text is a pointer and a maximum count of units; KUntilNul means "no maximum". Its length is the
+// number of units before the first NUL, but never more than the maximum.
 #pragma once
 #include <cstdint>
 
@@ -15,13 +14,13 @@ class VWideText {
 
   // Single units
 
-  /// Tells '0' ... '9' from anything else. @param p_value  receives 0 ... 9 for a digit only
+  /// True for '0' ... '9'. @param p_value  receives 0 ... 9; left as it was for any other unit
   static bool GIsDigit(char16_t unit, uint32_t* p_value) noexcept;
 
   /// True for the units that end a directory or drive in a path: / : \ and |.
   static bool GIsSeparator(char16_t unit) noexcept;
 
-  /// Case mapping of the platform, one unit at a time.
+  /// The platform's case mapping of one unit.
   static char16_t GToLower(char16_t unit) noexcept;
   static char16_t GToUpper(char16_t unit) noexcept;
 
@@ -37,7 +36,7 @@ class VWideText {
     return GCompare(left, KUntilNul, right, KUntilNul);
   }
 
-  /// Like GCompare() after each unit is mapped to lower case.
+  /// Like GCompare(), with each unit mapped to lower case.
   static int32_t GCompareIgnoringCase(const char16_t* left, uint32_t leftMaximum,
                                       const char16_t* right, uint32_t rightMaximum) noexcept;
   static int32_t GCompareIgnoringCase(const char16_t* left, const char16_t* right) noexcept {
@@ -68,11 +67,11 @@ class VWideText {
 
   // File names
 
-  /// @return index just behind the last separator, 0 when there is none
+  /// @return index just after the last separator, 0 when there is none
   static uint32_t GFileNamePosition(const char16_t* path, uint32_t maximum) noexcept;
 
-  /// Sets `title` to the file name up to its first '?' (where a query of a network path begins),
-  /// and of that, up to the last '.'.
+  /// Sets `title` to the file name without its extension: the text up to the first '?' (where the
+  /// query of a network path begins), and of that the text before the last '.'.
   static void GFileTitle(const char16_t* path, uint32_t maximum, VString& title);
 };
 
