@@ -8,7 +8,7 @@
 
 #include "platform/platform.h"
 
-/// While it lives, a failed check is recorded here and the program goes on behind it. Not nestable.
+/// While it lives, a failed check is recorded here and the program goes on after it. Not nestable.
 class AssertionCapture {
  public:
   AssertionCapture() {

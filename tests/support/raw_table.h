@@ -25,7 +25,7 @@ inline void destroyAndFree(void* object, size_t destructorSlot) {
   call<void>(object, destructorSlot + 1);
 }
 
-/// The offset of a field of type `Field` behind `end` bytes of others.
+/// The offset of a field of type `Field` that follows `end` bytes of others.
 template <class Field>
 constexpr size_t placeBehind(size_t end) {
   return (end + alignof(Field) - 1) / alignof(Field) * alignof(Field);

@@ -288,7 +288,7 @@ TEST(IndexArray, IdentityOfNothingReportsPtr) {
   EXPECT_EQ(array.GetCount(), 0u);
 }
 
-TEST(IndexArray, IdentityWithoutMemoryReportsPtrAndIsEmpty) {
+TEST(Deliberate, D160_AnIdentityWithoutStorageIsEmpty) {
   AssertionCapture capture;
   FailingHalAllocation allocation(0);
   VIndexArray array(VIndexArray::MakeIdentity{3});
@@ -321,7 +321,7 @@ TEST(IndexArray, SwapReturnsTheOldFirstEntry) {
   EXPECT_EQ(entries(array), (std::vector<uint32_t>{3, 0, 2, 1}));
 }
 
-TEST(IndexArray, SwapReportsAnIndexOutOfRange) {
+TEST(Deliberate, D160_ASwapOutOfRangeExchangesNothing) {
   AssertionCapture capture;
   VIndexArray array(VIndexArray::MakeIdentity{2});
   const auto expected = std::vector<std::u16string>{

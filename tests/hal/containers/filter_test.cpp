@@ -59,7 +59,7 @@ TEST(FilterFindNext, TestsEveryStepAndStopsAtTheFirstMatch) {
   EXPECT_EQ(filter.asked, (std::vector<uint32_t>{1, 4, 7}));
 }
 
-TEST(FilterFindNext, ReturnsTheIndexBehindTheLastWhenNoneMatches) {
+TEST(FilterFindNext, ReturnsTheIndexAfterTheLastWhenNoneMatches) {
   TableFilter filter({0});
   EXPECT_EQ(filter.FindNext(1, 5, 4, 3), 17u);
   EXPECT_EQ(filter.asked, (std::vector<uint32_t>{5, 8, 11, 14}));
@@ -107,7 +107,7 @@ TEST(FilterCount, AsksForEveryIndexOnce) {
   EXPECT_EQ(filter.asked, (std::vector<uint32_t>{10, 11, 12, 13}));
 }
 
-TEST(FilterCount, SearchesWhatIsLeftBehindEachMatch) {
+TEST(FilterCount, SearchesWhatIsLeftAfterEachMatch) {
   using Searches = std::vector<RecordingFilter::Search>;
   RecordingFilter endsInAMiss({0, 1, 1, 0});
   EXPECT_EQ(VFilter::GCount(endsInAMiss, 0xAB01, 8, 4, kNoLimit), 2u);

@@ -53,7 +53,7 @@ class ValueSource final : public VRecordSource {
     return moveTo(position, indexOf(position) + static_cast<size_t>(int64_t{step}));
   }
 
-  size_t failingGet = ~size_t{0};  ///< the record that can't be had
+  size_t failingGet = ~size_t{0};  ///< the record whose Get() fails
   Values fetched;                  ///< the indices of the records that were asked for
 
  private:
@@ -69,7 +69,7 @@ class ValueSource final : public VRecordSource {
   VListNode tokens_[64];
 };
 
-/// Inserts all values behind the last element.
+/// Inserts all values after the last element.
 inline bool append(VRecordList& list, const Values& values) {
   ValueSource source(values);
   VAcceptAllFilter all;

@@ -296,7 +296,7 @@ TEST(List, ASourceThatFailsTakesTheSpareNodesAlong) {
     append(list, {1});
     EXPECT_FALSE(append(list, {2, 3, 4}));
     ASSERT_EQ(spareCount(list), 2u);
-    // Both spare nodes are in the chain, or in hand, when the record can't be had.
+    // Both spare nodes are in the chain, or just taken, when Get() fails.
     ValueSource source({7, 8, 9});
     source.failingGet = failing;
     VAcceptAllFilter all;
@@ -359,7 +359,7 @@ TEST(Deliberate, D155_RemoveTellsWhereThePositionIsNotWhetherItRemoved) {
   EXPECT_EQ(position, nullptr);
   expectValues(list, {1, 3});
   position = at(list, 1);
-  EXPECT_FALSE(list.Remove(position, 1)) << "removed, and nothing behind it";
+  EXPECT_FALSE(list.Remove(position, 1)) << "removed, and nothing follows";
   expectValues(list, {1});
 }
 
@@ -512,7 +512,7 @@ TEST(List, InsertionBetweenNodesThatDoNotPointBackIsReported) {
   expectValues(list, {1, 7, 2, 3});
 }
 
-TEST(List, AChainWithOneEndOnlyIsReportedAndNotLinked) {
+TEST(Deliberate, D160_AChainWithOnlyOneEndIsNotLinked) {
   AssertionCapture capture;
   LinkableList list;
   list.InsertRecordBack(recordOf(1));

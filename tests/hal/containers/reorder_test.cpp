@@ -137,7 +137,7 @@ TEST(Deliberate, D154_NoElementsAreReportedLikeMissingStorage) {
   EXPECT_EQ(capture.take(), Reports{report(1128, "done")});
 }
 
-TEST(Reorder, WithoutMemoryReportsDoneAndMovesNothing) {
+TEST(Deliberate, D160_AReorderWithoutStorageMovesNothing) {
   AssertionCapture capture;
   FailingHalAllocation allocation(0, FailingHalAllocation::kNever);
   EXPECT_EQ(reorder("ABC", {1, 2, 0}), "ABC");
@@ -149,7 +149,7 @@ TEST(Reorder, WithoutMemoryReportsDoneAndMovesNothing) {
   EXPECT_EQ(pointers[0], &capture);
 }
 
-TEST(Reorder, AnEntryOutsideTheArrayEndsItsCycleAndTouchesNothing) {
+TEST(Deliberate, D160_AnEntryOutsideTheArrayEndsItsCycle) {
   AssertionCapture capture;
   // Of the five elements only the first two or three take part. An entry of `count` has its bit in
   // the table's last byte still; one far away has not.
@@ -177,7 +177,7 @@ TEST(Reorder, AnEntryOutsideTheArrayEndsItsCycleAndTouchesNothing) {
   EXPECT_TRUE(capture.reports().empty());
 }
 
-TEST(Reorder, AnEntryThatIsRepeatedIsReportedAndEndsItsCycle) {
+TEST(Deliberate, D160_ARepeatedEntryEndsItsCycle) {
   AssertionCapture capture;
   EXPECT_EQ(reorder("AB", {1, 1}), "BA");
   EXPECT_EQ(capture.take(), Reports{report(210, "!VBitArrayBitTable::GGet(done,next)")});
@@ -264,7 +264,7 @@ TEST(Reorder, EveryPermutationOfSixPointersIsCarriedOut) {
 
 // ---- lists
 
-TEST(ListReorder, KeepsWhatIsBehindThePermutedElements) {
+TEST(ListReorder, KeepsWhatFollowsThePermutedElements) {
   VList list;
   append(list, {1, 2, 3, 4, 5});
   const Values permutation = {2, 0, 1};
@@ -334,7 +334,7 @@ TEST(ListReorder, AnEntryOutsideTheCountLosesNoElement) {
 
 constexpr size_t kCountOffset = 4 * sizeof(void*);
 
-TEST(ListReorder, AListThatEndsEarlyIsReportedAndLeftAlone) {
+TEST(Deliberate, D160_AListThatEndsEarlyIsNotReordered) {
   AssertionCapture capture;
   FailingHalAllocation allocation;
   VList list;

@@ -136,6 +136,12 @@ TEST(Memory, MakesAndEndsObjects) {
   EXPECT_EQ(allocation.blocksHeld(), 0u);
 }
 
+TEST(Memory, IgnoresADeleteOfNullForAClassWithADestructor) {
+  FailingHalAllocation allocation;
+  VMemory::GDelete(static_cast<Derived*>(nullptr));  // its destructor would write through null
+  EXPECT_EQ(allocation.blocksHeld(), 0u);
+}
+
 TEST(HeapObject, ComesFromAndGoesBackToTheLibrary) {
   FailingHalAllocation allocation;
   int lives = 0;

@@ -17,8 +17,8 @@ using boxes::Bytes;
 namespace {
 
 constexpr size_t kWidth = sizeof(void*);
-constexpr size_t kCapacityOffset = 3 * kWidth;        // of the staging, behind its pointer
-constexpr size_t kFirstCountOffset = 3 * kWidth + 8;  // behind the staging
+constexpr size_t kCapacityOffset = 3 * kWidth;        // of the staging, after its pointer
+constexpr size_t kFirstCountOffset = 3 * kWidth + 8;  // after the staging
 using Counts = std::vector<uint32_t>;
 
 int g_token = 0;
@@ -94,7 +94,19 @@ TEST(BufferedWriter, StagesUpToTwiceItsSizeAndFlushesEachTimeItIsFull) {
   EXPECT_EQ(inner.script.contexts, std::vector<void*>(4, kContext));
 }
 
-TEST(BufferedWriter, MoreThanTwiceItsSizeGoesPastTheStagingAfterAFlush) {
+TEST(BufferedWriter, WritesInARowAreStagedOneAfterTheOther) {
+  ScriptedWriter inner;
+  VBufferedWriter writer(inner, 8);
+  uint32_t done = 0;
+  EXPECT_EQ(writer.Write("ab", 2, &done, kContext), VResult::KSuccess);
+  EXPECT_EQ(writer.Write("cde", 3, &done, kContext), VResult::KSuccess);
+  EXPECT_EQ(done, 3u);
+  EXPECT_EQ(writer.Flush(kContext), VResult::KSuccess);
+  EXPECT_EQ(inner.bytes, (Bytes{'a', 'b', 'c', 'd', 'e'}));
+  EXPECT_EQ(inner.script.counts, Counts{5});
+}
+
+TEST(BufferedWriter, MoreThanTwiceItsSizeBypassesTheStagingAfterAFlush) {
   ScriptedWriter inner;
   VBufferedWriter writer(inner, 4);
   const Bytes data = rising(11);

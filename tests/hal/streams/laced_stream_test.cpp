@@ -89,6 +89,10 @@ TEST(LacedWriter, ThreeBytesMakeOneShortSegment) {
   EXPECT_EQ(written({7, 8, 9}, {3}), (Bytes{0x03, 7, 8, 9}));
 }
 
+TEST(LacedWriter, WritesInARowShareASegment) {
+  EXPECT_EQ(written({4, 5, 6, 7, 8}, {2, 3}), (Bytes{0x05, 4, 5, 6, 7, 8}));
+}
+
 TEST(LacedWriter, NothingMakesALoneZero) {
   EXPECT_EQ(written({}, {}), Bytes{0x00});
   EXPECT_EQ(written({}, {0}), Bytes{0x00});
@@ -141,7 +145,7 @@ TEST(LacedWriter, AFailureOfTheInnerWriterIsReturnedAndTheSegmentIsTriedAgain) {
 
 TEST(Deliberate, D159_AFailedSegmentIsWrittenAgainWithItsLengthByte) {
   const Bytes data = dataOf(258);
-  // The length byte goes out; of the 255 bytes behind it none, or the first ten.
+  // The length byte goes out; of the 255 bytes after it none, or the first ten.
   for (const uint32_t sent : {0u, 10u}) {
     ScriptedWriter inner({.sizes = {kWhole, sent, kWhole}});
     VLacedWriter writer(inner);
@@ -157,7 +161,7 @@ TEST(Deliberate, D159_AFailedSegmentIsWrittenAgainWithItsLengthByte) {
   }
 }
 
-TEST(LacedWriter, CloseAfterAFailedFullSegmentWritesItAndThenTheEmptyOne) {
+TEST(Deliberate, D162_CloseAfterAFailedFullSegmentWritesItAndThenTheEmptyOne) {
   ScriptedWriter inner({.failAtCall = 0});
   VLacedWriter writer(inner);
   const Bytes data = dataOf(255);
@@ -176,12 +180,12 @@ TEST(LacedWriter, CloseReturnsTheFailureOfAFullSegmentAndIsDoneAllTheSame) {
   uint32_t done = 0;
   EXPECT_EQ(writer.Write(data.data(), 255, &done, kContext), VResult::KOutOfRange);
   EXPECT_EQ(writer.Close(kContext), VResult::KOutOfRange);
-  EXPECT_TRUE(inner.bytes.empty()) << "no empty segment behind one that is missing";
+  EXPECT_TRUE(inner.bytes.empty()) << "no empty segment after one that is missing";
   EXPECT_EQ(writer.Close(kContext), VResult::KSuccess);
   EXPECT_EQ(inner.script.counts, (std::vector<uint32_t>{1, 1})) << "closed all the same";
 }
 
-TEST(LacedWriter, CloseReturnsTheFailureOfTheEmptySegmentBehindAFullOne) {
+TEST(LacedWriter, CloseReturnsTheFailureOfTheEmptySegmentAfterAFullOne) {
   ScriptedWriter inner({.sizes = {0, kWhole, kWhole, 0}});
   VLacedWriter writer(inner);
   const Bytes data = dataOf(255);
@@ -261,7 +265,7 @@ TEST(LacedReader, DeliversTheWrittenBytesAndThenNone) {
       const Delivery delivery = readAll(reader, piece);
       EXPECT_EQ(delivery.result, VResult::KSuccess);
       ASSERT_EQ(delivery.bytes, data) << piece;
-      EXPECT_EQ(inner.position, end) << "nothing behind the last segment is taken";
+      EXPECT_EQ(inner.position, end) << "nothing after the last segment is taken";
       uint8_t byte = 0;
       uint32_t done = 99;
       EXPECT_EQ(reader.Read(&byte, 1, &done, kContext), VResult::KSuccess);
@@ -318,7 +322,7 @@ TEST(LacedReader, ReadingNothingTouchesNothing) {
   EXPECT_TRUE(inner.script.counts.empty());
 }
 
-TEST(LacedReader, SkipToEndLeavesTheInnerReaderBehindTheLastSegment) {
+TEST(LacedReader, SkipToEndLeavesTheInnerReaderAfterTheLastSegment) {
   for (const size_t count : {0u, 3u, 255u, 600u}) {
     for (const uint32_t before : {0u, 2u}) {
       Bytes stream = laced(dataOf(count));
@@ -383,6 +387,20 @@ TEST(LacedReader, AStreamCutAtAnyLengthEndsWellOnlyWhereALengthByteIsMissing) {
   }
 }
 
+TEST(Deliberate, D161_AFailedReadOfALengthByteReturnsItsCode) {
+  const Bytes stream = laced(dataOf(300));
+  Bytes bytes(300);
+  uint32_t done = 99;
+  ScriptedReader failing(stream, {.failAtCall = 2});
+  VLacedReader stopped(failing);
+  EXPECT_EQ(stopped.Read(bytes.data(), 300, &done, kContext), kHostCode);
+  EXPECT_EQ(done, 255u);
+  ScriptedReader cut(Bytes(stream.begin(), stream.begin() + 256));
+  VLacedReader ended(cut);
+  EXPECT_EQ(ended.Read(bytes.data(), 300, &done, kContext), VResult::KSuccess);
+  EXPECT_EQ(done, 255u);
+}
+
 TEST(LacedReader, AFailureOfAnyInnerCallIsReturnedWithWhatCameBefore) {
   const Bytes data = dataOf(600);
   for (uint32_t failAt = 0; failAt < 6; ++failAt) {
@@ -439,7 +457,7 @@ TEST(LacedBlock, IsSkippedWhole) {
   }
 }
 
-TEST(LacedBlock, IsSkippedWithASkipBehindEachLengthByteAlsoOfNothing) {
+TEST(LacedBlock, IsSkippedWithASkipAfterEachLengthByteAlsoOfNothing) {
   ScriptedReader inner(laced(dataOf(255)));
   EXPECT_EQ(VLacedReader::GSkipBlock(inner, kContext), VResult::KSuccess);
   EXPECT_EQ(inner.script.counts, (std::vector<uint32_t>{1, 255, 1, 0}));

@@ -398,7 +398,7 @@ TEST(ClockText, CoversADayAndMore) {
   }
 }
 
-TEST(Deliberate, D112_AHundredHoursBeginBehindTheNine) {
+TEST(Deliberate, D112_AHundredHoursBeginBeyondTheNine) {
   RecordingString string;
   VNumberText::GWriteClock(string, 100 * 3600, 0);
   EXPECT_EQ(string.content, u":0:00:00");

@@ -111,7 +111,7 @@ TEST(PatternList, PassesOverSemicolonsAndThenSpaces) {
   EXPECT_TRUE(matchesList(u"b ", u"a;b "));
   EXPECT_FALSE(matchesList(u"b", u" b")) << "no spaces are passed over before the first pattern";
   EXPECT_FALSE(matchesList(u"", u"a;")) << "the end of the list is no empty pattern";
-  EXPECT_FALSE(matchesList(u"", u"a;  ")) << "nor behind spaces";
+  EXPECT_FALSE(matchesList(u"", u"a;  ")) << "nor after spaces";
 }
 
 TEST(PatternList, AnEmptyFirstPatternMatchesTheEmptyName) {
@@ -134,7 +134,7 @@ TEST(PatternFileName, LooksAtTheFileNameOnly) {
 
 namespace {
 
-// The rule written down as sets: the places in `name` that are reached behind each pattern unit.
+// The rule written down as sets: the places in `name` reached after each pattern unit.
 bool modelMatches(const std::u16string& name, const std::u16string& pattern) {
   std::set<size_t> places = {0};
   for (const char16_t unit : pattern) {

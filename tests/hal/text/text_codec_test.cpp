@@ -26,7 +26,7 @@ std::ostream& operator<<(std::ostream& out, const Decoded& decoded) {
 }
 constexpr Decoded kFailure = {0, 0};
 
-// Decodes from a block of exactly these bytes, so that the sanitizer sees a read behind them.
+// Decodes from a block of exactly these bytes, so that the sanitizer sees a read past them.
 Decoded decode(const Bytes& bytes) {
   Decoded decoded = {99, 99};
   decoded.used = VTextCodec::GDecodeUtf8(bytes.data(), static_cast<uint32_t>(bytes.size()),
@@ -341,7 +341,7 @@ TEST(Utf8ToUtf16, ReadsATextUpToItsNulWithTheOpenCount) {
   EXPECT_EQ(openCount(raw({'t', 0xC3, 0xA9, 0})), u"té");
   EXPECT_EQ(openCount(raw({'t', 0})), u"t");
   EXPECT_EQ(openCount(raw({0})), u"");
-  EXPECT_EQ(openCount(raw({'t', 0xE2, 0x82, 0})), u"t") << "and not behind it";
+  EXPECT_EQ(openCount(raw({'t', 0xE2, 0x82, 0})), u"t") << "and not beyond it";
   EXPECT_EQ(openCount(raw({'t', 0x80, 0x80, 0})), u"t");
 }
 
@@ -371,7 +371,7 @@ TEST(FromUtf8, ReadsATextUpToItsNulWithTheOpenCount) {
   RecordingString target;
   const char text[] = "tag\xC3";
   VTextCodec::GFromUtf8(text, kAll, target, 0);
-  EXPECT_EQ(target.content, u"tag") << "and not behind it, where a sequence is cut";
+  EXPECT_EQ(target.content, u"tag") << "and not beyond it, where a sequence is cut";
 }
 
 TEST(Deliberate, D108_ACharacterBeyondTheFirstPlaneBecomesFFFF) {

@@ -96,7 +96,7 @@ TEST(WriteText, ReturnsTheFirstFailure) {
   for (uint32_t call = 0; call < 4; ++call) {
     ScriptedWriter failing({.failAtCall = call});
     EXPECT_EQ(VTextStream::GWriteUtf8(failing, text.c_str(), kUntilNul, kContext), kHostCode);
-    EXPECT_EQ(failing.script.counts.size(), call + 1) << "nothing is written behind a failure";
+    EXPECT_EQ(failing.script.counts.size(), call + 1) << "nothing is written after a failure";
     StreamScript script;
     script.sizes.assign(call, kWhole);
     script.sizes.push_back(2);
@@ -191,17 +191,17 @@ TEST(ReadText, LooksAtSequencesFarIntoTheText) {
 
 TEST(Deliberate, D105_TheLastFiveBytesAreNotChecked) {
   const Bytes nul = raw({0});
-  for (size_t behind = 0; behind < 12; ++behind) {
-    const ReadBack back = readBack(counted(join(boxes::text("abc"), nul, Bytes(behind, 'x'))));
-    const bool isChecked = 1 + behind >= 6;
-    EXPECT_EQ(back.result, isChecked ? VResult::KOutOfRange : VResult::KSuccess) << behind;
-    EXPECT_EQ(back.text, isChecked ? u"" : u"abc") << behind;
+  for (size_t following = 0; following < 12; ++following) {
+    const ReadBack back = readBack(counted(join(boxes::text("abc"), nul, Bytes(following, 'x'))));
+    const bool isChecked = 1 + following >= 6;
+    EXPECT_EQ(back.result, isChecked ? VResult::KOutOfRange : VResult::KSuccess) << following;
+    EXPECT_EQ(back.text, isChecked ? u"" : u"abc") << following;
   }
   EXPECT_EQ(readBack(counted(raw({'a', 'b', 0xC0, 0x80, 'c'}))).text, u"ab");
   EXPECT_EQ(readBack(counted(raw({'a', 'b', 0xE2, 0x82}))).text, u"ab") << "cut at the end";
 }
 
-TEST(ReadText, TakesAByteThatLeadsNothingWithSixBehindItOnly) {
+TEST(ReadText, TakesAByteThatLeadsNothingOnlyWithSixAfterIt) {
   const ReadBack cut = readBack(counted(join(raw({0x80}), Bytes(5, 0x81))));
   EXPECT_EQ(cut.result, VResult::KOutOfRange);
   EXPECT_EQ(cut.text, u"");
@@ -232,19 +232,34 @@ TEST(ReadText, SetsTheTargetOncePerPieceAndOnceForTheEnd) {
 }
 
 TEST(ReadText, CountsTheNulsFromTheStartOfItsSequence) {
-  for (size_t behind = 0; behind < 12; ++behind) {
+  for (size_t following = 0; following < 12; ++following) {
     const Bytes sequence = raw({0xE2, 0x82, 0});
-    const ReadBack back = readBack(counted(join(boxes::text("abc"), sequence, Bytes(behind, 'x'))));
-    EXPECT_EQ(back.result, 3 + behind >= 6 ? VResult::KOutOfRange : VResult::KSuccess) << behind;
+    const ReadBack back =
+        readBack(counted(join(boxes::text("abc"), sequence, Bytes(following, 'x'))));
+    EXPECT_EQ(back.result, 3 + following >= 6 ? VResult::KOutOfRange : VResult::KSuccess)
+        << following;
   }
 }
 
-TEST(ReadText, ABadContinuationEndsItsPieceOnly) {
-  // The check passes it over; the decoder ends there, and the next piece is appended.
+TEST(Deliberate, D105_ABadContinuationLosesTheRestOfItsBatch) {
+  // Of the first 128 bytes 123 are checked and handed on; the decoder stops after "ab".
   const Bytes text = join(boxes::text("ab"), raw({0xC3, 'x'}), Bytes(200, 'y'));
   const ReadBack back = readBack(counted(text));
   EXPECT_EQ(back.result, VResult::KSuccess);
   EXPECT_EQ(back.text, u"ab" + std::u16string(204 - 123, u'y'));
+}
+
+TEST(TextStream, TextsInARowFollowEachOther) {
+  ScriptedWriter writer;
+  EXPECT_EQ(VTextStream::GWriteUtf8(writer, u"first", VString::KAll, kContext), VResult::KSuccess);
+  EXPECT_EQ(VTextStream::GWriteUtf8(writer, u"second", VString::KAll, kContext), VResult::KSuccess);
+  ScriptedReader reader(writer.bytes);
+  for (const char16_t* const expected : {u"first", u"second"}) {
+    RecordingString target;
+    EXPECT_EQ(VTextStream::GReadUtf8(reader, target, kContext), VResult::KSuccess);
+    EXPECT_EQ(target.content, expected);
+  }
+  EXPECT_EQ(reader.position, writer.bytes.size());
 }
 
 TEST(TextStream, RoundTripsEveryLengthOfText) {
@@ -384,10 +399,11 @@ TEST(ReadText, ReportsAStageThatIsNoLargerThanTheLongestSequence) {
             u"(sizeof(temp)/sizeof(*temp)) > KUTF8MaxLength\r\n");
 }
 
-TEST(WriteText, FailsWithAStageThatCantHoldEverySequence) {
+TEST(Deliberate, D160_AWriteWithAStageThatCantHoldEverySequenceFails) {
   AssertionCapture capture;
   for (uint32_t stageBytes = 0; stageBytes < VTextCodec::KUTF8MaxLength; ++stageBytes) {
-    Bytes stage(stageBytes);  // of exactly these bytes, so that the sanitizer sees a write behind
+    Bytes stage(
+        stageBytes);  // of exactly these bytes, so that the sanitizer sees a write past them
     ScriptedWriter writer;
     EXPECT_EQ(VTextStream::GWriteUtf8Staged(stage.data(), stageBytes, writer, u"a€c€", kUntilNul,
                                             nullptr),
@@ -397,7 +413,7 @@ TEST(WriteText, FailsWithAStageThatCantHoldEverySequence) {
   }
 }
 
-TEST(ReadText, FailsWithAStageThatCantHoldEverySequence) {
+TEST(Deliberate, D160_AReadWithAStageThatCantHoldEverySequenceFails) {
   AssertionCapture capture;
   for (uint32_t stageBytes = 0; stageBytes < VTextCodec::KUTF8MaxLength; ++stageBytes) {
     Bytes stage(stageBytes);
@@ -411,7 +427,7 @@ TEST(ReadText, FailsWithAStageThatCantHoldEverySequence) {
   }
 }
 
-TEST(TextStage, ReportsMoreConsumedThanThereIs) {
+TEST(Deliberate, D160_AStageIsConsumedOnlyAsFarAsItIsFilled) {
   AssertionCapture capture;
   uint8_t bytes[8];
   VTextStage stage(bytes, 8);
@@ -420,6 +436,7 @@ TEST(TextStage, ReportsMoreConsumedThanThereIs) {
   stage.Consume(4);
   EXPECT_TRUE(capture.reports().empty());
   stage.Consume(1);
+  EXPECT_EQ(stage.GetCount(), 0u);
   EXPECT_EQ(capture.breaks(), 1);
   EXPECT_EQ(capture.take(), (std::vector<std::u16string>{AssertionCapture::report(
                                 "stdhelpers", 560, "temp_ptr<=temp_size")}));

@@ -40,7 +40,7 @@ TEST(BufferString, ReplacesFromTheStartOn) {
   EXPECT_EQ(unitsOf(string), u"q");
 }
 
-TEST(BufferString, AppendsAtAnyPlaceBehindTheEnd) {
+TEST(BufferString, AppendsAtAnyPlacePastTheEnd) {
   VBufferString string;
   string.Set(u"ab", kAll, kAll);
   string.Set(u"cd", kAll, 77);
@@ -87,6 +87,15 @@ TEST(BufferString, RefusesALengthThatDoesNotFit) {
   EXPECT_NE(string.Set(u"x", kAll - 1, kAll), 0u);
   EXPECT_NE(string.Set(u"x", kAll - 2, 2), 0u);
   EXPECT_EQ(unitsOf(string), u"ab");
+}
+
+TEST(BufferString, AsksForNoMoreBytesThanAnAddressCanName) {
+  FailingHalAllocation allocation(0, FailingHalAllocation::kNever);
+  VBufferString string;
+  EXPECT_NE(string.Set(u"x", 0x80000000, 0), 0u);
+  EXPECT_EQ(string.GetLength(), 0u);
+  // In 32 bits the size of 2^31 units would wrap; it must not reach the allocator.
+  EXPECT_EQ(allocation.allocations(), sizeof(size_t) == 4 ? 0u : 1u);
 }
 
 TEST(BufferString, KeepsItsContentWhenThereIsNoMemory) {
@@ -155,7 +164,7 @@ TEST(String, HasSetGetBufferGetLengthAndDestructor) {
   EXPECT_EQ(allocation.blocksHeld(), 0u);
 }
 
-TEST(StringTail, StandsForThePartBehindItsBase) {
+TEST(StringTail, IsThePartAfterItsBase) {
   RecordingString string(u"base");
   VStringTail tail(string);
   EXPECT_EQ(tail.GetLength(), 0u);

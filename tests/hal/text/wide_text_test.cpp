@@ -198,7 +198,7 @@ TEST(WideText, CopiesTheBoundedTextAndTerminatesIt) {
   EXPECT_EQ(std::u16string(target), u"");
 }
 
-TEST(WideText, FindsTheFileNameBehindTheLastSeparator) {
+TEST(WideText, FindsTheFileNameAfterTheLastSeparator) {
   EXPECT_EQ(VWideText::GFileNamePosition(u"name.ext", kUntilNul), 0u);
   EXPECT_EQ(VWideText::GFileNamePosition(u"", kUntilNul), 0u);
   EXPECT_EQ(VWideText::GFileNamePosition(u"C:\\dir\\name.ext", kUntilNul), 7u);
