@@ -1,4 +1,4 @@
-// Times what a host waits for. Input is made in memory, so that no disk is measured.
+// Times what a host waits for. All input is made in memory, so no disk is measured.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>

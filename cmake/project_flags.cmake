@@ -1,5 +1,4 @@
-# project_flags: what every target of this project is compiled with.
-# Linking to it gives the include root (the repository), the language level, warnings and sanitizers.
+# The language level of the whole tree, and a list of commands for tools that need it (clang-tidy).
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -11,6 +10,8 @@ if(VELA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${VELA_CCACHE})
 endif()
 
+# project_flags: every target links to it, for the include root (the repository), the warnings and
+# the sanitizers.
 add_library(project_flags INTERFACE)
 target_include_directories(project_flags INTERFACE ${PROJECT_SOURCE_DIR})
 if(MSVC)
@@ -24,7 +25,7 @@ else()
   endif()
   if(VELA_SANITIZE)
     # vptr is off: the host's objects are plain tables of operations, made by any compiler, and
-    # carry no type information in front of the table.
+    # carry no type information before the table.
     target_compile_options(project_flags INTERFACE
       -fsanitize=${VELA_SANITIZE} -fno-sanitize-recover=all -fno-sanitize=vptr -fno-omit-frame-pointer)
     target_link_options(project_flags INTERFACE -fsanitize=${VELA_SANITIZE})

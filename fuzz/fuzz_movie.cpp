@@ -1,6 +1,6 @@
-// Parses arbitrary bytes with every useful options word. Invariants: only atomkit::exception comes
-// out, everything is freed, no block is larger than the input justifies, and a parsed movie answers
-// every query with a value or an exception.
+// Parses arbitrary bytes with every useful options word. Invariants: the library throws nothing but
+// atomkit::exception, frees everything, allocates no block larger than the input justifies, and
+// answers every query of a parsed movie with a value or an exception.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -102,8 +102,9 @@ void query(const atomkit::Movie& movie) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  // A table is at most the file's size, widened chunk offsets twice that; objects of the model are
-  // a constant each, and the smallest box that makes one takes eight bytes of the file.
+  // A table takes at most the size of the file, widened chunk offsets twice that. The objects of
+  // the model have a constant size, and the smallest box that makes one takes eight bytes of the
+  // file.
   const size_t largestJustified = 65536 + 64 * size;
   const auto previous = atomkit::setAllocator({countedAllocate, countedRelease});
   for (const atomkit::ParseOptions options : {0x37u, 0x36u, 0x3bu, 0x08u, 0x00u}) {

@@ -1,7 +1,8 @@
 // Plays arbitrary bytes as a real host does: opens them through the library's entry, describes
-// every item, starts items, seeks, reads packets in the order that the splitter proposes.
-// Invariants: result codes only, references balanced, frames never more than the range holds, ends
-// that stay ends.
+// every item, starts items, seeks, and reads packets in the order that the splitter proposes.
+// Invariants: every operation answers with a result code, the references of all objects are
+// balanced, a described item is described once, and every value that a sink or a packet is given is
+// a valid one.
 #include <cstdint>
 #include <cstring>
 

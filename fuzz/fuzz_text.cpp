@@ -1,5 +1,6 @@
-// The text layer over arbitrary bytes: codecs stay inside their input, what one direction writes
-// the other reads back, patterns and numbers end.
+// The text layer over arbitrary bytes. Invariants: codecs stay inside their input, what one
+// direction writes the other reads back, and matching a pattern or parsing a number comes to an
+// end.
 #include <cstdint>
 #include <cstring>
 #include <vector>

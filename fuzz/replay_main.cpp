@@ -1,5 +1,5 @@
-// Replays files, and all files below folders, through the fuzz target that it is linked with; each
-// as it is and with a number of small changes that are the same in every run.
+// Replays the files and folders of its command line through the fuzz target that it is linked with:
+// each file as it is, then copies of it with small changes that are the same in every run.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

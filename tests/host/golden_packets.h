@@ -65,7 +65,7 @@ std::vector<StreamLine> streamLines();
 std::vector<media::File> files();
 
 /// The packets of a file, read from its sample tables in the plainest way. Fails the running test
-/// where they are not those that ffprobe tells, and leaves the listing beside the table then.
+/// where they are not those that ffprobe tells, and then leaves the listing beside the table.
 /// @pre file.available()
 Table read(const media::File& file);
 

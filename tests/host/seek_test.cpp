@@ -29,7 +29,7 @@ std::vector<media::File> filesOfModestLength() {
 
 class Seeking : public testing::TestWithParam<media::File> {
  protected:
-  /// Plays the audio to its end and compares with the packets behind the target.
+  /// Plays the audio to its end and compares with the packets from the target on.
   void expectExactAudio(PlayedFile& file, const golden::Stream& stream, uint64_t target,
                         uint64_t end) {
     ASSERT_TRUE(file.playback.nextAudio());
@@ -73,7 +73,7 @@ class Seeking : public testing::TestWithParam<media::File> {
   }
 };
 
-/// A target behind the last sample of either track has no sample to land on.
+/// A target past the last sample of either track has no sample to land on.
 bool hasSample(const std::optional<golden::Stream>& stream, uint64_t target) {
   return !stream || golden::ticks(target, stream->timescale) < stream->end();
 }
