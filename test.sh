@@ -6,7 +6,8 @@
 #   ./test.sh STAGE ...    only these stages
 #
 # VELA_CORPUS=FOLDER adds the tests over a folder of real files. Each stage prints one line; its
-# output is in build/stages/STAGE.log. A stage that fails doesn't keep the others from running.
+# output and, last, its processor time are in build/stages/STAGE.log. A stage that fails does not
+# keep the others from running.
 set -uo pipefail
 if [ -n "${VELA_CORPUS:-}" ]; then
   VELA_CORPUS=$(realpath "$VELA_CORPUS")
@@ -69,6 +70,9 @@ total_passed=0
 total_failed=0
 table=()
 
+# The last line of each log.
+TIMEFORMAT='stage took %R s: %U s user, %S s system on all processors'
+
 clock() { printf '%d:%02d' $(($1 / 60)) $(($1 % 60)); }
 
 # run_stage NAME COMMAND ...: a stage without a report of its own counts as one test.
@@ -76,7 +80,7 @@ run_stage() {
   local name=$1 log=build/stages/$1.log report=build/stages/$1.xml start=$SECONDS
   local passed=0 failed=0 skipped=0 result=passed
   printf '%-14s ' "$name"
-  "${@:2}" > "$log" 2>&1 < /dev/null || result=FAILED
+  { time "${@:2}" < /dev/null; } > "$log" 2>&1 || result=FAILED
   if [ -f "$report" ]; then
     read -r passed failed skipped < <(python3 -B scripts/test_report.py counts "$report")
   elif [ "$result" = passed ]; then
