@@ -23,6 +23,8 @@ tested() { build "$1" && ctest --preset "$1" --output-junit "$PWD/build/stages/$
 format() { git ls-files '*.cpp' '*.h' | xargs -P 2 -n 20 clang-format-14 --dry-run -Werror; }
 includes() { python3 -B scripts/check_includes.py; }
 tidy() { cmake --preset dev && python3 -B scripts/tidy.py build/dev; }
+# The packet lines are what ffprobe says, not what this program says.
+golden() { python3 -B scripts/golden_packets.py check ${VELA_CORPUS:+--corpus "$VELA_CORPUS"}; }
 corpus_was_used() { python3 -B scripts/test_report.py corpus "${corpus_reports[@]}"; }
 
 # ---- the stages: a name and what it does, one line each
@@ -31,6 +33,7 @@ short=(dev asan)
 declare -A stages=(
   [format]="format"
   [includes]="includes"
+  [golden]="golden"
   [dev]="tested dev"
   [asan]="tested asan"
   [clang]="tested clang"
@@ -41,7 +44,7 @@ declare -A stages=(
   [arm]="build arm"
   [corpus]="corpus_was_used"
 )
-all=(format includes dev asan clang release-tests x86-32 tidy windows arm)
+all=(format includes golden dev asan clang release-tests x86-32 tidy windows arm)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests}.xml)
 
