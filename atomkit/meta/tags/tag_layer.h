@@ -59,6 +59,8 @@ class TagLayer {
   uint32_t skew(uint32_t tree);
   uint32_t split(uint32_t tree);
 
+  // DELIBERATE D-351: the slots, and the values of a tag, keep spare room, unlike the arrays that
+  // are sized once: a file sets no limit to the number of items.
   GrowingArray<Slot> slots_;
   uint32_t root_ = 0;
 };

@@ -420,6 +420,18 @@ TEST(TagStore, CopiesOfManyTagsTakeNoMemoryOfTheirOwn) {
   EXPECT_EQ(counted.blocksHeld(), 0u);
 }
 
+TEST(Deliberate, D351_ListsOfTagsAndValuesGrowWithSpareRoom) {
+  constexpr uint32_t kCount = 4096;
+  FailingAllocation counted;
+  TagStore store;
+  for (uint32_t i = 0; i < kCount; ++i) store.append("", kExtensible);
+  EXPECT_EQ(counted.allocations(), kCount + 13u) << "an entry each, and twice the room each time";
+  const SharedString value = makeSharedString("x");
+  const uint64_t before = counted.allocations();
+  for (uint32_t i = 0; i < kCount; ++i) store.addValue(0, value);
+  EXPECT_EQ(counted.allocations() - before, 13u);
+}
+
 // Runs `change` on a store of three tags that shares them with others, once for each of its
 // allocations, which then fails.
 template <class Change>
