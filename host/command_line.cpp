@@ -9,47 +9,87 @@
 #include "host/commands/commands.h"
 #include "host/failure.h"
 #include "host/interrupts.h"
+#include "host/json_output.h"
+#include "host/text.h"
 
 namespace velahost {
 namespace {
 
 constexpr char kFooter[] =
-    "Exit status: 0 success; the plug-in's result code 1 (position outside the file),\n"
-    "2 (cancelled), 3 (not found), 5 (not supported or malformed), 6 (out of memory),\n"
-    "7 (any other code of the stream); 64 wrong usage, 65 not representable in the\n"
-    "asked form, 69 no plug-in, 74 output can't be written.";
+    "Exit status:\n"
+    "  0   success\n"
+    "  1   the plug-in: a position outside the file\n"
+    "  2   the plug-in: cancelled\n"
+    "  3   the plug-in: the file is not found or can't be opened\n"
+    "  5   the plug-in: not supported or malformed\n"
+    "  6   out of memory\n"
+    "  7   any other code of the stream\n"
+    "  64  wrong usage, an item that the file does not have included\n"
+    "  65  not representable in the form that was asked for\n"
+    "  69  no plug-in\n"
+    "  74  the output can't be written\n"
+    "With --json a failure is also an object on standard output.";
 
-constexpr char kInfoHelp[] =
-    "Tell what a file holds: duration, formats, chapters, and every item with its tags.";
+constexpr char kInfoHelp[] = "Tell what a file holds: formats, chapters, tags and items.";
 constexpr char kInfoFooter[] =
-    "There is no option to save a cover picture: the interface between plug-in and host\n"
-    "has no operation that hands one out.\n"
-    "A film's tags are those that its first chapter bears, because the interface tells\n"
-    "tags with a chapter only.";
+    "There is no option to save a cover picture: the interface between plug-in and\n"
+    "host has no operation that hands one out.\n"
+    "A film's tags are those of its first chapter, because the interface tells tags\n"
+    "with a chapter only.\n"
+    "Control characters of the file appear as \\xNN and \\uNNNN.";
 
-constexpr char kPacketsHelp[] =
-    "List the packets of an item in the order in which the plug-in proposes to read them.";
+constexpr char kPacketsHelp[] = "List an item's packets in the order that the plug-in proposes.";
 constexpr char kPacketsFooter[] =
-    "Columns: stream; time in seconds (video); frames to play and frames to drop at the\n"
-    "start (audio; 0 frames: the packet only primes the decoder); size; file offset;\n"
-    "CRC-32. With --json one object a line.";
+    "Columns: stream; running number in the stream; time in seconds from the item's\n"
+    "start, below 0 for video before it; frames to play and frames to drop at the\n"
+    "start (audio; 0 frames to play: the packet only primes the decoder); size; file\n"
+    "offset; CRC-32. The time of audio is counted from the frames played so far.\n"
+    "With --json one object a line: a heading, the packets, a summary.";
 
 constexpr char kExtractHelp[] = "Write the elementary streams of a file.";
 constexpr char kExtractFooter[] =
-    "An output gets its name when all of it is written. A file that exists is replaced\n"
-    "only with --force; links, folders, devices and pipes never are.\n"
-    "AAC is written as ADTS, MP3 as it is, MPEG-4 Visual after its configuration, H.264\n"
-    "with start codes after its parameter sets. The lengths of H.264 units in the file\n"
-    "are taken to be four bytes wide; packets for which that is untrue are refused.\n"
-    "ADTS can't carry object types other than main, LC, SSR and LTP, channel layouts given\n"
-    "by a program config element, and packets of 960 frames or of more than 8184 bytes;\n"
-    "such audio is refused. High-efficiency AAC is written as its core.";
+    "An output gets its name when all of it is written. A file that exists is\n"
+    "replaced only with --force; links, folders, devices and pipes never are.\n"
+    "AAC is written as ADTS, MP3 as it is, MPEG-4 Visual after its configuration,\n"
+    "H.264 with start codes after its parameter sets. The lengths of H.264 units in\n"
+    "the file are taken to be four bytes wide; packets for which that is untrue are\n"
+    "refused.\n"
+    "ADTS can't carry object types other than main, LC, SSR and LTP, channel layouts\n"
+    "given by a program config element, and packets of 960 frames or of more than\n"
+    "8184 bytes; such audio is refused. High-efficiency AAC is written as its core.";
 
-constexpr char kSeekHelp[] =
-    "Tell where a seek lands: pre-roll and frames cut (audio), key frame (video).";
+constexpr char kSeekHelp[] = "Tell where a seek lands: pre-roll, frames cut, key frame.";
 
 constexpr char kJsonHelp[] = "Print JSON";
 constexpr char kItemHelp[] = "Item identifier; 0 is the whole file";
+
+/// What is wrong with a command line that the parser refuses. `first` is its first word, or empty.
+std::string usageSentence(const CLI::App& app, const std::string& first,
+                          const CLI::ParseError& error) {
+  const auto isOption = [](const std::string& word) { return word.size() > 1 && word[0] == '-'; };
+  std::vector<std::string> surplus = app.remaining(true);
+  // A command that takes up all that follows can still be found when its name comes too late.
+  const auto isFirst = [&first](const CLI::App* command) { return command->get_name() == first; };
+  const bool startsWrong =
+      !first.empty() && !isOption(first) && app.get_subcommands(isFirst).empty();
+  if (startsWrong) surplus.insert(surplus.begin(), first);
+  const auto option = std::find_if(surplus.begin(), surplus.end(), isOption);
+  if (!startsWrong && option != surplus.end()) {
+    return "There is no option " + printable(*option) + ". Run with --help for more information.";
+  }
+  if (!startsWrong && !app.get_subcommands().empty()) {
+    return printable(error.what()) + ". Run with --help for more information.";
+  }
+  if (surplus.empty()) return "Name a command: info, packets, extract or seek.";
+  return "There is no command \"" + printable(surplus[0]) +
+         "\". The commands are info, packets, extract and seek.";
+}
+
+/// Tells people of a failure. @return the exit status
+int complain(const Failure& failure, const std::filesystem::path& file, std::ostream& err) {
+  err << "velahost: " << (file.empty() ? "" : pathText(file) + ": ") << failure.what() << '\n';
+  return failure.status();
+}
 
 }  // namespace
 
@@ -58,12 +98,14 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
   CLI::App app("velahost loads the MP4 splitter plug-in and shows what it makes of a file.",
                "velahost");
   app.footer(kFooter);
+  app.get_formatter()->column_width(18);
+  app.set_version_flag("--version", "velahost " VELA_VERSION);
   app.require_subcommand(1);
   app.fallthrough();
   std::string plugin;
   app.add_option("--plugin", plugin,
-                 "The plug-in's library. Otherwise the one that VELA_PLUGIN names, or the one "
-                 "built or installed with this program")
+                 "The plug-in's library. Otherwise the one that VELA_PLUGIN\n"
+                 "names, or the one built or installed with this program")
       ->type_name("PATH");
 
   const auto addCommand = [&app](const char* name, const char* help, const std::string& footer,
@@ -72,6 +114,14 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
     command->footer(footer.empty() ? kFooter : footer + "\n\n" + kFooter);
     command->add_option("FILE", file, "The MP4 file")->required()->type_name("");
     return command;
+  };
+  const auto addTime = [](CLI::App* command, const char* name, const char* help,
+                          uint64_t& hostUnits) {
+    return command
+        ->add_option_function<std::string>(
+            name, [&hostUnits](const std::string& text) { hostUnits = hostUnitsFromTime(text); },
+            help)
+        ->type_name("TIME");
   };
   const auto addJson = [](CLI::App* command, Output& output) {
     command->add_flag_callback(
@@ -90,10 +140,10 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
       {"audio", Wanted::audio}, {"video", Wanted::video}, {"both", Wanted::both}};
   std::string stream = "both";
   packetsCommand->add_option("--stream", stream, "audio, video or both")
-      ->check(CLI::IsMember(streams))
+      ->check(CLI::IsMember(streams).description(""))
       ->type_name("KIND");
-  packetsCommand->add_option("--from", packetsOptions.from, "Seek there first, from item start")
-      ->type_name("SECONDS");
+  addTime(packetsCommand, "--from", "Seek there first, from item start: 90.5, 1:30, 0:01:30.5",
+          packetsOptions.from);
   addJson(packetsCommand, packetsOptions.output);
   packetsCommand->add_flag("--summary", packetsOptions.summary, "Print totals only");
 
@@ -110,29 +160,32 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
 
   SeekOptions seekOptions;
   CLI::App* const seekCommand = addCommand("seek", kSeekHelp, "", seekOptions.file);
-  seekCommand->add_option("--to", seekOptions.to, "Target, from item start")
-      ->required()
-      ->type_name("SECONDS");
+  addTime(seekCommand, "--to", "Target, from item start: 90.5, 1:30, 0:01:30.5", seekOptions.to)
+      ->required();
   seekCommand->add_option("--item", seekOptions.item, kItemHelp)->type_name("N");
   addJson(seekCommand, seekOptions.output);
 
-  try {
-    std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back
-    app.parse(std::move(arguments));
-  } catch (const CLI::ParseError& error) {
-    const bool isHelp = app.exit(error, out, err) == 0;
-    return static_cast<int>(isHelp ? ExitStatus::success : ExitStatus::usage);
-  }
-  packetsOptions.stream = streams.at(stream);
-
+  const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+  const std::string first = arguments.empty() ? "" : arguments[0];
   std::filesystem::path file;
   try {
+    try {
+      std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back
+      app.parse(std::move(arguments));
+    } catch (const CLI::Success& asked) {  // for help or for the version
+      return app.exit(asked, out, err);
+    } catch (const CLI::ParseError& error) {
+      throw Failure(ExitStatus::usage, usageSentence(app, first, error));
+    }
+    packetsOptions.stream = streams.at(stream);
+
     Session session(plugin);
     const InterruptsCancel interruptsCancel(session.token);
+    std::optional<Failure> incomplete;
     try {
       if (infoCommand->parsed()) {
         file = infoOptions.file;
-        info(session, infoOptions, out);
+        incomplete = info(session, infoOptions, out);
       } else if (packetsCommand->parsed()) {
         file = packetsOptions.file;
         packets(session, packetsOptions, out);
@@ -148,14 +201,16 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
     }
     out.flush();
     if (!out) throw Failure(ExitStatus::outputFailed, "The output can't be written.");
-    return static_cast<int>(ExitStatus::success);
+    return incomplete ? complain(*incomplete, file, err) : static_cast<int>(ExitStatus::success);
   } catch (const Failure& failure) {
+    if (json) out << errorText(failure, file) << '\n';
     out.flush();
-    err << "velahost: " << (file.empty() ? "" : file.string() + ": ") << failure.what() << '\n';
-    return failure.status();
+    return complain(failure, file, err);
   } catch (const std::bad_alloc&) {
-    err << "velahost: " << resultSentence(Place::commandLine, vela::TIOResult::outOfMemory) << '\n';
-    return exitStatus(vela::TIOResult::outOfMemory);
+    const Failure failure(Place::reading, vela::TIOResult::outOfMemory);
+    if (json) out << errorText(failure, file) << '\n';
+    out.flush();
+    return complain(failure, file, err);
   }
 }
 

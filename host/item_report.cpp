@@ -1,5 +1,8 @@
 #include "host/item_report.h"
 
+#include <algorithm>
+#include <map>
+
 #include "host/failure.h"
 #include "host/playback.h"
 #include "host/text.h"
@@ -21,16 +24,73 @@ class TextSink final : public vela::IStringSink {
   std::u16string text;
 };
 
-/// The identifier under which an item's tags are found.
+/// The identifier under which a film's tags are found.
 constexpr uint32_t kFirstChapter = 1;
+
+/// What stopped an operation that the rest of the report does not depend on.
+template <class Operation>
+std::optional<Failure> failureOf(const Session& session, const Operation& operation) {
+  try {
+    operation();
+    return std::nullopt;
+  } catch (const Failure& failure) {
+    return session.context.explained(failure);
+  }
+}
+
+/// All values of each tag, in order.
+using ValuesByName = std::map<std::u16string, std::vector<std::u16string>>;
+
+ValuesByName valuesByName(const MediaInfoRecord& info) {
+  ValuesByName values;
+  for (const Tag& tag : info.tags) values[tag.name].push_back(tag.value);
+  return values;
+}
 
 }  // namespace
 
-TIOResult FileReport::worst() const {
+std::optional<Failure> FileReport::failure() const {
   for (const ItemReport& item : items) {
-    if (item.result != TIOResult::success) return item.result;
+    if (item.failure) return item.failure;
   }
-  return formatsResult;
+  return formatsFailure;
+}
+
+void shareCommonTags(FileReport& report) {
+  // What describing the whole file may have told of tags is told again with the items.
+  report.whole.tags.clear();
+  report.whole.flags = 0;
+  std::vector<MediaInfoRecord*> infos;
+  for (ItemReport& item : report.items) {
+    if (!item.failure) infos.push_back(&item.info);
+  }
+  if (infos.empty()) return;
+
+  const MediaInfoRecord first = *infos.front();
+  ValuesByName shared = valuesByName(first);
+  for (const MediaInfoRecord* const info : infos) {
+    const ValuesByName values = valuesByName(*info);
+    std::erase_if(shared, [&](const auto& tag) {
+      const auto same = values.find(tag.first);
+      return same == values.end() || same->second != tag.second;
+    });
+  }
+  for (const Tag& tag : first.tags) {
+    if (shared.contains(tag.name)) report.whole.tags.push_back(tag);
+  }
+  for (MediaInfoRecord* const info : infos) {
+    std::erase_if(info->tags, [&](const Tag& tag) { return shared.contains(tag.name); });
+  }
+
+  for (const ReplayGainValue& value : kReplayGainValues) {
+    const bool common = std::all_of(infos.begin(), infos.end(), [&](const MediaInfoRecord* info) {
+      return (info->flags & value.flag) && info->*value.member == first.*value.member;
+    });
+    if (!common) continue;
+    report.whole.*value.member = first.*value.member;
+    report.whole.flags |= value.flag;
+    for (MediaInfoRecord* const info : infos) info->flags &= ~uint32_t{value.flag};
+  }
 }
 
 FileReport reportOf(Session& session, const std::filesystem::path& file) {
@@ -52,25 +112,26 @@ FileReport reportOf(Session& session, const std::filesystem::path& file) {
     if (report.audioOnly && index < report.whole.chapters.size()) {
       item.start = report.whole.chapters[index].start;
     }
-    item.result = splitter->describeItem(item.id, &item.info, &session.token);
+    item.failure =
+        failureOf(session, [&] { item.info = describe(*splitter.get(), item.id, session.token); });
     if (item.id == 0) {
-      MediaInfoRecord firstChapter;
-      if (splitter->describeItem(kFirstChapter, &firstChapter, &session.token) ==
-          TIOResult::success) {
-        item.info.tags = firstChapter.tags;
-        item.info.flags = firstChapter.flags;
-        item.info.trackGain = firstChapter.trackGain;
-        item.info.albumGain = firstChapter.albumGain;
-        item.info.trackPeak = firstChapter.trackPeak;
-        item.info.albumPeak = firstChapter.albumPeak;
+      MediaInfoRecord chapter;
+      if (splitter->describeItem(kFirstChapter, &chapter, &session.token) == TIOResult::success) {
+        item.info.tags = chapter.tags;
+        item.info.flags = chapter.flags;
+        for (const ReplayGainValue& value : kReplayGainValues) {
+          item.info.*value.member = chapter.*value.member;
+        }
       }
     }
     report.items.push_back(std::move(item));
   }
 
   const Reference<vela::IMediaSplitterEx> player = session.openForPlaying(file);
-  report.formatsResult =
-      player->startItem(0, &report.audioFormat, &report.videoFormat, &session.token);
+  Playback playback(*player.get(), &session.token);
+  report.formatsFailure = failureOf(session, [&] { playback.start(0, Wanted::both); });
+  report.audioFormat = std::move(playback.audioFormat);
+  report.videoFormat = std::move(playback.videoFormat);
   return report;
 }
 

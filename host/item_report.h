@@ -1,9 +1,11 @@
 // Everything that the interface tells about a file, gathered.
 #pragma once
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "host/failure.h"
 #include "host/media_info.h"
 #include "host/packets.h"
 #include "host/splitter_file.h"
@@ -15,7 +17,7 @@ struct ItemReport {
   uint32_t id = 0;
   uint64_t start = 0;  ///< host units from the start of the file
   MediaInfoRecord info;
-  vela::TIOResult result = vela::TIOResult::success;
+  std::optional<Failure> failure;
 };
 
 struct FileReport {
@@ -28,11 +30,15 @@ struct FileReport {
   bool audioOnly = false;  ///< an item for every chapter
   AudioFormatRecord audioFormat;
   VideoFormatRecord videoFormat;
-  vela::TIOResult formatsResult = vela::TIOResult::success;
+  std::optional<Failure> formatsFailure;
 
-  /// The first result that is not success, or success.
-  vela::TIOResult worst() const;
+  /// The first of the failures in it.
+  std::optional<Failure> failure() const;
 };
+
+/// Moves the tags that all items have with the same values, and the replay gain that they share,
+/// from the items to the whole: each of the 300 chapters of a book bears the tags of the book.
+void shareCommonTags(FileReport& report);
 
 /// Opens the file and asks for all there is. The tags of a file with video are asked for under the
 /// identifier of its first chapter, because the interface tells tags with a chapter only.

@@ -1,141 +1,180 @@
 #include "host/json_output.h"
 
+#include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "host/checksum.h"
-#include "host/failure.h"
 #include "host/text.h"
 
 namespace velahost {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-Json seconds(uint64_t hostUnits) {
-  if (hostUnits == vela::kUnknown64) return nullptr;
-  return static_cast<double>(hostUnits) / vela::kHostUnitsPerSecond;
+/// Seconds to the nearest microsecond, which prints fewer digits; the exact time stands next to it.
+Json seconds(double hostUnits) {
+  return std::round(hostUnits / vela::kHostUnitsPerSecond * 1e6) / 1e6;
 }
 
-Json known(uint64_t value) { return value == vela::kUnknown64 ? Json(nullptr) : Json(value); }
+/// Null for what the plug-in tells as 0 or as all ones when the file does not give it.
+Json known(uint32_t value) {
+  return value == 0 || value == UINT32_MAX ? Json(nullptr) : Json(value);
+}
 
-Json pixels(int32_t value) { return value < 0 ? Json(nullptr) : Json(value); }
-
-/// All values of a name under one entry, in the order in which the names first appear.
+/// Every value of a name is kept, in the order of the file.
 Json tagsJson(const MediaInfoRecord& info) {
-  Json tags = Json::array();
-  for (size_t i = 0; i < info.tags.size(); ++i) {
-    const bool sameName = i > 0 && info.tags[i].name == info.tags[i - 1].name;
-    if (!sameName) tags.push_back({{"name", toUtf8(info.tags[i].name)}, {"values", Json::array()}});
-    tags.back()["values"].push_back(toUtf8(info.tags[i].value));
-  }
+  Json tags = Json::object();
+  for (const Tag& tag : info.tags) tags[toUtf8(tag.name)].push_back(toUtf8(tag.value));
   return tags;
 }
 
 Json replayGainJson(const MediaInfoRecord& info) {
-  const auto value = [&info](vela::ReplayGainFlag flag, int32_t fixed, double unitsPerOne) {
-    return info.flags & flag ? Json(fixed / unitsPerOne) : Json(nullptr);
-  };
-  constexpr double kGainUnits = 10000;
-  constexpr double kPeakUnits = 8388608;
-  return {
-      {"trackGainDecibel", value(vela::kTrackGainPresent, info.trackGain, kGainUnits)},
-      {"albumGainDecibel", value(vela::kAlbumGainPresent, info.albumGain, kGainUnits)},
-      {"trackPeak", value(vela::kTrackPeakPresent, info.trackPeak, kPeakUnits)},
-      {"albumPeak", value(vela::kAlbumPeakPresent, info.albumPeak, kPeakUnits)},
-  };
-}
-
-Json recordJson(const MediaInfoRecord& info) {
-  if (!info.description) return nullptr;
-  const vela::ItemDescription& record = *info.description;
-  return {
-      {"bitRate", record.bitRate},
-      {"sampleRate", record.sampleRate},
-      {"channels", record.channels},
-      {"width", pixels(static_cast<int32_t>(record.width))},
-      {"height", pixels(static_cast<int32_t>(record.height))},
-      {"audioFormatName", record.audioFormatName},
-      {"videoFormatName", record.videoFormatName},
-  };
+  Json json = Json::object();
+  for (const ReplayGainValue& value : kReplayGainValues) {
+    if (info.flags & value.flag) {
+      json[value.key] = std::round(info.*value.member / value.unitsPerOne * 1e7) / 1e7;
+    }
+  }
+  return json;
 }
 
 Json chaptersJson(const MediaInfoRecord& info) {
   Json chapters = Json::array();
   for (const ChapterMark& mark : info.chapters) {
-    chapters.push_back({{"start", seconds(mark.start)},
-                        {"startHostUnits", mark.start},
-                        {"title", toUtf8(mark.title)}});
+    Json chapter;
+    addDuration(chapter, "start", mark.start);
+    chapter["title"] = toUtf8(mark.title);
+    chapters.push_back(std::move(chapter));
   }
   return chapters;
 }
 
 Json itemJson(const ItemReport& item) {
-  Json json = {{"id", item.id}, {"result", static_cast<uint32_t>(item.result)}};
-  if (item.result != vela::TIOResult::success) return json;
-  json["start"] = seconds(item.start);
-  json["duration"] = seconds(item.info.duration);
-  json["durationHostUnits"] = known(item.info.duration);
-  json["record"] = recordJson(item.info);
+  Json json = {{"id", item.id}};
+  addDuration(json, "start", item.start);
+  addDuration(json, "duration", item.failure ? vela::kUnknown64 : item.info.duration);
   json["tags"] = tagsJson(item.info);
-  json["replayGain"] = replayGainJson(item.info);
+  json["replay_gain"] = replayGainJson(item.info);
+  if (item.failure) json["error"] = toJson(*item.failure);
   return json;
 }
 
+/// The medium and its configuration; null in both when the item could not be started.
 template <class Format>
 Json formatJson(const Format& format) {
-  if (!format.present) return nullptr;
-  return {{"media", mediaName(format.mediaId)},
-          {"mediaId", guidText(format.mediaId)},
+  if (!format.present) return {{"codec_name", nullptr}, {"media_id", nullptr}, {"config", nullptr}};
+  return {{"codec_name", mediaName(format.mediaId)},
+          {"media_id", guidText(format.mediaId)},
           {"config", hexText(format.config, "")}};
+}
+
+Json audioJson(const FileReport& report) {
+  const vela::ItemDescription record = report.whole.description.value_or(vela::ItemDescription{});
+  if (!report.audioFormat.present && record.audioFormatName[0] == '\0') return nullptr;
+  Json json = formatJson(report.audioFormat);
+  json["format_name"] = record.audioFormatName;
+  json["sample_rate"] = known(record.sampleRate);
+  json["channels"] = known(record.channels);
+  return json;
+}
+
+Json videoJson(const FileReport& report) {
+  const vela::ItemDescription record = report.whole.description.value_or(vela::ItemDescription{});
+  if (!report.videoFormat.present && record.videoFormatName[0] == '\0') return nullptr;
+  Json json = formatJson(report.videoFormat);
+  json["format_name"] = record.videoFormatName;
+  json["width"] = known(record.width);
+  json["height"] = known(record.height);
+  return json;
 }
 
 }  // namespace
 
+Json documentJson(const char* type, const std::string& file) {
+  return {{"type", type},
+          {"format_version", kJsonFormatVersion},
+          {"file", file.empty() ? Json(nullptr) : Json(file)}};
+}
+
+void addTime(Json& json, const std::string& name, int64_t hostUnits) {
+  json[name] = seconds(static_cast<double>(hostUnits));
+  json[name + "_ts"] = std::to_string(hostUnits);
+}
+
+void addDuration(Json& json, const std::string& name, uint64_t hostUnits) {
+  const bool unknown = hostUnits == vela::kUnknown64;
+  json[name] = unknown ? Json(nullptr) : seconds(static_cast<double>(hostUnits));
+  json[name + "_ts"] = unknown ? Json(nullptr) : Json(std::to_string(hostUnits));
+}
+
 Json toJson(const FileReport& report) {
-  Json json = {
-      {"file", report.file},
-      {"plugin",
-       {{"version", report.pluginVersion},
-        {"filter", report.filter},
-        {"matchesFilter", report.matchesFilter}}},
-      {"duration", seconds(report.whole.duration)},
-      {"durationHostUnits", known(report.whole.duration)},
-      {"record", recordJson(report.whole)},
-      {"formatsResult", static_cast<uint32_t>(report.formatsResult)},
-      {"audioFormat", formatJson(report.audioFormat)},
-      {"videoFormat", formatJson(report.videoFormat)},
-  };
-  if (report.videoFormat.present) {
-    json["videoFormat"]["width"] = pixels(report.videoFormat.width);
-    json["videoFormat"]["height"] = pixels(report.videoFormat.height);
-  }
+  Json json = documentJson("info", report.file);
+  json["plugin"] = {{"module_version", report.pluginVersion},
+                    {"filter", report.filter},
+                    {"name_matches", report.matchesFilter}};
+  json["time_base"] = kJsonTimeBase;
+  addDuration(json, "duration", report.whole.duration);
+  json["bit_rate"] =
+      report.whole.description ? known(report.whole.description->bitRate) : Json(nullptr);
+  json["audio"] = audioJson(report);
+  json["video"] = videoJson(report);
+  json["audio_only"] = report.audioOnly;
   json["chapters"] = chaptersJson(report.whole);
-  json["audioOnly"] = report.audioOnly;
+  json["tags"] = tagsJson(report.whole);
+  json["replay_gain"] = replayGainJson(report.whole);
   json["items"] = Json::array();
   for (const ItemReport& item : report.items) json["items"].push_back(itemJson(item));
+  if (const auto failure = report.failure()) json["error"] = toJson(*failure);
   return json;
 }
 
-Json toJson(const Playback& playback, StreamKind kind) {
+Json toJson(const Failure& failure) {
+  return {
+      {"code", failure.status()},
+      {"place", name(failure.place())},
+      {"result", failure.result() ? Json(static_cast<uint32_t>(*failure.result())) : Json(nullptr)},
+      {"message", failure.what()}};
+}
+
+Json toJson(const AudioFormatRecord& format) {
+  return format.present ? formatJson(format) : Json(nullptr);
+}
+
+Json toJson(const VideoFormatRecord& format) {
+  if (!format.present) return nullptr;
+  Json json = formatJson(format);
+  json["width"] = known(static_cast<uint32_t>(format.width));
+  json["height"] = known(static_cast<uint32_t>(format.height));
+  return json;
+}
+
+Json packetJson(const Playback& playback, StreamKind kind) {
   const bool isAudio = kind == StreamKind::audio;
   const Payload& payload = isAudio ? playback.audio.payload : playback.video.payload;
-  Json json = {{"stream", name(kind)}};
+  Json json = {{"type", "packet"},
+               {"stream", name(kind)},
+               {"index", isAudio ? playback.audioIndex : playback.videoIndex}};
+  addTime(json, "time", isAudio ? playback.audioTime : playback.videoTime);
   if (isAudio) {
+    addTime(json, "duration", playback.audioDuration);
     json["frames"] = playback.audio.frames;
-    json["startOffset"] = playback.audio.startOffset;
-    json["sampleRate"] = playback.audio.sampleRate;
-  } else {
-    json["time"] = seconds(playback.videoTime);
-    json["timeHostUnits"] = playback.videoTime;
+    json["start_offset"] = playback.audio.startOffset;
+    json["sample_rate"] = playback.audio.sampleRate;
   }
   json["size"] = payload.bytes.size();
-  json["offset"] = known(payload.fileOffset);
+  json["offset"] = payload.fileOffset == vela::kUnknown64
+                       ? Json(nullptr)
+                       : Json(std::to_string(payload.fileOffset));
   char checksum[12];
   std::snprintf(checksum, sizeof checksum, "%08x",
                 static_cast<unsigned>(crc32(payload.bytes.data(), payload.bytes.size())));
   json["crc32"] = checksum;
   return json;
+}
+
+std::string errorText(const Failure& failure, const std::filesystem::path& file) {
+  Json json = documentJson("error", file.string());
+  json["error"] = toJson(failure);
+  return compact(json);
 }
 
 std::string compact(const Json& value) {

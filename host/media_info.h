@@ -61,4 +61,24 @@ class MediaInfoRecord final : public vela::MediaInfo {
   std::optional<vela::ItemDescription> description;
 };
 
+/// One of the four values of replay gain: where a record keeps it and how it is told.
+struct ReplayGainValue {
+  vela::ReplayGainFlag flag;
+  int32_t MediaInfoRecord::*member;
+  double unitsPerOne;  ///< units of the member in one decibel, or in full scale
+  const char* label;   ///< in text
+  const char* format;  ///< of the value in text
+  const char* key;     ///< in JSON
+};
+inline constexpr ReplayGainValue kReplayGainValues[] = {
+    {vela::kTrackGainPresent, &MediaInfoRecord::trackGain, 10000, "track gain", "%.2f dB",
+     "track_gain"},
+    {vela::kTrackPeakPresent, &MediaInfoRecord::trackPeak, 8388608, "track peak", "%.6f",
+     "track_peak"},
+    {vela::kAlbumGainPresent, &MediaInfoRecord::albumGain, 10000, "album gain", "%.2f dB",
+     "album_gain"},
+    {vela::kAlbumPeakPresent, &MediaInfoRecord::albumPeak, 8388608, "album peak", "%.6f",
+     "album_peak"},
+};
+
 }  // namespace velahost

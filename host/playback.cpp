@@ -3,6 +3,7 @@
 #include <string>
 
 #include "host/failure.h"
+#include "host/text.h"
 
 namespace velahost {
 namespace {
@@ -46,15 +47,19 @@ void Playback::start(uint32_t itemId, Wanted wanted) {
     throw Failure(Place::starting, started, missingSentence(wanted));
   }
   require(Place::starting, started);
-  packetsRead_ = 0;
-  audioEnded_ = !audioFormat.present;
-  videoEnded_ = !videoFormat.present;
+  restart(0);
 }
 
 void Playback::seek(uint64_t offset) {
   require(Place::seeking, splitter_.seekTo(vela::toWord64(offset), token_));
+  restart(offset);
+}
+
+void Playback::restart(uint64_t offset) {
   audioEnded_ = !audioFormat.present;
   videoEnded_ = !videoFormat.present;
+  origin_ = offset;
+  playedFrames_ = audioPackets_ = videoPackets_ = 0;
 }
 
 StreamKind Playback::next() {
@@ -74,7 +79,7 @@ StreamKind Playback::next() {
 void Playback::requireRead(TIOResult result, const char* stream) const {
   if (result == TIOResult::success) return;
   const std::string stopped =
-      "Reading stopped after " + std::to_string(packetsRead_) + " packets: ";
+      "Reading stopped after " + counted(audioPackets_ + videoPackets_, "packet") + ": ";
   if (result == TIOResult::failed) {
     throw Failure(Place::reading, result,
                   stopped + "the next " + stream + "packet is damaged or cut short (result 5).");
@@ -91,16 +96,32 @@ bool Playback::nextAudio() {
   uint8_t end = 0;
   requireRead(splitter_.readAudioPacket(&audio, &end, token_), "audio ");
   audioEnded_ = end != 0;
-  if (!audioEnded_) ++packetsRead_;
-  return !audioEnded_;
+  if (audioEnded_) return false;
+  audioIndex = audioPackets_++;
+  audioTime = audioPosition();
+  playedFrames_ += audio.frames;
+  audioDuration = audioPosition() - audioTime;
+  return true;
+}
+
+int64_t Playback::audioPosition() const {
+  const uint64_t rate = audio.sampleRate;
+  if (rate == 0) return static_cast<int64_t>(origin_);
+  // Whole seconds apart, so that no product exceeds 64 bits.
+  const uint64_t whole = playedFrames_ / rate * vela::kHostUnitsPerSecond;
+  const uint64_t rest = (playedFrames_ % rate * vela::kHostUnitsPerSecond + rate / 2) / rate;
+  return static_cast<int64_t>(origin_ + whole + rest);
 }
 
 bool Playback::nextVideo() {
   uint8_t end = 0;
-  requireRead(splitter_.readVideoPacket(&video, &end, &videoTime, token_), "video ");
+  uint64_t time = 0;
+  requireRead(splitter_.readVideoPacket(&video, &end, &time, token_), "video ");
   videoEnded_ = end != 0;
-  if (!videoEnded_) ++packetsRead_;
-  return !videoEnded_;
+  if (videoEnded_) return false;
+  videoIndex = videoPackets_++;
+  videoTime = static_cast<int64_t>(time);
+  return true;
 }
 
 }  // namespace velahost

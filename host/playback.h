@@ -43,17 +43,37 @@ class Playback {
   VideoFormatRecord videoFormat;
   AudioPacketRecord audio;  ///< filled by nextAudio()
   VideoPacketRecord video;  ///< filled by nextVideo()
-  uint64_t videoTime = 0;   ///< of `video`, in host units from the item's start
+
+  // Times are in host units from the item's start.
+
+  /// When `video` is shown. A key frame before the item's start has a negative time.
+  int64_t videoTime = 0;
+  /// When the first played frame of `audio` is heard: the place that was started or sought, and all
+  /// frames played since. A packet that only primes the decoder has the time of the next one.
+  int64_t audioTime = 0;
+  /// How long the played frames of `audio` last. The next packet begins at `audioTime` plus this.
+  int64_t audioDuration = 0;
+
+  // Running numbers of `audio` and `video` in their streams: 0 for the first packet after a start
+  // or a seek.
+  uint64_t audioIndex = 0;
+  uint64_t videoIndex = 0;
 
  private:
   /// @param stream  "audio ", "video " or empty
   void requireRead(vela::TIOResult result, const char* stream) const;
+  void restart(uint64_t offset);
+  /// Host units from the item's start to the end of the frames that were played.
+  int64_t audioPosition() const;
 
   vela::IMediaSplitterEx& splitter_;
   vela::CancelToken* token_;
   bool audioEnded_ = true;
   bool videoEnded_ = true;
-  uint64_t packetsRead_ = 0;  ///< of both streams, since the start
+  uint64_t origin_ = 0;        ///< where playing began, in host units from the item's start
+  uint64_t playedFrames_ = 0;  ///< since then
+  uint64_t audioPackets_ = 0;  ///< since then
+  uint64_t videoPackets_ = 0;  ///< since then
 };
 
 }  // namespace velahost

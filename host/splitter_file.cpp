@@ -30,6 +30,16 @@ Reference<vela::IMediaSplitterEx> Session::openForPlaying(const std::filesystem:
   return splitter;
 }
 
+void requireItem(vela::IMediaSplitter& splitter, uint32_t itemId) {
+  const uint32_t count = splitter.getItemCount();
+  if (itemId <= count) return;
+  throw Failure(ExitStatus::usage,
+                "There is no item " + std::to_string(itemId) +
+                    ". The items are 0 (the whole file) and " +
+                    (count == 1 ? "1 (its first chapter)."
+                                : "1 to " + std::to_string(count) + " (its chapters)."));
+}
+
 MediaInfoRecord describe(vela::IMediaSplitter& splitter, uint32_t itemId, Token& token) {
   MediaInfoRecord record;
   require(Place::describing, splitter.describeItem(itemId, &record, &token));

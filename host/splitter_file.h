@@ -31,6 +31,10 @@ class Session {
   Plugin plugin_;
 };
 
+/// @throws Failure (usage) when the file has no such item. The plug-in itself would take the whole
+/// file instead.
+void requireItem(vela::IMediaSplitter& splitter, uint32_t itemId);
+
 /// Describes an item. @throws Failure with the result of describeItem()
 MediaInfoRecord describe(vela::IMediaSplitter& splitter, uint32_t itemId, Token& token);
 

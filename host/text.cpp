@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cinttypes>
-#include <cmath>
 #include <cstdio>
 #include <iterator>
+#include <optional>
 
 #include "host/failure.h"
 
@@ -60,6 +60,26 @@ Decoded decodeUtf8(std::string_view text) {
   return {character, length};
 }
 
+/// Characters that move the cursor, change colours, or reverse the text around them.
+bool steersTheTerminal(char32_t c) {
+  const auto within = [c](char32_t first, char32_t last) { return first <= c && c <= last; };
+  return within(0x80, 0x9f) ||                              // C1 controls
+         within(0x2028, 0x2029) ||                          // line and paragraph separator
+         c == 0x61c || within(0x200e, 0x200f) ||            // marks of direction
+         within(0x202a, 0x202e) || within(0x2066, 0x2069);  // embeddings, overrides, isolates
+}
+
+/// The value of at most twelve digits, which is small enough for sums and products of times.
+std::optional<uint64_t> decimalValue(std::string_view digits) {
+  if (digits.empty() || digits.size() > 12) return std::nullopt;
+  uint64_t value = 0;
+  for (const char digit : digits) {
+    if (digit < '0' || digit > '9') return std::nullopt;
+    value = value * 10 + static_cast<uint64_t>(digit - '0');
+  }
+  return value;
+}
+
 }  // namespace
 
 std::string toUtf8(std::u16string_view text) {
@@ -103,27 +123,43 @@ size_t columns(std::string_view utf8) {
       utf8.begin(), utf8.end(), [](char c) { return (static_cast<uint8_t>(c) & 0xc0) != 0x80; }));
 }
 
-std::vector<std::string> printableLines(std::string_view utf8) {
-  std::vector<std::string> lines(1);
-  for (size_t i = 0; i < utf8.size(); ++i) {
-    const auto byte = static_cast<uint8_t>(utf8[i]);
-    if (byte == '\n' || byte == '\r') {
-      if (byte == '\r' && i + 1 < utf8.size() && utf8[i + 1] == '\n') ++i;
-      lines.emplace_back();
-    } else if (byte < 0x20 || byte == 0x7f) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\x%02x", byte);
-      lines.back() += escape;
+std::string printable(std::string_view utf8) {
+  std::string out;
+  while (!utf8.empty()) {
+    const Decoded decoded = decodeUtf8(utf8);
+    const auto lead = static_cast<uint8_t>(utf8[0]);
+    char escape[8];
+    if (lead < 0x20 || lead == 0x7f || (lead >= 0x80 && decoded.bytes == 1)) {
+      std::snprintf(escape, sizeof escape, "\\x%02x", lead);
+      out += escape;
+    } else if (steersTheTerminal(decoded.character)) {
+      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(decoded.character));
+      out += escape;
     } else {
-      lines.back().push_back(utf8[i]);
+      out += utf8.substr(0, decoded.bytes);
     }
+    utf8.remove_prefix(decoded.bytes);
   }
-  return lines;
+  return out;
+}
+
+std::vector<std::string> printableLines(std::string_view utf8) {
+  std::vector<std::string> lines;
+  for (;;) {
+    const size_t end = utf8.find_first_of("\r\n");
+    lines.push_back(printable(utf8.substr(0, end)));
+    if (end == std::string_view::npos) return lines;
+    utf8.remove_prefix(end + (utf8.substr(end, 2) == "\r\n" ? 2 : 1));
+  }
+}
+
+std::string counted(uint64_t count, const std::string& one) {
+  return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
 }
 
 std::string pathText(const std::filesystem::path& file) {
   const std::u8string text = file.u8string();
-  return {text.begin(), text.end()};
+  return printable({reinterpret_cast<const char*>(text.data()), text.size()});
 }
 
 std::string clockTime(uint64_t hostUnits) {
@@ -139,22 +175,59 @@ std::string clockTime(uint64_t hostUnits) {
   return text;
 }
 
-std::string secondsText(uint64_t hostUnits) {
-  const uint64_t fraction = hostUnits % vela::kHostUnitsPerSecond;
-  const uint64_t us =
-      hostUnits / vela::kHostUnitsPerSecond * 1000000 +
-      (fraction * 1000000 + vela::kHostUnitsPerSecond / 2) / vela::kHostUnitsPerSecond;
-  char text[48];
-  std::snprintf(text, sizeof text, "%" PRIu64 ".%06u", us / 1000000,
-                static_cast<unsigned>(us % 1000000));
-  return text;
+std::string secondsText(int64_t hostUnits, int decimals) {
+  uint64_t partsPerSecond = 1;
+  for (int i = 0; i < decimals; ++i) partsPerSecond *= 10;
+  const uint64_t size =
+      hostUnits < 0 ? 0 - static_cast<uint64_t>(hostUnits) : static_cast<uint64_t>(hostUnits);
+  uint64_t whole = size / vela::kHostUnitsPerSecond;
+  const uint64_t fraction = size % vela::kHostUnitsPerSecond;
+  uint64_t parts =
+      (fraction * partsPerSecond + vela::kHostUnitsPerSecond / 2) / vela::kHostUnitsPerSecond;
+  whole += parts / partsPerSecond;
+  parts %= partsPerSecond;
+  std::string text = hostUnits < 0 && (whole != 0 || parts != 0) ? "-" : "";
+  text += std::to_string(whole);
+  if (decimals == 0) return text;
+  const std::string digits = std::to_string(parts);
+  return text + "." + std::string(static_cast<size_t>(decimals) - digits.size(), '0') + digits;
 }
 
-uint64_t hostUnitsFromSeconds(double seconds) {
-  if (!(seconds >= 0 && seconds <= 549755813888.0)) {
-    throw Failure(ExitStatus::usage, "A time is a number of seconds from 0 to 2^39.");
+uint64_t hostUnitsFromTime(std::string_view text) {
+  constexpr uint64_t kSecondsEnd = uint64_t{1} << 39;
+  const Failure wrong(ExitStatus::usage,
+                      "\"" + printable(text) +
+                          "\" is not a time. A time is a number of seconds (90.5), minutes and "
+                          "seconds (1:30), or hours, minutes and seconds (0:01:30.5).");
+  const size_t point = text.find('.');
+  std::string_view fields = text.substr(0, point);
+  uint64_t seconds = 0;
+  for (int field = 0;; ++field) {
+    const size_t colon = fields.find(':');
+    const std::string_view digits = fields.substr(0, colon);
+    const std::optional<uint64_t> value = decimalValue(digits);
+    const bool sixtieth = field > 0;
+    if (!value || field == 3 || (sixtieth && (digits.size() > 2 || *value >= 60))) throw wrong;
+    seconds = seconds * 60 + *value;
+    if (colon == std::string_view::npos) break;
+    fields.remove_prefix(colon + 1);
   }
-  return static_cast<uint64_t>(std::llround(seconds * vela::kHostUnitsPerSecond));
+  uint64_t billionths = 0;
+  if (point != std::string_view::npos) {
+    // Digits beyond the ninth are far below one host unit.
+    std::string fraction(text.substr(point + 1));
+    if (fraction.empty() || fraction.find_first_not_of("0123456789") != std::string::npos) {
+      throw wrong;
+    }
+    fraction.resize(9, '0');
+    billionths = decimalValue(fraction).value();
+  }
+  if (seconds >= kSecondsEnd) {
+    throw Failure(ExitStatus::usage, "A time must be less than 2^39 seconds.");
+  }
+  const uint64_t hostUnits = seconds * vela::kHostUnitsPerSecond +
+                             (billionths * vela::kHostUnitsPerSecond + 500000000) / 1000000000;
+  return std::min(hostUnits, uint64_t{INT64_MAX});
 }
 
 std::string guidText(const vela::Guid& guid) {

@@ -28,8 +28,8 @@ MEDIAINFO_NAMES = {
     "Recorded_Date": "year", "Comment": "comment", "Genre": "genre", "Encoded_Application": "tool",
     "Track_Position": "track", "Track_Position_Total": "totaltracks", "Part_Position": "disc",
     "Part_Position_Total": "totaldiscs", "BPM": "tempo", "Compilation": "compilation"}
-GAINS = {"replaygain_track_gain": "trackGainDecibel", "replaygain_album_gain": "albumGainDecibel",
-         "replaygain_track_peak": "trackPeak", "replaygain_album_peak": "albumPeak"}
+GAINS = {"replaygain_track_gain": "track_gain", "replaygain_album_gain": "album_gain",
+         "replaygain_track_peak": "track_peak", "replaygain_album_peak": "album_peak"}
 KNOWN = set(MEDIAINFO_NAMES.values()) | set(GAINS)
 TITLE_RULE = "the file's own title stands before the chapter's name"
 FILE_REASONS = {
@@ -70,11 +70,14 @@ def run_json(*command):
 
 
 def our_tags(report):
+    """The tags of the first item: its own and those that all items share."""
     item = report["items"][0]
-    tags = {tag["name"]: [normal(value) for value in tag["values"]] for tag in item["tags"]}
+    tags = {name: [normal(value) for value in values]
+            for name, values in (report["tags"] | item["tags"]).items()}
+    gains = report["replay_gain"] | item["replay_gain"]
     for name, field in GAINS.items():
-        if item["replayGain"][field] is not None:
-            tags[name] = ["%.2f" % item["replayGain"][field]]
+        if field in gains:
+            tags[name] = ["%.2f" % gains[field]]
     return tags
 
 
@@ -169,7 +172,7 @@ def cell(value):
 def rows_of(host, path, group):
     """The rows of one file; none for a file that can't be described."""
     report = run_json(host, "info", "--json", path)
-    if not report or report["items"][0]["result"] != 0:
+    if report.get("type") != "info" or "error" in report["items"][0]:
         return []
     probe = run_json("ffprobe", "-v", "quiet", "-show_format", "-show_chapters", "-of", "json", path)
     ours = our_tags(report)

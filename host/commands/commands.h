@@ -1,8 +1,10 @@
 // The commands of velahost. Each writes its result to `out`, and throws Failure when it can't.
 #pragma once
 #include <filesystem>
+#include <optional>
 #include <ostream>
 
+#include "host/failure.h"
 #include "host/output_file.h"
 #include "host/playback.h"
 #include "host/progress.h"
@@ -16,15 +18,16 @@ struct InfoOptions {
   std::filesystem::path file;
   Output output = Output::text;
 };
-/// Tells what the file holds. Items that can't be described are named, and then end the command
-/// with the first of their results after everything else was told.
-void info(Session& session, const InfoOptions& options, std::ostream& out);
+/// Tells what the file holds.
+/// @return the first failure of an item or of starting the file, which the output names where it
+///   happened and which doesn't keep the rest from being told
+std::optional<Failure> info(Session& session, const InfoOptions& options, std::ostream& out);
 
 struct PacketsOptions {
   std::filesystem::path file;
   uint32_t item = 0;
   Wanted stream = Wanted::both;
-  double from = 0;  ///< seconds from the item's start
+  uint64_t from = 0;  ///< host units from the item's start
   Output output = Output::text;
   bool summary = false;  ///< totals only
 };
@@ -47,7 +50,7 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
 struct SeekOptions {
   std::filesystem::path file;
   uint32_t item = 0;
-  double to = 0;  ///< seconds from the item's start
+  uint64_t to = 0;  ///< host units from the item's start
   Output output = Output::text;
 };
 /// Tells where audio and video land.

@@ -2,7 +2,9 @@
 #include <cstdio>
 #include <iomanip>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
+#include <utility>
 
 #include "host/commands/commands.h"
 #include "host/failure.h"
@@ -21,10 +23,6 @@ void line(std::ostream& out, const std::string& label, const std::string& value)
   out << label << std::string(padding, ' ') << (value.empty() ? "none" : value) << '\n';
 }
 
-std::string plural(uint32_t count, const std::string& one) {
-  return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
-}
-
 std::string bitRateText(uint32_t bitsPerSecond) {
   if (bitsPerSecond == 0) return "unknown";
   char text[32];
@@ -37,24 +35,45 @@ std::string pictureSizeText(int32_t width, int32_t height) {
   return side(width) + "x" + side(height);
 }
 
-void writeFormats(std::ostream& out, const FileReport& report) {
-  if (report.formatsResult != vela::TIOResult::success) {
-    line(out, "Formats", "can't be told: " + resultSentence(Place::starting, report.formatsResult));
+/// Words in lines that end before column 80, under one label.
+void wrapped(std::ostream& out, const std::string& label, const std::string& words) {
+  constexpr size_t kValueWidth = 80 - kLabelWidth;
+  std::string current;
+  std::string shownLabel = label;
+  std::istringstream in(words);
+  for (std::string word; in >> word;) {
+    if (!current.empty() && columns(current) + 1 + columns(word) > kValueWidth) {
+      line(out, std::exchange(shownLabel, ""), std::exchange(current, ""));
+    }
+    current += (current.empty() ? "" : " ") + word;
   }
+  line(out, shownLabel, current);
+}
+
+template <class Format>
+void writeFormat(std::ostream& out, const Format& format) {
+  if (!format.present) return;
+  line(out, "  media", guidText(format.mediaId));
+  wrapped(out, "  config", hexText(format.config, " "));
+}
+
+void writeFormats(std::ostream& out, const FileReport& report) {
   const vela::ItemDescription record = report.whole.description.value_or(vela::ItemDescription{});
-  if (report.audioFormat.present) {
+  if (record.audioFormatName[0] != '\0') {
     line(out, "Audio",
          std::string(record.audioFormatName) + ", " + std::to_string(record.sampleRate) + " Hz, " +
-             plural(record.channels, "channel"));
-    line(out, "  media", guidText(report.audioFormat.mediaId));
-    line(out, "  config", hexText(report.audioFormat.config, " "));
+             counted(record.channels, "channel"));
+    writeFormat(out, report.audioFormat);
   }
-  if (report.videoFormat.present) {
+  if (record.videoFormatName[0] != '\0') {
     line(out, "Video",
          std::string(record.videoFormatName) + ", " +
-             pictureSizeText(report.videoFormat.width, report.videoFormat.height));
-    line(out, "  media", guidText(report.videoFormat.mediaId));
-    line(out, "  config", hexText(report.videoFormat.config, " "));
+             pictureSizeText(static_cast<int32_t>(record.width),
+                             static_cast<int32_t>(record.height)));
+    writeFormat(out, report.videoFormat);
+  }
+  if (report.formatsFailure) {
+    wrapped(out, "Playing", std::string("fails: ") + report.formatsFailure->what());
   }
 }
 
@@ -62,11 +81,8 @@ void writeChapters(std::ostream& out, const MediaInfoRecord& whole) {
   line(out, "Chapters", std::to_string(whole.chapters.size()));
   for (size_t i = 0; i < whole.chapters.size(); ++i) {
     out << std::setw(4) << i + 1 << "  " << clockTime(whole.chapters[i].start);
-    std::string title;
-    for (const std::string& part : printableLines(toUtf8(whole.chapters[i].title))) {
-      title += (title.empty() ? "  " : " ") + part;
-    }
-    out << (title == "  " ? "" : title) << '\n';
+    const std::string title = printable(toUtf8(whole.chapters[i].title));
+    out << (title.empty() ? "" : "  ") << title << '\n';
   }
 }
 
@@ -87,16 +103,11 @@ std::vector<NamedValue> namedValues(const MediaInfoRecord& info) {
     const bool furtherValue = i > 0 && info.tags[i].name == info.tags[i - 1].name;
     values.push_back({furtherValue ? "" : toUtf8(info.tags[i].name), toUtf8(info.tags[i].value)});
   }
-  const auto gain = [&](vela::ReplayGainFlag flag, const char* label, int32_t fixed) {
-    if (info.flags & flag) values.push_back({label, decimalText(fixed / 10000.0, "%.2f dB")});
-  };
-  const auto peak = [&](vela::ReplayGainFlag flag, const char* label, int32_t fixed) {
-    if (info.flags & flag) values.push_back({label, decimalText(fixed / 8388608.0, "%.6f")});
-  };
-  gain(vela::kTrackGainPresent, "track gain", info.trackGain);
-  peak(vela::kTrackPeakPresent, "track peak", info.trackPeak);
-  gain(vela::kAlbumGainPresent, "album gain", info.albumGain);
-  peak(vela::kAlbumPeakPresent, "album peak", info.albumPeak);
+  for (const ReplayGainValue& value : kReplayGainValues) {
+    if (!(info.flags & value.flag)) continue;
+    values.push_back(
+        {value.label, decimalText(info.*value.member / value.unitsPerOne, value.format)});
+  }
   return values;
 }
 
@@ -105,10 +116,10 @@ void writeTags(std::ostream& out, const MediaInfoRecord& info) {
   const std::vector<NamedValue> values = namedValues(info);
   size_t widest = 0;
   for (const NamedValue& entry : values) {
-    widest = std::max(widest, columns(printableLines(entry.name).front()));
+    widest = std::max(widest, columns(printable(entry.name)));
   }
   for (const NamedValue& entry : values) {
-    std::string label = printableLines(entry.name).front();
+    std::string label = printable(entry.name);
     for (const std::string& part : printableLines(entry.value)) {
       const std::string padding(part.empty() ? 0 : widest - columns(label) + 2, ' ');
       out << "  " << label << padding << part << '\n';
@@ -117,14 +128,27 @@ void writeTags(std::ostream& out, const MediaInfoRecord& info) {
   }
 }
 
+/// Tags stand once under the file when all items have them.
+void writeSharedTags(std::ostream& out, const FileReport& report) {
+  if (report.whole.tags.empty() && report.whole.flags == 0) return;
+  if (!report.audioOnly) {
+    line(out, "Tags", "of the first chapter, which stand for the film");
+  } else if (report.items.size() > 1) {
+    line(out, "Tags", "the same in all " + std::to_string(report.items.size()) + " items");
+  } else {
+    out << "Tags\n";
+  }
+  writeTags(out, report.whole);
+}
+
 void writeItem(std::ostream& out, const ItemReport& item) {
   const std::string label = "Item " + std::to_string(item.id);
-  if (item.result != vela::TIOResult::success) {
-    line(out, label, "can't be described: " + resultSentence(Place::describing, item.result));
+  if (item.failure) {
+    wrapped(out, label, std::string("can't be described: ") + item.failure->what());
     return;
   }
   if (item.id == 0) {
-    line(out, label, "the whole file; tags as its first chapter bears them");
+    line(out, label, "the whole file");
   } else {
     line(out, label,
          clockTime(item.start) + " to " + clockTime(item.start + item.info.duration) + ", " +
@@ -134,7 +158,7 @@ void writeItem(std::ostream& out, const ItemReport& item) {
 }
 
 void writeText(std::ostream& out, const FileReport& report) {
-  line(out, "File", report.file);
+  line(out, "File", printable(report.file));
   line(out, "Filter",
        report.filter + (report.matchesFilter ? " (matches)" : " (the name does not match)"));
   line(out, "Duration", clockTime(report.whole.duration));
@@ -142,20 +166,22 @@ void writeText(std::ostream& out, const FileReport& report) {
        bitRateText(report.whole.description ? report.whole.description->bitRate : 0));
   writeFormats(out, report);
   writeChapters(out, report.whole);
+  writeSharedTags(out, report);
   line(out, "Items", std::to_string(report.items.size()));
   for (const ItemReport& item : report.items) writeItem(out, item);
 }
 
 }  // namespace
 
-void info(Session& session, const InfoOptions& options, std::ostream& out) {
-  const FileReport report = reportOf(session, options.file);
+std::optional<Failure> info(Session& session, const InfoOptions& options, std::ostream& out) {
+  FileReport report = reportOf(session, options.file);
+  shareCommonTags(report);
   if (options.output == Output::json) {
     out << indented(toJson(report)) << '\n';
   } else {
     writeText(out, report);
   }
-  require(Place::describing, report.worst());
+  return report.failure();
 }
 
 }  // namespace velahost

@@ -12,68 +12,109 @@ namespace velahost {
 namespace {
 
 struct Totals {
+  bool present = false;
   uint64_t packets = 0;
   uint64_t bytes = 0;
+  uint64_t frames = 0;  ///< of audio, those that are played
+
+  void count(const Payload& payload) {
+    ++packets;
+    bytes += payload.bytes.size();
+  }
 };
 
 void writeHeading(std::ostream& out) {
-  out << "stream            time  frames   start      size        offset  crc32\n";
+  out << "stream   index          time  frames   start      size        offset  crc32\n";
 }
 
-/// Columns that don't apply hold a dash: audio counts frames, video has times.
+/// Columns that count frames hold a dash for video.
 void writePacket(std::ostream& out, const Playback& playback, StreamKind kind) {
   const bool isAudio = kind == StreamKind::audio;
   const Payload& payload = isAudio ? playback.audio.payload : playback.video.payload;
-  const std::string time = isAudio ? "-" : secondsText(playback.videoTime);
+  const uint64_t index = isAudio ? playback.audioIndex : playback.videoIndex;
+  const int64_t time = isAudio ? playback.audioTime : playback.videoTime;
   const std::string frames = isAudio ? std::to_string(playback.audio.frames) : "-";
   const std::string start = isAudio ? std::to_string(playback.audio.startOffset) : "-";
   char text[160];
-  std::snprintf(text, sizeof text, "%-6s  %14s  %6s  %6s  %8zu  %12" PRIu64 "  %08x\n", name(kind),
-                time.c_str(), frames.c_str(), start.c_str(), payload.bytes.size(),
-                payload.fileOffset,
+  std::snprintf(text, sizeof text,
+                "%-6s  %6" PRIu64 "  %12s  %6s  %6s  %8zu  %12" PRIu64 "  %08x\n", name(kind),
+                index, secondsText(time, 6).c_str(), frames.c_str(), start.c_str(),
+                payload.bytes.size(), payload.fileOffset,
                 static_cast<unsigned>(crc32(payload.bytes.data(), payload.bytes.size())));
   out << text;
 }
 
-void count(Totals& totals, const Payload& payload) {
-  ++totals.packets;
-  totals.bytes += payload.bytes.size();
+std::string totalsText(const Totals& totals) {
+  if (!totals.present) return "none";
+  return counted(totals.packets, "packet") + ", " + counted(totals.bytes, "byte");
 }
 
-void writeTotals(std::ostream& out, const Totals& audio, uint64_t frames, const Totals& video) {
-  out << "audio   " << audio.packets << " packets, " << audio.bytes << " bytes, " << frames
-      << " frames\n";
-  out << "video   " << video.packets << " packets, " << video.bytes << " bytes\n";
+void writeTotals(std::ostream& out, const Totals& audio, const Totals& video) {
+  out << "audio   " << totalsText(audio);
+  if (audio.present) out << ", " << counted(audio.frames, "frame");
+  out << "\nvideo   " << totalsText(video) << '\n';
+}
+
+/// The first line: what the packets are packets of.
+Json headingJson(const PacketsOptions& options, const Playback& playback) {
+  Json json = documentJson("packets", options.file.string());
+  json["item"] = options.item;
+  json["time_base"] = kJsonTimeBase;
+  addDuration(json, "from", options.from);
+  json["audio"] = toJson(playback.audioFormat);
+  json["video"] = toJson(playback.videoFormat);
+  return json;
+}
+
+/// The last line, and all there is of a summary.
+Json summaryJson(const PacketsOptions& options, const Totals& audio, const Totals& video) {
+  Json json = documentJson("summary", options.file.string());
+  json["item"] = options.item;
+  json["time_base"] = kJsonTimeBase;
+  json["audio"] = nullptr;
+  json["video"] = nullptr;
+  if (audio.present) {
+    json["audio"] = {{"packets", audio.packets}, {"bytes", audio.bytes}, {"frames", audio.frames}};
+  }
+  if (video.present) json["video"] = {{"packets", video.packets}, {"bytes", video.bytes}};
+  return json;
 }
 
 }  // namespace
 
 void packets(Session& session, const PacketsOptions& options, std::ostream& out) {
-  const uint64_t from = hostUnitsFromSeconds(options.from);
   const Reference<vela::IMediaSplitterEx> splitter = session.openForPlaying(options.file);
   Playback playback(*splitter.get(), &session.token);
+  requireItem(*splitter.get(), options.item);
   playback.start(options.item, options.stream);
-  if (from != 0) playback.seek(from);
+  if (options.from != 0) playback.seek(options.from);
 
-  const bool text = options.output == Output::text && !options.summary;
-  if (text) writeHeading(out);
+  const bool json = options.output == Output::json;
+  if (json && !options.summary) out << compact(headingJson(options, playback)) << '\n';
+  if (!json && !options.summary) writeHeading(out);
   Totals audio;
   Totals video;
-  uint64_t frames = 0;
+  audio.present = playback.audioFormat.present;
+  video.present = playback.videoFormat.present;
   for (StreamKind kind = playback.next(); kind != StreamKind::none; kind = playback.next()) {
     if (kind == StreamKind::audio) {
-      count(audio, playback.audio.payload);
-      frames += playback.audio.frames;
+      audio.count(playback.audio.payload);
+      audio.frames += playback.audio.frames;
     } else {
-      count(video, playback.video.payload);
+      video.count(playback.video.payload);
     }
-    if (text) {
+    if (options.summary) continue;
+    if (json) {
+      out << compact(packetJson(playback, kind)) << '\n';
+    } else {
       writePacket(out, playback, kind);
-    } else if (!options.summary) {
-      out << compact(toJson(playback, kind)) << '\n';
     }
   }
-  if (options.summary) writeTotals(out, audio, frames, video);
+  if (json) {
+    out << compact(summaryJson(options, audio, video)) << '\n';
+  } else if (options.summary) {
+    writeTotals(out, audio, video);
+  }
 }
 
 }  // namespace velahost

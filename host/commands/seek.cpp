@@ -12,7 +12,7 @@ namespace {
 
 /// Where a seek took the two streams. A stream that is at its end has no packet.
 struct Landing {
-  uint64_t target = 0;  ///< host units from the item's start
+  int64_t target = 0;  ///< host units from the item's start
   uint32_t prerollPackets = 0;
   bool hasAudio = false;  ///< `playback.audio` is the first packet that is heard
   bool hasVideo = false;  ///< `playback.video` is the key frame
@@ -20,7 +20,7 @@ struct Landing {
 
 Landing land(Playback& playback, uint64_t target) {
   Landing landing;
-  landing.target = target;
+  landing.target = static_cast<int64_t>(target);
   playback.seek(target);
   while (playback.audioFormat.present && playback.nextAudio()) {
     if (playback.audio.frames != 0) {
@@ -38,54 +38,79 @@ std::string place(const Payload& payload) {
          std::to_string(payload.fileOffset);
 }
 
-void writeText(std::ostream& out, const Playback& playback, const Landing& landing, uint32_t item) {
-  out << "Target  " << clockTime(landing.target) << " in item " << item << '\n';
-  if (playback.audioFormat.present) {
-    out << "Audio   ";
-    if (landing.hasAudio) {
-      out << landing.prerollPackets << " packets of pre-roll, then " << playback.audio.frames
-          << " frames after the first " << playback.audio.startOffset << " are cut; "
-          << place(playback.audio.payload) << '\n';
-    } else {
-      out << "at its end\n";
-    }
-  }
-  if (playback.videoFormat.present) {
-    out << "Video   ";
-    if (landing.hasVideo) {
-      const bool behind = playback.videoTime > landing.target;
-      const uint64_t distance =
-          behind ? playback.videoTime - landing.target : landing.target - playback.videoTime;
-      out << "key frame at " << clockTime(playback.videoTime) << ", " << secondsText(distance)
-          << " s " << (behind ? "behind" : "before") << " the target; "
-          << place(playback.video.payload) << '\n';
-    } else {
-      out << "at its end\n";
-    }
-  }
+/// A time in seconds and in host units.
+std::string bothUnits(int64_t hostUnits) {
+  return secondsText(hostUnits, 3) + " s (" + std::to_string(hostUnits) + " host units)";
 }
 
-nlohmann::ordered_json json(const Playback& playback, const Landing& landing, uint32_t item) {
-  nlohmann::ordered_json value = {{"item", item},
-                                  {"targetHostUnits", landing.target},
-                                  {"prerollPackets", landing.prerollPackets},
-                                  {"audio", nullptr},
-                                  {"video", nullptr}};
-  if (landing.hasAudio) value["audio"] = toJson(playback, StreamKind::audio);
-  if (landing.hasVideo) value["video"] = toJson(playback, StreamKind::video);
-  return value;
+void writeAudio(std::ostream& out, const Playback& playback, const Landing& landing) {
+  if (!landing.hasAudio) {
+    out << "Audio   at its end\n";
+    return;
+  }
+  out << "Audio   " << counted(landing.prerollPackets, "packet") << " of pre-roll, then a packet";
+  if (playback.audio.startOffset != 0) {
+    out << " whose first " << counted(playback.audio.startOffset, "frame") << " are cut";
+  }
+  out << "\n        " << counted(playback.audio.frames, "frame") << " to play; "
+      << place(playback.audio.payload) << '\n';
+}
+
+void writeVideo(std::ostream& out, const Playback& playback, const Landing& landing) {
+  if (!landing.hasVideo) {
+    out << "Video   at its end\n";
+    return;
+  }
+  const int64_t late = playback.videoTime - landing.target;
+  out << "Video   key frame at " << bothUnits(playback.videoTime) << ",\n        ";
+  if (late == 0) {
+    out << "at the target";
+  } else {
+    out << secondsText(late < 0 ? -late : late, 3) << " s " << (late < 0 ? "before" : "after")
+        << " the target";
+  }
+  out << "; " << place(playback.video.payload) << '\n';
+}
+
+void writeText(std::ostream& out, const Playback& playback, const Landing& landing, uint32_t item) {
+  out << "Target  " << bothUnits(landing.target) << " in item " << item << '\n';
+  if (playback.audioFormat.present) writeAudio(out, playback, landing);
+  if (playback.videoFormat.present) writeVideo(out, playback, landing);
+}
+
+Json audioJson(const Playback& playback, const Landing& landing) {
+  if (!playback.audioFormat.present) return nullptr;
+  return {{"at_end", !landing.hasAudio},
+          {"preroll_packets", landing.prerollPackets},
+          {"packet", landing.hasAudio ? packetJson(playback, StreamKind::audio) : Json(nullptr)}};
+}
+
+Json videoJson(const Playback& playback, const Landing& landing) {
+  if (!playback.videoFormat.present) return nullptr;
+  return {{"at_end", !landing.hasVideo},
+          {"packet", landing.hasVideo ? packetJson(playback, StreamKind::video) : Json(nullptr)}};
+}
+
+Json landingJson(const SeekOptions& options, const Playback& playback, const Landing& landing) {
+  Json json = documentJson("seek", options.file.string());
+  json["item"] = options.item;
+  json["time_base"] = kJsonTimeBase;
+  addTime(json, "target", landing.target);
+  json["audio"] = audioJson(playback, landing);
+  json["video"] = videoJson(playback, landing);
+  return json;
 }
 
 }  // namespace
 
 void seek(Session& session, const SeekOptions& options, std::ostream& out) {
-  const uint64_t target = hostUnitsFromSeconds(options.to);
   const Reference<vela::IMediaSplitterEx> splitter = session.openForPlaying(options.file);
   Playback playback(*splitter.get(), &session.token);
+  requireItem(*splitter.get(), options.item);
   playback.start(options.item, Wanted::both);
-  const Landing landing = land(playback, target);
+  const Landing landing = land(playback, options.to);
   if (options.output == Output::json) {
-    out << indented(json(playback, landing, options.item)) << '\n';
+    out << indented(landingJson(options, playback, landing)) << '\n';
   } else {
     writeText(out, playback, landing, options.item);
   }

@@ -8,33 +8,20 @@
 #include <string>
 #include <vector>
 
-#include "host/command_line.h"
-#include "tests/host/media.h"
+#include "host/text.h"
+#include "tests/host/command_run.h"
 
 namespace {
 
-struct CommandRun {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-/// Runs a command line against the built plug-in, in the folder of the media, so that the texts
-/// hold no folder names.
-CommandRun run(std::vector<std::string> arguments,
-               velahost::Terminal terminal = velahost::Terminal::no) {
-  std::filesystem::current_path(media::dataFolder());
-  arguments.insert(arguments.end(), {"--plugin", media::pluginFile().string()});
-  std::ostringstream out;
-  std::ostringstream err;
-  const int status = velahost::runCommandLine(std::move(arguments), out, err, terminal);
-  return {status, out.str(), err.str()};
-}
+using command::CommandRun;
+using command::run;
 
 /// What a committed text shows: "x.<name>.txt" is the output of the arguments.
 struct Shown {
   std::string name;
   std::vector<std::string> arguments;
+
+  std::filesystem::path file() const { return media::dataFolder() / ("x." + name + ".txt"); }
 };
 
 void PrintTo(const Shown& shown, std::ostream* out) { *out << shown.name; }
@@ -45,8 +32,8 @@ TEST_P(CommittedText, IsWhatTheCommandPrints) {
   const CommandRun result = run(GetParam().arguments);
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.err, "");
-  const auto file = media::dataFolder() / ("x." + GetParam().name + ".txt");
-  EXPECT_EQ(result.out, media::readText(file)) << "scripts/update_golden.sh rewrites " << file;
+  EXPECT_EQ(result.out, media::readText(GetParam().file()))
+      << "scripts/update_golden.sh rewrites " << GetParam().file();
 }
 
 /// The rows of tests/data/commands.tsv: a name, and arguments separated by blanks.
@@ -69,6 +56,13 @@ std::string shownName(const testing::TestParamInfo<Shown>& shown) {
 
 INSTANTIATE_TEST_SUITE_P(Host, CommittedText, testing::ValuesIn(shownCommands()), shownName);
 
+TEST_P(CommittedText, FitsIntoEightyColumns) {
+  if (std::count(GetParam().arguments.begin(), GetParam().arguments.end(), "--json") != 0) return;
+  std::istringstream lines(media::readText(GetParam().file()));
+  for (std::string line; std::getline(lines, line);)
+    EXPECT_LE(velahost::columns(line), 80u) << line;
+}
+
 TEST(CommittedTexts, AllHaveACommand) {
   const std::vector<Shown> known = shownCommands();
   for (const auto& entry : std::filesystem::directory_iterator(media::dataFolder())) {
@@ -88,6 +82,7 @@ TEST(ExitStatus, Is64ForCommandLinesThatMakeNoSense) {
   EXPECT_EQ(run({"packets", "sample.mp4", "--stream", "subtitles"}).status, 64);
   EXPECT_EQ(run({"packets", "sample.mp4", "--from", "-1"}).status, 64);
   EXPECT_EQ(run({"packets", "sample.mp4", "--from", "nan"}).status, 64);
+  EXPECT_EQ(run({"packets", "sample.mp4", "--from", "1:60"}).status, 64);
   EXPECT_EQ(run({"seek", "sample.mp4"}).status, 64);
   EXPECT_EQ(run({"extract", "sample.mp4"}).status, 64);
 }
@@ -105,19 +100,57 @@ TEST(ExitStatus, Is65ForAStreamThatTheFileDoesNotHold) {
 }
 
 TEST(ExitStatus, Is69WithoutAPlugin) {
-  std::ostringstream out;
-  std::ostringstream err;
-  EXPECT_EQ(velahost::runCommandLine({"info", "sample.mp4", "--plugin", "/no/such/library.so"}, out,
-                                     err, velahost::Terminal::no),
-            69);
-  EXPECT_THAT(err.str(), testing::StartsWith("velahost: The plug-in /no/such/library.so can't be "
-                                             "loaded"));
+  const CommandRun result =
+      command::runAsGiven({"info", "--plugin", "/no/such/library.so", "f.mp4"});
+  EXPECT_EQ(result.status, 69);
+  EXPECT_THAT(result.err, testing::StartsWith("velahost: The plug-in /no/such/library.so can't be "
+                                              "loaded"));
 }
 
 TEST(ExitStatus, Is74ForAnOutputThatCantBeWritten) {
   const media::ScratchFolder scratch;
   const auto out = scratch / "no such folder/out";
   EXPECT_EQ(run({"extract", "sample.mp4", "--audio", out.string()}).status, 74);
+}
+
+TEST(WrongUsage, NamesTheCommandThatDoesNotExist) {
+  for (const std::string wrong : {"play", "sample.mp4", "-"}) {
+    const std::string sentence = "velahost: There is no command \"" + wrong +
+                                 "\". The commands are info, packets, extract and seek.\n";
+    EXPECT_EQ(run({wrong, "sample.mp4"}).err, sentence);
+    EXPECT_EQ(command::runAsGiven({wrong, "info", "--cover"}).err, sentence);
+  }
+  EXPECT_EQ(run({}).err, "velahost: Name a command: info, packets, extract or seek.\n");
+}
+
+TEST(WrongUsage, NamesTheOptionThatDoesNotExist) {
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"info", "sample.mp4", "--cover", "x"}, {"--cover", "info"}}) {
+    EXPECT_EQ(run(arguments).err,
+              "velahost: There is no option --cover. Run with --help for more information.\n");
+  }
+}
+
+TEST(WrongUsage, NamesTheItemThatTheFileDoesNotHaveAndThoseThatItHas) {
+  const CommandRun film = run({"packets", "sample.mp4", "--item", "99"});
+  EXPECT_EQ(film.status, 64);
+  EXPECT_EQ(film.out, "");
+  EXPECT_EQ(
+      film.err,
+      "velahost: sample.mp4: There is no item 99. The items are 0 (the whole file) and 1 (its "
+      "first chapter).\n");
+  const CommandRun book = run({"seek", "audiobook.m4a", "--to", "0", "--item", "5"});
+  EXPECT_EQ(book.status, 64);
+  EXPECT_EQ(
+      book.err,
+      "velahost: audiobook.m4a: There is no item 5. The items are 0 (the whole file) and 1 to "
+      "4 (its chapters).\n");
+  EXPECT_EQ(run({"seek", "audiobook.m4a", "--to", "0", "--item", "4"}).status, 0);
+  EXPECT_EQ(run({"packets", "sample.mp4", "--item", "1", "--summary"}).status, 0);
+}
+
+TEST(Version, IsThatOfTheProject) {
+  EXPECT_EQ(run({"--version"}).out, std::string("velahost ") + VELA_VERSION + "\n");
 }
 
 TEST(Progress, IsDrawnOnATerminalOnly) {

@@ -51,7 +51,8 @@ class GoldenPackets : public testing::TestWithParam<media::File> {
     ASSERT_LT(index, stream.packets.size());
     const golden::Packet& expected = stream.packets[index];
     expectSameBytes(file.playback.video.payload, expected);
-    ASSERT_EQ(file.playback.videoTime, golden::presentationTime(stream, expected));
+    ASSERT_EQ(static_cast<uint64_t>(file.playback.videoTime),
+              golden::presentationTime(stream, expected));
   }
 
   uint64_t framesBefore_ = 0;

@@ -69,7 +69,7 @@ class Seeking : public testing::TestWithParam<media::File> {
     ASSERT_EQ(file.playback.nextVideo(), shown < end);
     if (shown >= end) return;
     ASSERT_EQ(file.playback.video.payload.fileOffset, stream.packets[sync].offset);
-    ASSERT_EQ(file.playback.videoTime, shown);
+    ASSERT_EQ(static_cast<uint64_t>(file.playback.videoTime), shown);
   }
 };
 

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 #include "host/failure.h"
@@ -44,16 +45,39 @@ TEST(HostText, TakesTextByCountOrUpToTheNul) {
   EXPECT_EQ(velahost::takeText(nullptr, vela::kUntilNul), u"");
 }
 
-TEST(HostText, CountsCharactersNotBytes) {
-  EXPECT_EQ(velahost::columns("Gr\xc3\xb6\xc3\x9f"
-                              "e"),
-            5u);
+TEST(HostText, CountsCharactersNotBytes) { EXPECT_EQ(velahost::columns("Größe"), 5u); }
+
+TEST(HostText, ShowsControlCharactersAsEscapes) {
+  EXPECT_EQ(velahost::printable("\x01 \x1b[31m\x7f"), "\\x01 \\x1b[31m\\x7f");
+  EXPECT_EQ(velahost::printable("one\r\ntwo\tthree"), "one\\x0d\\x0atwo\\x09three");
+  EXPECT_EQ(velahost::printable(velahost::toUtf8(u"a\u0080b\u0085c\u009b31m")),
+            "a\\u0080b\\u0085c\\u009b31m")
+      << "C1 controls";
 }
 
-TEST(HostText, SplitsLinesAndShowsControlCharacters) {
-  EXPECT_THAT(velahost::printableLines("one\ntwo\r\nthree\rfour"),
-              ElementsAre("one", "two", "three", "four"));
-  EXPECT_THAT(velahost::printableLines("\x01 \x1b[31m\x7f"), ElementsAre("\\x01 \\x1b[31m\\x7f"));
+TEST(HostText, ShowsCharactersThatReorderOrBreakLinesAsEscapes) {
+  for (const char16_t character :
+       u"\u061c\u200e\u200f\u2028\u2029\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068\u2069") {
+    if (character == 0) continue;
+    char escape[8];
+    std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(character));
+    EXPECT_EQ(velahost::printable(velahost::toUtf8(std::u16string(1, character))), escape);
+  }
+}
+
+TEST(HostText, LeavesAllOtherCharactersAsTheyAre) {
+  const std::string text = "a\u00a0\u200d\u2027\u202f\u2065\u206a אב العربية 𝄞 \\";
+  EXPECT_EQ(velahost::printable(text), text);
+}
+
+TEST(HostText, ShowsBytesThatAreNotUtf8AsEscapes) {
+  EXPECT_EQ(velahost::printable("caf\xe9.mp4"), "caf\\xe9.mp4");
+  EXPECT_EQ(velahost::printable("\xe2\x82"), "\\xe2\\x82");
+}
+
+TEST(HostText, SplitsLinesAtEveryKindOfLineBreak) {
+  EXPECT_THAT(velahost::printableLines("one\ntwo\r\nthree\rfour\x02\n"),
+              ElementsAre("one", "two", "three", "four\\x02", ""));
   EXPECT_THAT(velahost::printableLines(""), ElementsAre(""));
 }
 
@@ -66,51 +90,61 @@ TEST(HostText, WritesClockTimesRoundedToMilliseconds) {
   EXPECT_EQ(velahost::clockTime(vela::kUnknown64 - 1), "305419896:36:16.000");
 }
 
-TEST(HostText, WritesSecondsWithSixDecimals) {
-  EXPECT_EQ(velahost::secondsText(0),
-            "0."
-            "00000"
-            "0");
-  EXPECT_EQ(velahost::secondsText(kSecond / 4),
-            "0."
-            "25000"
-            "0");
-  EXPECT_EQ(velahost::secondsText(kSecond * 100 - 1),
-            "100."
-            "00000"
-            "0");
+TEST(HostText, WritesSecondsWithTheDecimalsThatAreAskedFor) {
+  constexpr int64_t kSigned = kSecond;
+  EXPECT_EQ(velahost::secondsText(0, 6), "0.000000");
+  EXPECT_EQ(velahost::secondsText(kSigned / 4, 6), "0.250000");
+  EXPECT_EQ(velahost::secondsText(kSigned / 4, 0), "0");
+  EXPECT_EQ(velahost::secondsText(kSigned * 100 - 1, 6), "100.000000");
+  EXPECT_EQ(velahost::secondsText(1, 9), "0.000000060");
+  EXPECT_EQ(velahost::secondsText(INT64_MAX, 3), "549755813888.000");
 }
 
-TEST(HostText, TurnsSecondsIntoHostUnitsWithinBounds) {
-  EXPECT_EQ(velahost::hostUnitsFromSeconds(0), 0u);
-  EXPECT_EQ(velahost::hostUnitsFromSeconds(1.5), kSecond * 3 / 2);
-  EXPECT_EQ(velahost::hostUnitsFromSeconds(549755813888.0), uint64_t{1} << 63);
-  EXPECT_THROW(velahost::hostUnitsFromSeconds(-0.001), velahost::Failure);
-  EXPECT_THROW(velahost::hostUnitsFromSeconds(549755813889.0), velahost::Failure);
+TEST(HostText, WritesSecondsBeforeTheStartWithASign) {
+  constexpr int64_t kSigned = kSecond;
+  EXPECT_EQ(velahost::secondsText(-kSigned / 2, 3), "-0.500");
+  EXPECT_EQ(velahost::secondsText(-kSigned * 12 - kSigned / 2, 6), "-12.500000");
+  EXPECT_EQ(velahost::secondsText(INT64_MIN, 3), "-549755813888.000");
+  EXPECT_EQ(velahost::secondsText(-1, 3), "0.000") << "what rounds to zero has no sign";
+}
+
+TEST(HostText, ReadsTimesAsSecondsAndAsClockTimes) {
+  EXPECT_EQ(velahost::hostUnitsFromTime("0"), 0u);
+  EXPECT_EQ(velahost::hostUnitsFromTime("1.5"), kSecond * 3 / 2);
+  EXPECT_EQ(velahost::hostUnitsFromTime("90"), kSecond * 90);
+  EXPECT_EQ(velahost::hostUnitsFromTime("1:30"), kSecond * 90);
+  EXPECT_EQ(velahost::hostUnitsFromTime("0:01:30.5"), kSecond * 181 / 2);
+  EXPECT_EQ(velahost::hostUnitsFromTime("100:00:00"), kSecond * 360000);
+  EXPECT_EQ(velahost::hostUnitsFromTime("90:05.25"), kSecond * 21621 / 4);
+}
+
+TEST(HostText, ReadsFractionsOfTimesToTheNearestHostUnit) {
+  EXPECT_EQ(velahost::hostUnitsFromTime("0.00000006"), 1u);
+  EXPECT_EQ(velahost::hostUnitsFromTime("0.00000002"), 0u);
+  EXPECT_EQ(velahost::hostUnitsFromTime("0.50000000000000000000000000001"), kSecond / 2);
+}
+
+TEST(HostText, ReadsNoTimesBeyondWhatASignedValueHolds) {
+  EXPECT_EQ(velahost::hostUnitsFromTime("549755813887"), 549755813887 * kSecond);
+  EXPECT_EQ(velahost::hostUnitsFromTime("549755813887.9999999999"), uint64_t{INT64_MAX});
+  EXPECT_THROW(velahost::hostUnitsFromTime("549755813888"), velahost::Failure);
+  EXPECT_THROW(velahost::hostUnitsFromTime("99999999999:00:00"), velahost::Failure);
+  EXPECT_THROW(velahost::hostUnitsFromTime("18446744073709551617"), velahost::Failure);
+}
+
+TEST(HostText, RefusesTextThatIsNotATime) {
+  for (const char* const text :
+       {"",        ".",       "1.",      ".5",     "-1",     "+1",   "nan",  "inf",
+        "1e3",     "0x10",    " 1",      "1 ",     "1:",     ":30",  "1:60", "1:030",
+        "1:60:00", "1:00:60", "0:0:0:0", "1:30,5", "1.5:30", "1..5", "1.5.5"}) {
+    EXPECT_THROW(velahost::hostUnitsFromTime(text), velahost::Failure) << text;
+  }
 }
 
 TEST(HostText, WritesIdentifiersInRegistryNotation) {
-  EXPECT_EQ(velahost::guidText(vela::kMediaAac),
-            "{E15B8"
-            "39C-"
-            "8D8B-"
-            "495A-"
-            "B6F6-"
-            "E39757"
-            "B140AB"
-            "}");
-  EXPECT_EQ(velahost::mediaName(vela::kMediaH264),
-            "H."
-            "264");
-  EXPECT_EQ(velahost::mediaName(vela::kModuleClassId),
-            "{7C3B2"
-            "FA4-"
-            "91B7-"
-            "4D6D-"
-            "9F33-"
-            "9A9886"
-            "4D3A75"
-            "}");
+  EXPECT_EQ(velahost::guidText(vela::kMediaAac), "{E15B839C-8D8B-495A-B6F6-E39757B140AB}");
+  EXPECT_EQ(velahost::mediaName(vela::kMediaH264), "H.264");
+  EXPECT_EQ(velahost::mediaName(vela::kModuleClassId), "{7C3B2FA4-91B7-4D6D-9F33-9A98864D3A75}");
 }
 
 TEST(ResultSentence, StandsForEveryCode) {
@@ -119,18 +153,10 @@ TEST(ResultSentence, StandsForEveryCode) {
                 testing::HasSubstr("(result " + std::to_string(code) + ")"));
     EXPECT_EQ(velahost::exitStatus(vela::TIOResult{code}), static_cast<int>(code));
   }
-  EXPECT_THAT(velahost::resultSentence(velahost::Place::reading, velahost::kReadFailed), testing::HasSubstr("0x"
-                                                                                  "80"
-                                                                                  "00"
-                                                                                  "00"
-                                                                                  "0"
-                                                                                  "1"));
-  EXPECT_THAT(velahost::resultSentence(velahost::Place::reading, vela::TIOResult{4711}), testing::HasSubstr("0x"
-                                                                                  "00"
-                                                                                  "00"
-                                                                                  "12"
-                                                                                  "6"
-                                                                                  "7"));
+  EXPECT_THAT(velahost::resultSentence(velahost::Place::reading, velahost::kReadFailed),
+              testing::HasSubstr("0x80000001"));
+  EXPECT_THAT(velahost::resultSentence(velahost::Place::reading, vela::TIOResult{4711}),
+              testing::HasSubstr("0x00001267"));
   EXPECT_EQ(velahost::exitStatus(velahost::kReadFailed), 7);
   EXPECT_EQ(velahost::exitStatus(vela::TIOResult{4711}), 7);
 }
