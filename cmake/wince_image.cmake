@@ -1,7 +1,7 @@
 # add_wince_dll(NAME EXPORTS function ... SOURCES file ... LIBRARIES target ...)
 # A DLL for the device: NAME.dll in the current binary folder. The objects are linked at two bases;
 # the converter makes the DLL of the first link and checks its relocations with the second.
-find_package(Python3 REQUIRED COMPONENTS Interpreter)
+include(${PROJECT_SOURCE_DIR}/cmake/python.cmake)
 
 set(VELA_WINCE_BASES 0x10000000 0x22340000)
 set(VELA_WINCE_CONVERTER ${PROJECT_SOURCE_DIR}/scripts/wince/elf_to_pe.py)
