@@ -366,7 +366,7 @@ class VideoPacket {
   ~VideoPacket() = default;
 };
 
-/// What describeItem() tells about an item beside its tags and chapters: 88 bytes, zero where
+/// What describeItem() tells about an item besides its tags and chapters: 88 bytes, zero where
 /// nothing is known. A width or height that the file does not give is all ones.
 struct ItemDescription {
   uint32_t bitRate;     ///< of the whole file, bits per second, whichever item is described
