@@ -549,7 +549,7 @@ class ISplitterFactory : public IObject {
  public:
   /// Slot 4. Creation mode 0: stores an IMediaSplitter.
   virtual TIOResult createSplitter(void** out, const char16_t* sourceName, CancelToken* token) = 0;
-  /// Slot 5. Creation mode 2: always TIOResult::failed.
+  /// Slot 5. Creation mode 2: refused with TIOResult::failed.
   virtual TIOResult createSplitterAlt(void** out, const char16_t* sourceName,
                                       CancelToken* token) = 0;
   /// Slot 6. Creation mode 1: stores an IMediaSplitterEx.
