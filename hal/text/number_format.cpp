@@ -6,6 +6,8 @@
 namespace {
 
 constexpr uint32_t KLast = VNumberText::KDecimalUnits - 1;
+constexpr uint32_t KSecondsPerMinute = 60;
+constexpr uint32_t KSecondsPerHour = 3600;
 
 // Writes the digits of `value` and a NUL to the end of `scratch`. @return the index of the first
 uint32_t decimalDigits(uint64_t value, char16_t* scratch) {
@@ -100,8 +102,8 @@ void VNumberText::GSetSigned(VString& target, int64_t value) {
 void VNumberText::GWriteClock(VString& target, uint32_t seconds, uint32_t start) {
   char16_t hours[2];
   // DELIBERATE D-112: hours always take two units; 100 hours begin with ':', the unit after '9'.
-  twoDigits(seconds / 3600, hours);
+  twoDigits(seconds / KSecondsPerHour, hours);
   target.Set(hours, 2, start);
-  appendClockGroup(target, seconds % 3600 / 60);
-  appendClockGroup(target, seconds % 3600 % 60);
+  appendClockGroup(target, seconds % KSecondsPerHour / KSecondsPerMinute);
+  appendClockGroup(target, seconds % KSecondsPerHour % KSecondsPerMinute);
 }

@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr char16_t KAsciiEnd = 0x80;
+
 char16_t unchanged(char16_t unit) { return unit; }
 
 int32_t compareMapped(const char16_t* left, uint32_t leftMaximum, const char16_t* right,
@@ -85,7 +87,7 @@ bool VWideText::GHasWildcards(const char16_t* text, uint32_t maximum) noexcept {
 void VWideText::GNarrow(const char16_t* text, uint32_t maximum, char* p_target) noexcept {
   const uint32_t length = GLength(text, maximum);
   for (uint32_t i = 0; i < length; ++i) {
-    p_target[i] = text[i] < 128 ? static_cast<char>(text[i]) : '?';
+    p_target[i] = text[i] < KAsciiEnd ? static_cast<char>(text[i]) : '?';
   }
   p_target[length] = 0;
 }

@@ -557,6 +557,19 @@ TEST_F(ReadCache, WritesAtItsPositionAndDropsItsBlocks) {
   EXPECT_EQ(readAt(16, 7), text);
 }
 
+TEST_F(ReadCache, WritesInARowNeedOneSeek) {
+  read(16);
+  host.calls.clear();
+  const Bytes text = boxes::text("written");
+  uint32_t done = 0;
+  EXPECT_EQ(cache->write(text.data(), 3, &done, &token), TIOResult::success);
+  EXPECT_EQ(cache->write(text.data() + 3, 4, &done, &token), TIOResult::success);
+  EXPECT_EQ(done, 4u);
+  EXPECT_EQ(host.take(), (Calls{seekTo(16), "write 3 -> 3", "write 4 -> 4"}));
+  EXPECT_EQ(position(), 23u);
+  EXPECT_EQ(readAt(16, 7), text);
+}
+
 TEST_F(ReadCache, ReportsAShortWrite) {
   host.largestWrite = 3;
   uint32_t done = 0;
