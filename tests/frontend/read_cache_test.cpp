@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -166,6 +167,20 @@ TEST_F(ReadCache, ReplacesTheLeastRecentlyUsedBlockByAFifthRegion) {
   EXPECT_EQ(callsToTouch(0x10000), (Calls{seekTo(0x10000), kFullRead}));
   EXPECT_EQ(callsToTouch(0x20000), Calls{});
   EXPECT_EQ(callsToTouch(0x00000), (Calls{seekTo(0x00000), kFullRead})) << "was replaced";
+}
+
+TEST_F(ReadCache, ReplacesTheLeastRecentlyUsedBlockWhateverTheOrderOfUse) {
+  std::vector<uint32_t> order = {0x00000, 0x10000, 0x20000, 0x30000};
+  do {
+    cache.reset(VMemory::GNew<vela::ReadCache>(static_cast<HostStream*>(&host)));
+    for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
+    for (const uint32_t place : order) readAt(place, 1);
+    readAt(0x40000, 1);
+    for (const uint32_t kept : {order[1], order[2], order[3], 0x40000u}) {
+      EXPECT_EQ(callsToTouch(kept), Calls{}) << kept;
+    }
+    EXPECT_EQ(callsToTouch(order[0]), (Calls{seekTo(order[0]), kFullRead}));
+  } while (std::next_permutation(order.begin(), order.end()));
 }
 
 TEST_F(ReadCache, ReplacesTheFirstOfBlocksWithEqualStamps) {
@@ -463,6 +478,45 @@ TEST_F(ShortReadCache, LeavesALongSkipToTheHostWhenTheLengthIsUnknown) {
   EXPECT_EQ(cache->skip(vela::ReadCache::kBlockSize + 1, &done, &token), kHostCode);
   EXPECT_EQ(done, 77u);
   EXPECT_EQ(position(), 100u);
+}
+
+TEST_F(ReadCache, GivesTheCodeOfASeekThatFailsInALongSkipOfUnknownLength) {
+  host.claimedLength = vela::kUnknown64;
+  readAt(0x1000, 1);  // the host's stream stands at the end of this block, not at the position
+  host.failCall("seek", 0, kHostCode);
+  host.calls.clear();
+  uint32_t done = kUntouched;
+  EXPECT_EQ(cache->skip(0x10000, &done, &token), kHostCode);
+  EXPECT_EQ(host.take(), (Calls{"getLength -> unknown", "seek 4097 failed 4660"}));
+  EXPECT_EQ(done, kUntouched);
+  EXPECT_EQ(position(), 0x1001u);
+  host.position = 12345;  // where a seek that failed may have left it
+  EXPECT_EQ(skip(0x10000), 0x10000u);
+  EXPECT_EQ(host.take(), (Calls{"getLength -> unknown", "seek 4097", "skip 65536 -> 65536"}));
+  EXPECT_EQ(read(4), fileBytes(0x11001, 4));
+  EXPECT_EQ(host.take(), Calls{kFullRead}) << "the skip left the host's stream there";
+}
+
+TEST_F(ReadCache, SeeksAgainAfterALongSkipOfUnknownLengthThatFailed) {
+  host.claimedLength = vela::kUnknown64;
+  read(16384);  // the host's stream stands at the position
+  host.failCall("skip", 0, kHostCode);
+  uint32_t done = kUntouched;
+  EXPECT_EQ(cache->skip(0x10000, &done, &token), kHostCode);
+  EXPECT_EQ(position(), 16384u);
+  host.position = 12345;
+  host.calls.clear();
+  EXPECT_EQ(read(4), fileBytes(16384, 4));
+  EXPECT_EQ(host.take(), (Calls{seekTo(16384), kFullRead}));
+}
+
+TEST_F(ReadCache, WritesOnWithoutSeeking) {
+  const Bytes text = boxes::text("one two");
+  uint32_t done = 0;
+  EXPECT_EQ(cache->write(text.data(), 4, &done, &token), TIOResult::success);
+  EXPECT_EQ(cache->write(text.data() + 4, 3, &done, &token), TIOResult::success);
+  EXPECT_EQ(host.take(), (Calls{seekTo(0), "write 4 -> 4", "write 3 -> 3"}));
+  EXPECT_EQ(readAt(0, 7), text);
 }
 
 TEST_F(ShortReadCache, SkipsNothingAtTheLastPlaceThat64BitsCanName) {

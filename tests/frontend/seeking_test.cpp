@@ -199,6 +199,38 @@ TEST(StartItem, DoesNotTouchTheStream) {
   EXPECT_EQ(open.stream.calls, Calls{});
 }
 
+TEST(StartItem, ThatFailsAtTheVideoLeavesBothStreamsEnabledAtTheirFirstSample) {
+  const BuiltMovie file = film();
+  OpenSession open(file.bytes);
+  enableBothWithoutSeek(open);
+  EXPECT_EQ(open.videoFormat.calls, Calls{});
+  EXPECT_EQ(vela::SessionProbe::nextReadOffset(open.session), vela::kUnknown64);
+  EXPECT_EQ(vela::SessionProbe::audioNextSample(open.session), 0u);
+  EXPECT_EQ(vela::SessionProbe::videoNextSample(open.session), 0u);
+  EXPECT_EQ(playAudio(open), std::vector<Heard>{}) << "no frames are left before a seek";
+  FakeVideoPacket packet;
+  EXPECT_EQ(open.readVideo(packet), TIOResult::failed) << "its cursor is not placed yet";
+  uint32_t which = 99;
+  EXPECT_EQ(open.nextStream(which), TIOResult::failed);
+  EXPECT_EQ(which, 99u);
+  ASSERT_EQ(open.seek(0), TIOResult::success);
+  EXPECT_EQ(playAudio(open, 1), (std::vector<Heard>{{0, kFrames, 0}})) << "no frames to drop";
+}
+
+TEST(StartItem, ThatFailsAtTheAudioLeavesTheVideoAsItWas) {
+  OpenSession open(film().bytes);
+  ASSERT_EQ(open.startVideo(), TIOResult::success);
+  EXPECT_EQ(playVideo(open, 3).size(), 3u);
+  {
+    FailingAllocation memory(0);
+    ASSERT_EQ(open.startBoth(), TIOResult::failed);
+    ASSERT_TRUE(memory.failed());
+  }
+  EXPECT_EQ(open.audioFormat.calls, Calls{});
+  EXPECT_EQ(playVideo(open, 1), (std::vector<Seen>{{3, at(3)}}));
+  EXPECT_EQ(playAudio(open), std::vector<Heard>{}) << "enabled, with no frames left";
+}
+
 // ---- seekTo
 
 TEST(SeekTo, AtOrPastTheItemsEndMakesBothReadersReportTheEnd) {

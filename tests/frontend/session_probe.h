@@ -19,6 +19,12 @@ class SessionProbe {
   static uint32_t videoSampleCount(const SplitterSession& session) {
     return session.videoSampleCount_;
   }
+  static uint32_t audioNextSample(const SplitterSession& session) {
+    return session.audioNextSample_;
+  }
+  static uint32_t videoNextSample(const SplitterSession& session) {
+    return session.videoNextSample_;
+  }
   static uint64_t duration(const SplitterSession& session) { return session.duration_; }
   static uint32_t audioTimescale(const SplitterSession& session) { return session.audioTimescale_; }
   static uint32_t videoTimescale(const SplitterSession& session) { return session.videoTimescale_; }
