@@ -1,4 +1,4 @@
-// The one seam between failures inside the plug-in, which are thrown, and the result codes that the
+// The one seam between failures inside the plug-in, which are thrown, and the result codes that a
 // host sees.
 #pragma once
 #include <utility>

@@ -1,5 +1,5 @@
 // Conversions between the three units of time: a track's ticks, the host's units, and the sample
-// frames in which audio is trimmed. All are unsigned 64-bit arithmetic and round half up.
+// frames in which audio is trimmed. All round half up, in 64-bit arithmetic that wraps.
 #pragma once
 #include <cstdint>
 

@@ -1,4 +1,4 @@
-// What a splitter tells about an item: duration, record, and its chapters or its tags.
+// Description of an item: its duration, its record, and its chapters or tags.
 #include <cstring>
 
 #include "atomkit/core/containers/owned_string.h"
@@ -13,11 +13,11 @@
 namespace vela {
 namespace {
 
-/// A text of the file, taken as UTF-8, as the host wants it.
+/// A text of the file, read as UTF-8, in the host's UTF-16.
 class HostText {
  public:
   /// @param bytes  up to its zero byte
-  /// @throws TIOResult::failed without memory, rather than tell the host a part of the text
+  /// @throws TIOResult::failed without memory, so that the host never gets a part of the text
   explicit HostText(const char* bytes) {
     VTextCodec::GFromUtf8(bytes, static_cast<uint32_t>(std::strlen(bytes)), text_, 0);
     if (!text_.IsComplete()) throw TIOResult::failed;
@@ -38,7 +38,7 @@ const char* titleOf(const atomkit::TagStore& tags) {
   return bytesOf(tags.value(entry, 0));
 }
 
-/// Copies a format name; it has fewer characters than the record's field.
+/// Copies a format name, which is shorter than the record's field.
 template <size_t Size>
 void storeName(char (&field)[Size], const char16_t* name) {
   VWideText::GNarrow(name, Size - 1, field);
@@ -92,7 +92,9 @@ uint32_t bitRate(uint64_t length, uint64_t duration) {
 
 }  // namespace
 
-// DELIBERATE D-048: the item is selected for good, also while another one is played.
+// DELIBERATE D-048: the item stays selected, even while another one is played.
+// DELIBERATE D-052: flags are cleared after the chapters of a file, where that ends the list, but
+// before the tags of a chapter, which then set those of their replay-gain values.
 TIOResult SplitterSession::describeItem(uint32_t itemId, MediaInfo& info, CancelToken* token) {
   selectItem(itemId);
   info.setDuration(toWord64(rangeEnd_ - rangeStart_));

@@ -1,4 +1,4 @@
-// How objects that the host ends through a "deleting destructor" operation are destroyed.
+// Destruction of the objects that a host ends through deletingDestructor().
 #pragma once
 #include <cstdint>
 
@@ -6,7 +6,7 @@
 
 namespace vela {
 
-/// Flag of every deletingDestructor(): the memory is freed too.
+/// Flag of every deletingDestructor(): free the memory too.
 inline constexpr uint32_t kFreeMemory = 1;  // ABI: do not renumber
 
 /// Destroys an object made by VMemory::GNew(), and frees its memory when bit 0 of `flags` is set.

@@ -66,7 +66,7 @@ TIOResult ReadCache::skip(uint32_t count, uint32_t* done, CancelToken* token) {
   return TIOResult::success;
 }
 
-/// Skips on a stream that seeks but does not tell its length, so that the end shows: a short way
+/// Skips on a stream that can seek but does not give its length, and so finds its end: a short way
 /// through the blocks, a long one by the host's own skip.
 TIOResult ReadCache::skipUnbounded(uint32_t count, uint32_t* done, CancelToken* token) {
   if (count <= kBlockSize) return copy(nullptr, count, done, token);
@@ -109,8 +109,8 @@ TIOResult ReadCache::write(const void* buffer, uint32_t count, uint32_t* done, C
 TIOResult ReadCache::copy(uint8_t* target, uint32_t count, uint32_t* done, CancelToken* token) {
   uint32_t copied = 0;
   while (copied < count) {
-    // DELIBERATE D-006: the bytes copied so far are not reported, and the position stays behind
-    // them. Whoever cancels seeks before reading on.
+    // DELIBERATE D-006: the bytes copied so far are not reported, and the position stays after
+    // them. A host that cancels gives the packet up, and the next one seeks.
     if (token && token->isCancelled()) return TIOResult::cancelled;
     Block* block = findBlock(position_);
     if (!block) {
@@ -145,7 +145,7 @@ ReadCache::Block* ReadCache::findBlock(uint64_t position) {
   return nullptr;
 }
 
-/// The first block that is free, or else the one that was not used for the longest time.
+/// The first block that is free, or else the least recently used one.
 ReadCache::Block& ReadCache::blockToFill() {
   Block* oldest = &blocks_[0];
   for (Block& block : blocks_) {
@@ -156,12 +156,12 @@ ReadCache::Block& ReadCache::blockToFill() {
 }
 
 TIOResult ReadCache::fill(Block& block, CancelToken* token) {
-  // DELIBERATE D-002: only this one bit of the position is cleared, which is no alignment: a block
-  // begins at the position itself or exactly 8,192 bytes before it. Hosts see where blocks begin,
-  // and are tuned to it.
+  // DELIBERATE D-002: clearing this one bit is not an alignment. A block begins at the position
+  // itself or exactly 8,192 bytes before it, which serves short steps back, to a box header or to
+  // the other track's chunk.
   constexpr uint64_t kClearedBit = 0x2000;
   uint64_t start = position_ & ~kClearedBit;
-  // Without seeking, the only block to be had is the one that comes next.
+  // Without seeking, only the block that comes next can be read.
   if (forwardOnly_ && hostPosition_ <= position_) start = hostPosition_;
 
   block.valid = 0;
@@ -196,7 +196,7 @@ TIOResult ReadCache::moveHost(uint64_t position, CancelToken* token) {
   return result;
 }
 
-/// After a call that failed the host's stream may stand anywhere, so that the next fill seeks. One
+/// A call that failed may have left the host's stream anywhere, so the next fill seeks. A stream
 /// that can't seek is taken to stand where it was.
 void ReadCache::forgetHostPosition() {
   if (!forwardOnly_) hostPosition_ = kUnknown64;

@@ -44,9 +44,9 @@ class ReadCache final : public HostStream {
   uint32_t passThroughTwo(uintptr_t first, uintptr_t second) override;
   uint32_t passThroughOne(uintptr_t argument) override;
 
-  /// @return cancelled, with `*done` untouched, when the token says so between two blocks
+  /// @return cancelled, with `*done` untouched, when the token says so before a block
   TIOResult read(void* buffer, uint32_t count, uint32_t* done, CancelToken* token) override;
-  /// Ends at the end of the stream. Without seeking, reads what it skips.
+  /// Ends at the end of the stream. Where the host's stream can't seek, reads what it skips.
   TIOResult skip(uint32_t count, uint32_t* done, CancelToken* token) override;
   /// Drops all blocks.
   TIOResult write(const void* buffer, uint32_t count, uint32_t* done, CancelToken* token) override;

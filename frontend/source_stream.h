@@ -1,5 +1,5 @@
-// SourceStream: the byte source that the movie is parsed from, over a stream and the token of the
-// host's call.
+// SourceStream: the byte source that the movie is parsed from: the session's stream with the token
+// of the call that opens it.
 #pragma once
 #include <cstdint>
 
@@ -9,13 +9,13 @@
 
 namespace vela {
 
-/// Every failure of the stream is thrown as its TIOResult. Fields in order: the table pointer, the
-/// token, the stream.
+/// Throws a code that the stream gives as a TIOResult of the same value. Fields in order: the table
+/// pointer, the token, the stream.
 class SourceStream final : public atomkit::ByteSource {
  public:
-  /// Skips of up to so many bytes are left to the stream's own skip(); longer ones seek.
-  // DELIBERATE D-005: the border lies behind 256, not in front of it. It decides which calls a
-  // stream gets.
+  /// Longest skip in bytes that is left to the stream's own skip(); longer ones seek.
+  // DELIBERATE D-005: 256 bytes are still skipped, 257 seek. A skip inside a box costs one call, a
+  // seek three: length, position and seek.
   static constexpr uint32_t kLongestPlainSkip = 256;
 
   /// @param stream  a reference is held
@@ -26,23 +26,24 @@ class SourceStream final : public atomkit::ByteSource {
   /// Slot 0. @return bytes read, fewer at the end
   uint32_t read(void* buffer, uint32_t count) override;
   /// Slot 1. @return bytes skipped, fewer at the end
-  /// @throws TIOResult::outOfRange when the stream stands behind its end, or when 4 GiB and more
-  ///         are to be skipped without seeking
+  /// @throws TIOResult::outOfRange when a long skip starts past the end of the stream, or when one
+  ///         of 4 GiB or more can't seek
   uint64_t skip(uint64_t count) override;
   /// Slot 2. @return bytes from the start
   virtual uint64_t position();
   /// Slot 3. Goes to the byte `target`; a stream that can't seek is skipped forward.
-  /// @throws exception "stream seeking error" for a step backwards without seeking;
-  ///         TIOResult::outOfRange for 4 GiB and more without seeking; TIOResult::failed when the
-  ///         stream ends before the target
+  /// @throws exception "stream seeking error" for a step backwards in a stream that can't seek;
+  ///         there also TIOResult::outOfRange for a distance of 4 GiB or more, and
+  ///         TIOResult::failed when the stream ends before the target
   virtual void seek(uint64_t target);
   /// Slot 4. @throws TIOResult::failed when fewer bytes were written
   virtual void write(const void* buffer, uint32_t count);
   /// Slot 5. Ends the stream at its position.
   virtual void truncate();
 
-  /// Bytes of the stream, for the parser's checks of declared counts; kUnknownLength when the
-  /// stream does not tell, which is no failure: nothing that is read depends on it.
+  /// Bytes of the stream, or kUnknownLength; the parser holds declared counts against it.
+  // DELIBERATE D-008: a stream that fails to give its length counts as one of unknown length,
+  // because nothing that is read depends on it.
   uint64_t length();
 
  private:

@@ -1,4 +1,4 @@
-// SplitterModule: what VelaEntry() hands out.
+// SplitterModule: what VelaEntry() returns.
 #pragma once
 #include <cstdint>
 

@@ -64,7 +64,7 @@ class SplitterObject : public Interface {
   uint8_t running_ = 0;
 };
 
-/// Creation mode 0: tells about a file.
+/// Creation mode 0: describes a file.
 class InformationSplitter final : public SplitterObject<IMediaSplitter, CreationMode::information> {
  public:
   using SplitterObject::SplitterObject;
@@ -115,7 +115,7 @@ class PlaybackSplitter final : public SplitterObject<IMediaSplitterEx, CreationM
     uint64_t presented = 0;
     const TIOResult result = exclusive(
         [&] { return session_.readVideoPacket(*packet, *endOfStream, presented, token); });
-    // The host's eight bytes need not be aligned, and stay as they are without a packet.
+    // The host's eight bytes may be unaligned, and are written only with a packet.
     if (result == TIOResult::success && !*endOfStream) {
       std::memcpy(static_cast<void*>(time), &presented, sizeof presented);
     }

@@ -26,8 +26,8 @@ class SplitterSession {
   SplitterSession(const SplitterSession&) = delete;
   SplitterSession& operator=(const SplitterSession&) = delete;
 
-  /// Opens the source, parses it and selects the tracks. A session that failed to open is only good
-  /// for destruction.
+  /// Opens the source, parses it and selects the tracks. A session that failed to open can only be
+  /// destroyed.
   TIOResult openSession(const char16_t* sourceName, CreationMode mode, CancelToken* token) noexcept;
 
   /// 1, or the number of chapters of an audio-only file.
@@ -35,13 +35,16 @@ class SplitterSession {
   /// `index` + 1 in an audio-only file; otherwise 0, the whole file.
   uint32_t getItemId(uint32_t index) const noexcept;
   /// Sets the time range to a chapter, or to the whole file when `itemId` is 0 or out of range.
-  /// @throws atomkit::exception "invalid chapter data" when the chapter ends before it starts
+  /// @throws atomkit::exception "invalid chapter data" when the chapter does not end after its
+  /// start;
+  ///         the chapter stays selected
   void selectItem(uint32_t itemId);
-  /// Selects the item and tells `info` about it.
+  /// Selects the item and describes it to `info`.
   /// @throws atomkit::exception as selectItem()
   TIOResult describeItem(uint32_t itemId, MediaInfo& info, CancelToken* token);
 
-  /// Selects the item, tells the formats of the wanted streams and goes to the item's start.
+  /// Selects the item, gives the formats of the wanted streams and goes to the item's start. A
+  /// failure leaves what was done before it.
   /// @param audioFormat, videoFormat  null for a stream that the host does not want
   /// @throws atomkit::exception
   TIOResult startItem(uint32_t itemId, AudioFormat* audioFormat, VideoFormat* videoFormat);
@@ -93,7 +96,7 @@ class SplitterSession {
   void startAudio(AudioFormat* format);
   void startVideo(VideoFormat* format);
   /// @param target  host units
-  /// @return false when no sample number stands for the target
+  /// @return false when the lookup gives the number that means "no sample"
   bool seekAudio(uint64_t target);
   void seekVideo(uint64_t target);
 

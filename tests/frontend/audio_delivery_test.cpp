@@ -211,7 +211,7 @@ TEST(AudioDelivery, HeadIsCutAfterThePreroll) {
             (std::vector<Heard>{{0, 0, 0}, {1, 0, 0}, {2, 1, 1023}, {3, kFrames, 0}}));
 }
 
-TEST(AudioDelivery, HeadIsCutOverSeveralPacketsWhenAPacketHasFewerFrames) {
+TEST(Deliberate, D051_AHeadIsCutFromTheFramesThatThePacketKept) {
   // The host's packet keeps no more than 400 frames; 900 are to go.
   OpenSession open(movieFile({.tracks = {aacTrack()}}).bytes);
   ASSERT_EQ(open.startAudio(), TIOResult::success);
@@ -226,7 +226,7 @@ TEST(AudioDelivery, HeadIsCutOverSeveralPacketsWhenAPacketHasFewerFrames) {
   EXPECT_EQ(heard, (std::vector<Heard>{{0, 0, 400}, {1, 0, 400}, {2, 300, 100}, {3, 400, 0}}));
 }
 
-TEST(AudioDelivery, HeadIsCutOnTopOfThePacketsOwnStartOffset) {
+TEST(Deliberate, D051_AHeadIsCutOnTopOfThePacketsOwnStartOffset) {
   OpenSession open(movieFile({.tracks = {aacTrack()}}).bytes);
   ASSERT_EQ(open.startAudio(), TIOResult::success);
   ASSERT_EQ(open.seek(framesAt48k(100)), TIOResult::success);
@@ -322,7 +322,7 @@ TEST(AudioDelivery, GivesItsSeekTheTokenOfTheCall) {
 }
 
 TEST(AudioDelivery, SeeksToAFirstSampleAtTheOffsetOfAllOnes) {
-  // The number that stands for "nobody knows where the stream stands" is an offset like any other.
+  // The number that marks an unknown place is an offset like any other in the file.
   MediaTrack track = aacTrack({.samples = 4});
   track.boxes.stco = co64({vela::kUnknown64});
   const BuiltMovie file = movieFile({.tracks = {track}});

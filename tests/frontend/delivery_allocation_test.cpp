@@ -1,4 +1,4 @@
-// Delivery allocates nothing: a whole playback is watched from the first packet to the last.
+// Delivery allocates nothing, from the first packet of a playback to the last.
 #include <random>
 
 #include "tests/frontend/open_session.h"
@@ -29,7 +29,7 @@ TEST(DeliveryMemory, NothingIsAllocatedAfterTheItemWasStarted) {
     }
     EXPECT_EQ(packets, 306u);
 
-    // Seeks are free of it as well.
+    // Seeks allocate nothing either.
     std::mt19937 random(1);
     FakeVideoPacket picture;
     for (int i = 0; i < 50; ++i) {

@@ -70,8 +70,8 @@ TEST(CutFile, EndsInACodeOrInWholePacketsAtEveryLength) {
       }
     }
   }
-  // Where the stream can't seek, every cut behind the movie box leaves a file that opens; where it
-  // can, the whole file and the cuts before the end of the next box header, which end the walk.
+  // Where the stream can't seek, every cut after the movie box leaves a file that opens. Where it
+  // can, so do the cuts inside the next box header, which end the walk, and the whole file.
   const uint64_t movieEnd = file.offsets[0][0] - 8;
   EXPECT_EQ(opened, file.bytes.size() + 1 - movieEnd + 1 + 8);
 }
@@ -120,7 +120,7 @@ TEST(OutOfMemory, WhileAnItemStartsLetsNoReadDeliverTheOtherTrack) {
         ASSERT_TRUE(memory.failed());
       }
       ASSERT_EQ(open.audioFormat.calls.size(), forVideo ? 1u : 0u);
-      // Packet 12 of 1024 frames, with ten of pre-roll, lies in picture 6, behind the key frame 5.
+      // Packet 12 of 1024 frames, with ten of pre-roll, lies in picture 6, after the key frame 5.
       ASSERT_EQ(open.seek(framesAt48k(12 * 1024)), TIOResult::success);
       FakeAudioPacket audio;
       EXPECT_EQ(open.readAudio(audio), TIOResult::success);

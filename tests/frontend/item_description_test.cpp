@@ -136,6 +136,21 @@ TEST(DescribeItem, WorksBeforeDuringAndAfterPlayback) {
   EXPECT_EQ(playAudio(open).size(), 4u);
 }
 
+TEST(Deliberate, D052_FlagsAreClearedAfterTheChaptersOfAFileAndBeforeTheTagsOfAChapter) {
+  OpenSession open(audioFile(join(chpl({{0, "One"}, {kSecondHundredNs, "Two"}}),
+                                  metaWith(ilstNamed("replaygain_track_gain", "-6.54 dB"))))
+                       .bytes);
+  open.info.flags = 15;
+  ASSERT_EQ(open.describe(0), TIOResult::success);
+  EXPECT_EQ(open.info.calls.back(), "setFlags 0");
+  EXPECT_EQ(open.info.count("setFlags"), 1u);
+  open.info.flags = 15;
+  open.info.calls.clear();
+  ASSERT_EQ(open.describe(1), TIOResult::success);
+  EXPECT_EQ(open.info.calls.at(2), "setFlags 0");
+  EXPECT_EQ(open.info.flags, vela::kTrackGainPresent);
+}
+
 // ---- the record
 
 TEST(Description, OfAudioAloneHasNoVideoFields) {
@@ -171,7 +186,7 @@ TEST(Description, NamesMp3AndMpeg4Visual) {
   EXPECT_EQ(nameIn(open.info.record88.videoFormatName), "MPEG-4 ASP");
 }
 
-TEST(Description, FillsTheNameFieldsWithZerosBehindTheName) {
+TEST(Description, FillsTheNameFieldsWithZerosAfterTheName) {
   OpenSession open(movieFile({.tracks = {fiveSeconds(), avcTrack()}}).bytes);
   ASSERT_EQ(open.describe(0), TIOResult::success);
   for (size_t i = 3; i < 32; ++i) EXPECT_EQ(open.info.record88.audioFormatName[i], 0) << i;
@@ -262,7 +277,7 @@ TEST(BitRate, OfAnUnknownDurationIsZero) {
 
 TEST(BitRate, IsTheLowWordOfAQuotientThatIsTooLarge) {
   OpenSession open(movieFile({.tracks = {fiveSeconds()}}).bytes);
-  open.stream.claimedLength = (uint64_t{5} << 32) / 8 + 5 * 100;  // 2^32 + 800 bits a second
+  open.stream.claimedLength = (uint64_t{5} << 32) / 8 + 5 * 100;  // 2^32 + 800 bits per second
   ASSERT_EQ(open.describe(0), TIOResult::success);
   EXPECT_EQ(open.info.record88.bitRate, 800u);
 }

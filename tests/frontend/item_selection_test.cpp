@@ -21,7 +21,7 @@ Bytes invertedChapters() {
 /// Five seconds of audio in packets of 100 ms.
 MediaTrack fiveSeconds() { return aacTrack({.samples = 50, .delta = 4800}); }
 
-/// Length in host units of what an identifier selects, as the host is told.
+/// Duration in host units that the host is told for an identifier.
 uint64_t durationOf(OpenSession& open, uint32_t itemId) {
   EXPECT_EQ(open.describe(itemId), TIOResult::success);
   return open.info.duration;
@@ -82,8 +82,8 @@ TEST(SelectItem, AnIdentifierOutOfRangeIsTheWholeFile) {
 }
 
 TEST(SelectItem, RoundsTheBoundsOfAChapterEachByItself) {
-  // 100 ns are 1.68 host units: the bounds 1 and 2 round to 2 and 3, although 1.68 lie between
-  // them.
+  // 100 ns are 1.68 host units. The bounds 1 and 2 round to 2 and 3, so that the chapter lasts one
+  // unit.
   OpenSession open(
       movieFile({.tracks = {fiveSeconds()}, .udta = chpl({{1, "a"}, {2, "b"}})}).bytes);
   EXPECT_EQ(durationOf(open, 1), 1u);
@@ -164,7 +164,7 @@ TEST(SelectItem, OfAChapterThatTheMovieDoesNotHaveFails) {
   EXPECT_THROWS_MESSAGE(session.selectItem(1), "array access out of range");
 }
 
-TEST(SelectItem, AChapterBehindTheEndOfTheMovieFails) {
+TEST(SelectItem, AChapterPastTheEndOfTheMovieFails) {
   OpenSession open(
       movieFile({.tracks = {fiveSeconds()}, .udta = chpl({{0, "a"}, {6 * kSecondHundredNs, "b"}})})
           .bytes);
@@ -217,9 +217,9 @@ TEST(Deliberate, D047_AKeyFrameBeforeTheItemHasATimeThatWraps) {
 TEST(Deliberate, D048_DescribingAnotherItemMovesTheRangeOfThePlayback) {
   OpenSession open(movieFile({.tracks = {fiveSeconds()}, .udta = threeChapters()}).bytes);
   ASSERT_EQ(open.startAudio(3), TIOResult::success);
-  EXPECT_EQ(playAudio(open, 11).back(), (Heard{30, 4800, 0})) << "behind ten packets of pre-roll";
+  EXPECT_EQ(playAudio(open, 11).back(), (Heard{30, 4800, 0})) << "after ten packets of pre-roll";
   EXPECT_EQ(durationOf(open, 1), kSecond);
-  // What was begun goes on, and a seek goes into the item that was described.
+  // Playback goes on where it was; a seek goes into the item that was described.
   EXPECT_EQ(playAudio(open, 1), (std::vector<Heard>{{31, 4800, 0}}));
   ASSERT_EQ(open.seek(0), TIOResult::success);
   EXPECT_EQ(playAudio(open).size(), 10u);

@@ -1,4 +1,4 @@
-// Which stream is read next: the pure choice, and what nextStream() does before it comes to that.
+// Which stream is read next: the choice itself, and what nextStream() settles before it.
 #include "frontend/interleaving.h"
 #include "tests/frontend/open_session.h"
 
@@ -44,7 +44,7 @@ TEST(Interleaving, GivesSamplesAtTheSamePlaceToVideo) {
   EXPECT_EQ(chooseStream({5, 99}, {5, 100}, kFarEnd), kNextAudio);
 }
 
-TEST(Interleaving, AudioAtTenSecondsLagsBehindVideoAtElevenPointEight) {
+TEST(Interleaving, AudioAtTenSecondsIsReadBeforeVideoAtElevenPointEight) {
   const uint64_t audio = 10 * kSecond;
   EXPECT_EQ(chooseStream({audio, 900}, {11 * kSecond + kSecond * 4 / 5, 100}, kFarEnd), kNextAudio);
   EXPECT_EQ(chooseStream({audio, 900}, {11 * kSecond, 100}, kFarEnd), kNextVideo);
@@ -137,13 +137,13 @@ TEST(Deliberate, D043_WithBothStreamsTheFramesLeftAreNotLookedAt) {
   EXPECT_EQ(open.next(), kNextAudio);
 }
 
-TEST(NextStream, IsNoneWhenBothNextSamplesLieBehindTheRange) {
+TEST(NextStream, IsNoneWhenBothNextSamplesLiePastTheRange) {
   MediaTrack audio = aacTrack({.samples = 10});
   audio.boxes.duration = 2048;  // 42.7 ms: two audio samples, and the video samples at 0 and 40 ms
   OpenSession open(movieFile({.tracks = {audio, avcTrack({.samples = 10})}}).bytes);
   ASSERT_EQ(open.startBoth(), TIOResult::success);
   EXPECT_EQ(playAudio(open).size(), 2u);
-  EXPECT_EQ(open.next(), kNextVideo);  // audio is behind the range, video is not
+  EXPECT_EQ(open.next(), kNextVideo);  // audio is past the range, video is not
   EXPECT_EQ(playVideo(open).size(), 2u);
   EXPECT_EQ(open.next(), kNextNone);
 }

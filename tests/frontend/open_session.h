@@ -23,7 +23,7 @@ enum class ReadPath {
   throughCache  ///< to the read cache over it, as always outside of tests
 };
 
-/// An opened session. Its operations stand behind the seam that turns exceptions into codes.
+/// An opened session. Its operations return codes, as those of a splitter object do.
 class OpenSession {
  public:
   explicit OpenSession(boxes::Bytes file, ReadPath path = ReadPath::direct,
@@ -130,7 +130,7 @@ inline std::vector<Seen> playVideo(OpenSession& open, size_t most = SIZE_MAX) {
   return seen;
 }
 
-/// Host units of so many audio frames at 48 kHz.
+/// Host units of `frames` audio frames at 48 kHz.
 inline uint64_t framesAt48k(uint64_t frames) { return vela::ticksToHostUnits(frames, 48000); }
-/// 100 ns of so many audio frames at 48 kHz; exact for multiples of 3.
+/// `frames` audio frames at 48 kHz in units of 100 ns; exact for multiples of 3.
 inline uint64_t hundredNsAt48k(uint64_t frames) { return frames * 625 / 3; }

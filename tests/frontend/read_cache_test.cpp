@@ -116,7 +116,7 @@ TEST_F(ReadCache, FillsABlockAtAPlaceWithoutTheBit) {
   EXPECT_EQ(readAt(0x4FFF, 1), fileBytes(0x4FFF, 1));
   EXPECT_EQ(host.take(), Calls{}) << "the last byte of the block";
   EXPECT_EQ(readAt(0x0FFF, 1), fileBytes(0x0FFF, 1));
-  EXPECT_EQ(host.take(), (Calls{seekTo(0x0FFF), kFullRead})) << "the byte in front of it";
+  EXPECT_EQ(host.take(), (Calls{seekTo(0x0FFF), kFullRead})) << "the byte before it";
 }
 
 TEST(Deliberate, D002_ABlockBeginsAtThePlaceWithOneBitCleared) {
@@ -158,7 +158,7 @@ TEST_F(ReadCache, ServesSmallReadsFromOneBlock) {
 
 TEST_F(ReadCache, ReplacesTheLeastRecentlyUsedBlockByAFifthRegion) {
   for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
-  readAt(0x00000, 1);  // now 0x10000 is the one unused for the longest time
+  readAt(0x00000, 1);  // now 0x10000 is the least recently used
   EXPECT_EQ(callsToTouch(0x40000), (Calls{seekTo(0x40000), kFullRead}));
   EXPECT_EQ(callsToTouch(0x00000), Calls{});
   EXPECT_EQ(callsToTouch(0x20000), Calls{});
@@ -254,7 +254,7 @@ TEST_F(ShortReadCache, EndsWithTheStream) {
   EXPECT_EQ(position(), 100u);
 }
 
-TEST_F(ShortReadCache, DeliversNothingAtTheEndAndBehindIt) {
+TEST_F(ShortReadCache, DeliversNothingAtTheEndAndPastIt) {
   EXPECT_EQ(readAt(100, 1), Bytes{});
   EXPECT_EQ(readAt(5000, 10), Bytes{});
   EXPECT_EQ(readAt(0xFFFFFFFFFFFFFFFE, 10), Bytes{});
@@ -274,7 +274,7 @@ TEST_F(ReadCache, IsCancelledBeforeAnythingIsRead) {
   EXPECT_EQ(position(), 0u);
 }
 
-TEST(Deliberate, D006_ACancelledReadReportsNothingAndLeavesThePositionBehindWhatItCopied) {
+TEST(Deliberate, D006_ACancelledReadReportsNothingAndLeavesThePositionAfterWhatItCopied) {
   FakeHostStream host(pattern(0x10000));
   FakeCancelToken token(2);
   const vela::Reference<vela::ReadCache> cache(
@@ -370,7 +370,7 @@ TEST_F(ReadCache, TakesNoMoreThanABlockFromAHostThatReportsMore) {
     host.claimedRead = claimed;
     host.calls.clear();
     EXPECT_EQ(read(100000), fileBytes(0, 100000)) << claimed;
-    EXPECT_EQ(host.count("seek"), 1u) << "the host's stream stands behind each block";
+    EXPECT_EQ(host.count("seek"), 1u) << "the host's stream stands at the end of each block";
     EXPECT_EQ(host.count("read 16384"), 7u);
   }
 }
@@ -386,7 +386,7 @@ TEST(Deliberate, D003_OneFillIsOneHostReadWhateverItDelivers) {
   EXPECT_EQ(done, 2500u);
   const std::string read = "read 16384 -> 1000";
   EXPECT_EQ(host.take(), (Calls{seekTo(0), read, read, read}));
-  // Such a fill for a place with the bit set ends in front of it, which counts as the end.
+  // Such a fill for a place with the bit set ends before it, which counts as the end of the stream.
   EXPECT_EQ(cache->seek(0x2100, 0, nullptr), TIOResult::success);
   EXPECT_EQ(cache->read(bytes.data(), 4, &done, nullptr), TIOResult::success);
   EXPECT_EQ(done, 0u);
@@ -686,7 +686,7 @@ TEST_F(ReadCache, HasItsThreeFacesOnePointerWidthApart) {
 
 namespace {
 
-/// The object as plain words and bytes: what its memory is to look like.
+/// The object as plain words and bytes: the layout that its memory must have.
 struct CacheImage {
   struct Block {
     uint8_t data[16384];

@@ -35,8 +35,7 @@ class LoggingToken final : public vela::CancelToken, public CallLog {
   }
 };
 
-/// A host with one file, whose objects all tell `log` of their calls. The objects that a splitter's
-/// operation is given are new for each call.
+/// A host with one file, whose objects all record their calls in `log` too.
 struct Host {
   explicit Host(Bytes file) : stream(std::move(file)), provider(stream), context(provider) {
     for (CallLog* object : std::initializer_list<CallLog*>{&stream, &provider, &context, &token}) {

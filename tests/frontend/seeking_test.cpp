@@ -10,7 +10,7 @@ namespace {
 constexpr uint32_t kFrames = 1024;  // of every packet of aacTrack()
 constexpr uint32_t kNoSample = 0xffffffff;
 
-/// Host units of a video sample of avcTrack(), which has 25 a second.
+/// Host units of a video sample of avcTrack(), which has 25 samples per second.
 uint64_t at(uint32_t sample) { return vela::ticksToHostUnits(sample * 1000, 25000); }
 
 /// Audio and video of about the same length: 47 packets are 1.003 s, 25 pictures are 1 s.
@@ -18,7 +18,7 @@ BuiltMovie film() {
   return movieFile({.tracks = {aacTrack({.samples = 47}), avcTrack({.samples = 25})}});
 }
 
-/// One tick a sample: tick 2^32 - 1 lies in sample 2^32 - 1, a number that stands for "none".
+/// One tick per sample: tick 2^32 - 1 lies in sample 2^32 - 1, the number that means "none".
 MediaTrack endlessAudio() {
   MediaTrack audio = aacTrack({.samples = 1});
   audio.boxes.stts = stts({{0xffffffff, 1}, {10, 1}});
@@ -26,16 +26,16 @@ MediaTrack endlessAudio() {
   return audio;
 }
 
-/// Lets the host have both streams, each where it stands: the start fails before it seeks.
+/// Enables both streams and leaves each where it is: the start fails before it seeks.
 void enableBothWithoutSeek(OpenSession& open) {
-  FailingAllocation memory(1);  // of audio and video configuration, the second
+  FailingAllocation memory(1);  // that of the video's configuration; the audio's comes first
   ASSERT_EQ(open.startBoth(), TIOResult::failed);
   ASSERT_TRUE(memory.failed());
   ASSERT_EQ(open.audioFormat.calls.back(), "audio AAC 2");
 }
 
-/// `count` samples of a tick, and behind them as many more as it takes to have tick 2^32 - 1 in the
-/// sample of that number, which stands for "none".
+/// `count` samples of one tick, and as many more as put tick 2^32 - 1 into the sample of that
+/// number, which means "none".
 Bytes timesUpToNone(uint32_t count) { return stts({{count, 1}, {kNoSample - count, 1}, {10, 1}}); }
 
 }  // namespace
@@ -291,7 +291,8 @@ TEST(SeekTo, OfVideoAloneLeavesTheAudioAlone) {
 }
 
 TEST(SeekTo, ThatFindsNoAudioSampleLeavesPositionPrerollAndFramesAsTheyWere) {
-  // The lookup throws behind a time table that ends too early, and gives no number at another one.
+  // The lookup throws past a time table that ends too early, and finds the number that means "none"
+  // in another one.
   MediaTrack ended = aacTrack({.samples = 6});
   ended.boxes.duration = 20 * kFrames;
   MediaTrack none = aacTrack({.samples = 6});

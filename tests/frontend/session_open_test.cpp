@@ -27,7 +27,7 @@ Bytes film() {
 
 Bytes song() { return movieFile({.tracks = {aacTrack()}}).bytes; }
 
-/// Nothing of the host is held any more.
+/// No reference to the host's objects is left.
 void expectReleased(const Opening& opening) {
   EXPECT_EQ(opening.stream.references.count(), 0u);
   EXPECT_EQ(opening.provider.references.count(), 0u);
@@ -43,7 +43,7 @@ TEST(SessionLayout, KeepsItsFieldsInTheirOrderWithoutAGapBeyondAlignment) {
         << field.name;
     end = field.offset + field.size;
   }
-  EXPECT_EQ(sizeof session, raw_table::placeBehind<vela::SplitterSession>(end));
+  EXPECT_EQ(sizeof session, raw_table::placeAfter<vela::SplitterSession>(end));
 }
 
 TEST(OpenSession, AsksTheHostInAFixedOrder) {
@@ -191,7 +191,7 @@ TEST(OpenSession, PassesTheCodeOfEveryFailedStreamCallOn) {
   }
 }
 
-TEST(OpenSession, OpensAFileWhoseLengthTheHostFailsToTell) {
+TEST(Deliberate, D008_AFileOpensWhenTheHostFailsToGiveItsLengthBeforeTheParse) {
   Opening opening(song());
   opening.stream.failCall("getLength", 0, kHostCode);
   EXPECT_EQ(opening.open(), TIOResult::success);
@@ -232,7 +232,7 @@ TEST(OpenSession, NeedsTheWholeMovieBoxOfAFileThatIsCutAtAnyLength) {
   for (size_t length = 0; length < built.bytes.size(); ++length) {
     Opening opening(
         Bytes(built.bytes.begin(), built.bytes.begin() + static_cast<std::ptrdiff_t>(length)));
-    // Behind the movie box a cut header ends the file, and a cut payload can't be skipped.
+    // After the movie box a cut header ends the file, and a cut payload can't be skipped.
     const bool opens = length >= movieEnd && length < movieEnd + 8;
     EXPECT_EQ(opening.open(), opens ? TIOResult::success : TIOResult::failed) << length;
   }
@@ -334,7 +334,7 @@ TEST(OpenSession, Gives5ForEveryFailedAllocationOfTheParse) {
       EXPECT_GT(number, 20u);
       break;
     }
-    // The tag readers give up their tags instead.
+    // The tag readers drop their tags instead.
     ASSERT_TRUE(result == TIOResult::failed || result == TIOResult::success);
   }
 }

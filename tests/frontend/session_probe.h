@@ -54,7 +54,7 @@ class SessionProbe {
     size_t size;
     size_t alignment;
   };
-  /// Every field, in the order that its layout is to have.
+  /// Every field, in the order that the layout must keep.
   static std::vector<Field> fields(const SplitterSession& s) {
     const auto field = [&]<class T>(const char* name, const T& member) {
       const auto* const start = reinterpret_cast<const char*>(&s);

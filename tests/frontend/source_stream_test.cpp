@@ -73,7 +73,7 @@ TEST_F(Source, SeeksNoFurtherThanTheEndForALongSkip) {
   EXPECT_EQ(source.skip(257), 0u);
 }
 
-TEST_F(Source, RefusesALongSkipFromBehindTheEnd) {
+TEST_F(Source, RefusesALongSkipFromPastTheEnd) {
   stream.position = 5001;
   EXPECT_THROWS_CODE(source.skip(257), TIOResult::outOfRange);
   EXPECT_EQ(source.skip(256), 0u) << "a short skip is the stream's own matter";
@@ -135,7 +135,7 @@ TEST_F(SourceWithoutSeeking, SkipsTheDistanceOfASeekForward) {
   EXPECT_EQ(stream.calls, (Calls{"canSeek -> 0", "getPosition -> 100", "skip 1000 -> 1000"}));
 }
 
-TEST_F(SourceWithoutSeeking, FailsToSeekBehindTheEnd) {
+TEST_F(SourceWithoutSeeking, FailsToSeekPastTheEnd) {
   EXPECT_THROWS_CODE(source.seek(5001), TIOResult::failed);
   stream.position = 10;
   EXPECT_THROWS_CODE(source.seek(kFourGiB + 9), TIOResult::failed);  // 32 bits are enough

@@ -83,19 +83,19 @@ TYPED_TEST(EverySplitter, KeepsItsMemoryWhenTheDestructorIsToldTo) {
   VMemory::GFree(splitter);
 }
 
-TYPED_TEST(EverySplitter, HoldsItsSessionBehindTheTablePointerAndItsCountBehindTheSession) {
+TYPED_TEST(EverySplitter, HoldsItsSessionAfterTheTablePointerAndItsCountAfterTheSession) {
   auto* const splitter = make<TypeParam>();
   const char* const object = reinterpret_cast<const char*>(splitter);
-  constexpr size_t kSessionAt = raw_table::placeBehind<vela::SplitterSession>(sizeof(void*));
+  constexpr size_t kSessionAt = raw_table::placeAfter<vela::SplitterSession>(sizeof(void*));
   constexpr size_t kCounterAt =
-      raw_table::placeBehind<vela::InterlockedCounter>(kSessionAt + sizeof(vela::SplitterSession));
+      raw_table::placeAfter<vela::InterlockedCounter>(kSessionAt + sizeof(vela::SplitterSession));
   EXPECT_EQ(reinterpret_cast<const char*>(&splitter->session()), object + kSessionAt);
   constexpr size_t kRunningAt = kCounterAt + sizeof(vela::InterlockedCounter);
   splitter->addRef();
   splitter->addRef();
   EXPECT_EQ(raw_table::field<int32_t>(splitter, kCounterAt + sizeof(void*)), 2);
   EXPECT_EQ(raw_table::field<uint8_t>(splitter, kRunningAt), 0);
-  EXPECT_EQ(sizeof(TypeParam), raw_table::placeBehind<TypeParam>(kRunningAt + 1));
+  EXPECT_EQ(sizeof(TypeParam), raw_table::placeAfter<TypeParam>(kRunningAt + 1));
   splitter->release();
   splitter->release();
 }
@@ -181,7 +181,7 @@ TEST(SplitterObject, StoresTheTimeOfAVideoPacketAtAnyAddressAndOnlyWithAPacket) 
     uint32_t low, high;
     uint32_t after;
   } record{9, 9, 9, 9};
-  void* place = &record.low;  // four bytes behind an eight-byte boundary, or on one
+  void* place = &record.low;  // four bytes past an eight-byte boundary, or on one
   FakeVideoPacket packet;
   uint8_t end = 9;
   const auto readInto = [&](void* time) {
@@ -203,7 +203,7 @@ TEST(SplitterObject, StoresTheTimeOfAVideoPacketAtAnyAddressAndOnlyWithAPacket) 
   EXPECT_EQ(record.low, 9u);
 }
 
-TEST(InterlockedCounter, HasThreeOperationsAndACountBehindTheTablePointer) {
+TEST(InterlockedCounter, HasThreeOperationsAndACountAfterTheTablePointer) {
   vela::InterlockedCounter counter;
   static_assert(sizeof counter <= 2 * sizeof(void*) && sizeof counter >= sizeof(void*) + 4);
   EXPECT_EQ(raw_table::field<int32_t>(&counter, sizeof(void*)), 0);

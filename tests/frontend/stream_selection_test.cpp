@@ -1,4 +1,4 @@
-// Which tracks of a file are played, and what is known of them.
+// Which tracks of a file are selected, and the figures that are taken from them.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -75,7 +75,7 @@ TEST_F(Selection, TakesTheFirstOfTwoAacTracks) {
   EXPECT_EQ(Probe::audioSampleCount(opening->session), 11u);
 }
 
-TEST_F(Selection, PassesOverObjectType6AAndTakesTheAacTrackBehindIt) {
+TEST_F(Selection, PassesOverObjectType6AAndTakesTheAacTrackAfterIt) {
   open({aacTrack({.objectType = 0x6A}), aacTrack({.samples = 22})});
   ASSERT_EQ(result, TIOResult::success);
   EXPECT_EQ(audio(), 1);

@@ -83,7 +83,7 @@ class SeekPoints : public ::testing::TestWithParam<uint32_t> {};
 
 }  // namespace
 
-TEST_P(SeekPoints, Give200TimesTheExactFramesAndTheSpecifiedSyncSample) {
+TEST_P(SeekPoints, Give200TimesTheExactFramesAndTheRightSyncSample) {
   const uint32_t rate = GetParam();
   const std::vector<uint64_t> audioStarts = startsOf(kAudioRuns);
   const std::vector<uint64_t> videoStarts = startsOf(kVideoRuns);
@@ -109,7 +109,7 @@ TEST_P(SeekPoints, Give200TimesTheExactFramesAndTheSpecifiedSyncSample) {
       EXPECT_EQ(playedSpan(heard, audioStarts, first), (Span{first, end}));
       EXPECT_GE(end + 1, audioStarts.back()) << "rounding costs a frame at most";
     }
-    // Whole packets of pre-roll in front of it.
+    // Whole packets of pre-roll before it.
     const uint32_t sample = sampleAt(audioStarts, first);
     const uint32_t preroll = std::min(sample, 10u);
     ASSERT_GT(heard.size(), preroll);

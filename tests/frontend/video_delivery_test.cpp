@@ -8,7 +8,7 @@ namespace {
 
 constexpr uint64_t kSecond = vela::kHostUnitsPerSecond;
 
-/// Host units of a video sample of avcTrack(), which has 25 a second.
+/// Host units of a video sample of avcTrack(), which has 25 samples per second.
 uint64_t at(uint32_t sample) { return vela::ticksToHostUnits(sample * 1000, 25000); }
 
 }  // namespace
@@ -51,7 +51,7 @@ TEST(VideoDelivery, StampsEverySampleWithItsPresentationTime) {
   track.boxes.ctts = ctts({{1, 0}, {1, 2000}, {1, -1000}, {1, 500}});
   OpenSession open(movieFile({.tracks = {track}}).bytes);
   ASSERT_EQ(open.startVideo(), TIOResult::success);
-  // The offset of -1000 ticks counts as 2^32 - 1000: such a sample lies behind every range.
+  // The offset of -1000 ticks counts as 2^32 - 1000: such a sample lies past every range.
   EXPECT_EQ(playVideo(open), (std::vector<Seen>{{0, 0}, {1, at(3)}}));
   EXPECT_EQ(open.endOfStream, 1);
 }
@@ -75,11 +75,11 @@ TEST(VideoDelivery, DeliversEverySampleOnceAndThenReportsTheEndAgainAndAgain) {
   EXPECT_EQ(open.stream.calls, Calls{});
 }
 
-TEST(VideoDelivery, EndsAtASampleThatIsShownAtOrBehindTheEndOfTheRange) {
+TEST(VideoDelivery, EndsAtASampleThatIsShownAtOrAfterTheEndOfTheRange) {
   // The audio track ends the range exactly where video sample 3 would be shown, or one tick later.
   for (const auto& [audioTicks, shown] : {std::pair{5760u, 3u}, std::pair{5761u, 4u}}) {
     MediaTrack audio = aacTrack({.samples = 20});
-    audio.boxes.duration = audioTicks;  // 5760 at 48 kHz are 3 of 25 a second
+    audio.boxes.duration = audioTicks;  // 5760 at 48 kHz last as long as 3 at 25 per second
     OpenSession open(movieFile({.tracks = {audio, avcTrack({.samples = 10})}}).bytes);
     ASSERT_EQ(open.startVideo(), TIOResult::success);
     EXPECT_EQ(playVideo(open).size(), shown);
@@ -87,7 +87,7 @@ TEST(VideoDelivery, EndsAtASampleThatIsShownAtOrBehindTheEndOfTheRange) {
   }
 }
 
-TEST(Deliberate, D044_VideoEndsAtTheFirstSampleBehindTheRangeInDecodingOrder) {
+TEST(Deliberate, D044_VideoEndsAtTheFirstSamplePastTheRangeInDecodingOrder) {
   // Sample 1 is shown after the range, sample 2 would be shown in it.
   MediaTrack video = avcTrack({.samples = 3, .syncEvery = 0});
   video.boxes.ctts = ctts({{1, 0}, {1, 4000}, {1, 0}});
@@ -129,7 +129,7 @@ TEST(VideoDelivery, OfASampleOfSizeZeroFailsAndStaysThere) {
   EXPECT_EQ(open.stream.calls, Calls{});
 }
 
-TEST(VideoDelivery, OfASampleOfSizeZeroBehindTheRangeIsTheEnd) {
+TEST(VideoDelivery, OfASampleOfSizeZeroPastTheRangeIsTheEnd) {
   MediaTrack video = avcTrack({.samples = 3});
   video.samples[2] = {};
   MediaTrack audio = aacTrack({.samples = 4});

@@ -1,4 +1,4 @@
-// What the built shared object shows to the system, and what it needs from it.
+// What the built shared object exports, and what it imports.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -53,7 +53,7 @@ TEST(Exports, CanBeLoadedAndUnloadedAgainAndAgain) {
   }
 }
 
-#if !VELA_SANITIZED  // a sanitizer brings start-up code and needs of its own
+#if !VELA_SANITIZED  // a sanitizer brings start-up code and imports of its own
 
 // Guards of static objects, destructors registered for the end of the program, thread-local
 // storage and the C++ runtime's own memory, locks and streams: none of this exists on the device.

@@ -32,7 +32,6 @@ class LoadedPlugin {
   void* library_;
 };
 
-/// The arguments of an operation, by slot.
 using raw_table::call;
 
 /// An identifier in memory order.

@@ -339,7 +339,7 @@ TEST_F(SplitterSlots, Slot12TakesA64BitOffsetInOneArgument) {
   raw_host::AudioPacket priming;
   ASSERT_EQ(readAudio(splitter, priming), 0u);
   EXPECT_EQ(priming.frames, 0u);
-  // An offset that only fits 64 bits lies behind the end, not somewhere in the first second.
+  // An offset that only fits 64 bits lies past the end, not somewhere in the first second.
   EXPECT_EQ(call<uint32_t>(splitter, 12, toWords(kFourGiUnits), anyToken()), 0u);
   ASSERT_EQ(readVideo(splitter, packet), 0u);
   EXPECT_EQ(endOfStream, 1);
@@ -358,23 +358,23 @@ TEST_F(SplitterSlots, Slot13ShowsTheKeyFrameAndDeliversItAgain) {
   raw_host::VideoPacket next;
   ASSERT_EQ(readVideo(splitter, next), 0u);
   EXPECT_EQ(next.payload, shown.payload);
-  raw_host::VideoPacket behind;
-  EXPECT_EQ(
-      call<uint32_t>(splitter, 13, static_cast<void*>(&behind), toWords(100 * kSecond), anyToken()),
-      0u);
-  EXPECT_EQ(behind.resets, 1u);
+  raw_host::VideoPacket pastTheEnd;
+  EXPECT_EQ(call<uint32_t>(splitter, 13, static_cast<void*>(&pastTheEnd), toWords(100 * kSecond),
+                           anyToken()),
+            0u);
+  EXPECT_EQ(pastTheEnd.resets, 1u);
   release(splitter);
 }
 
 TEST_F(SplitterSlots, Slot13TakesA64BitOffset) {
   void* const splitter = playbackSplitter(film().bytes);
   ASSERT_EQ(startBoth(splitter), 0u);
-  raw_host::VideoPacket behind;  // not the key frame that its low word alone would find
-  ASSERT_EQ(
-      call<uint32_t>(splitter, 13, static_cast<void*>(&behind), toWords(kFourGiUnits), anyToken()),
-      0u);
-  EXPECT_EQ(behind.resets, 1u);
-  EXPECT_EQ(behind.payload, Bytes{});
+  raw_host::VideoPacket pastTheEnd;  // not the key frame that its low word alone would find
+  ASSERT_EQ(call<uint32_t>(splitter, 13, static_cast<void*>(&pastTheEnd), toWords(kFourGiUnits),
+                           anyToken()),
+            0u);
+  EXPECT_EQ(pastTheEnd.resets, 1u);
+  EXPECT_EQ(pastTheEnd.payload, Bytes{});
   raw_host::VideoPacket packet;
   ASSERT_EQ(readVideo(splitter, packet), 0u);
   EXPECT_EQ(endOfStream, 1);

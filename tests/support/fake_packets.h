@@ -17,7 +17,7 @@ inline bool operator==(const Guid& left, const Guid& right) {
 }
 }  // namespace vela
 
-/// How an identifier shows in a log.
+/// The name of an identifier in a log.
 inline std::string mediaName(const vela::Guid& id) {
   if (id == vela::kMediaAac) return "AAC";
   if (id == vela::kMediaMp3) return "MP3";

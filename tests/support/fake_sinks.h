@@ -9,12 +9,12 @@
 #include "frontend/vela_splitter.h"
 #include "tests/support/call_log.h"
 
-/// Text behind a pointer and a count, where vela::kUntilNul means up to the NUL.
+/// The text that a pointer and a count give, where vela::kUntilNul means up to the NUL.
 inline std::u16string countedText(const char16_t* text, uint32_t count) {
   return count == vela::kUntilNul ? std::u16string(text) : std::u16string(text, count);
 }
 
-/// Records what describeItem() tells. The log holds "setDuration 1000", "getFlags", "setFlags 0",
+/// Records what describeItem() reports. The log holds "setDuration 1000", "getFlags", "setFlags 0",
 /// "setTrackGain -65400" (likewise the other three), "setDescription", "beginChapters 2",
 /// "addChapter 0 at 0: Title" and "addTag artist = Someone".
 class FakeMediaInfo final : public vela::MediaInfo, public CallLog {
@@ -118,7 +118,7 @@ class FakeMediaInfo final : public vela::MediaInfo, public CallLog {
   static void unused() { ADD_FAILURE() << "a slot that is not used was called"; }
 };
 
-/// Follows the string contract: a start behind the end appends. The log holds "set 12 units at 0"
+/// Follows the string contract: a start past the end appends. The log holds "set 12 units at 0"
 /// with the count and the start as they were given.
 class FakeStringSink final : public vela::IStringSink, public CallLog {
  public:

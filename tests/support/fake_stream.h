@@ -19,8 +19,8 @@
 /// A code that only a host gives, to see that it passes through unchanged.
 inline constexpr auto kHostCode = static_cast<vela::TIOResult>(0x1234);
 
-/// The count of an object that lives on the test's stack: it begins at 0, and nothing is destroyed
-/// when it comes back there.
+/// The count of an object on the test's stack: it begins at 0, and nothing is destroyed when it
+/// comes back there.
 class FakeReferences {
  public:
   uint32_t add() {
@@ -90,14 +90,14 @@ class FakeHostStream final : public vela::HostStream, public CallLog {
   boxes::Bytes bytes;
   Seekable seekable;
   uint64_t position = 0;
-  /// What getLength() tells instead of the true length; vela::kUnknown64 for an unknown one.
+  /// What getLength() reports instead of the true length; vela::kUnknown64 for an unknown one.
   std::optional<uint64_t> claimedLength;
-  /// At most so many bytes are delivered by one read.
+  /// Most bytes that one read delivers.
   uint32_t largestRead = 0xffffffff;
-  /// At most so many bytes are skipped or written by one call.
+  /// Most bytes that one call skips or writes.
   uint32_t largestSkip = 0xffffffff;
   uint32_t largestWrite = 0xffffffff;
-  /// A seek behind the end gives TIOResult::outOfRange (else it succeeds and reads give nothing).
+  /// A seek past the end gives TIOResult::outOfRange (else it succeeds and reads give nothing).
   bool refusesSeekPastEnd = false;
   /// What a read reports instead of the bytes that it delivered.
   std::optional<uint32_t> claimedRead;

@@ -15,7 +15,7 @@ namespace raw_host {
 using Log = std::vector<std::string>;
 using Slot = const void*;
 
-/// A 64-bit argument as it crosses: two 32-bit words, low word first.
+/// A 64-bit argument as it crosses the boundary: two 32-bit words, low word first.
 struct Words {
   uint32_t low;
   uint32_t high;

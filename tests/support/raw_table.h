@@ -27,7 +27,7 @@ inline void destroyAndFree(void* object, size_t destructorSlot) {
 
 /// The offset of a field of type `Field` that follows `end` bytes of others.
 template <class Field>
-constexpr size_t placeBehind(size_t end) {
+constexpr size_t placeAfter(size_t end) {
   return (end + alignof(Field) - 1) / alignof(Field) * alignof(Field);
 }
 
