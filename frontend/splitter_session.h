@@ -35,9 +35,8 @@ class SplitterSession {
   /// `index` + 1 in an audio-only file; otherwise 0, the whole file.
   uint32_t getItemId(uint32_t index) const noexcept;
   /// Sets the time range to a chapter, or to the whole file when `itemId` is 0 or out of range.
-  /// @throws atomkit::exception "invalid chapter data" when the chapter does not end after its
-  /// start;
-  ///         the chapter stays selected
+  /// @throws atomkit::exception "invalid chapter data" when a chapter does not end after its
+  ///         start, which stays selected
   void selectItem(uint32_t itemId);
   /// Selects the item and describes it to `info`.
   /// @throws atomkit::exception as selectItem()
