@@ -83,7 +83,7 @@ TEST_P(Extracting, GivesStreamsThatDecodeWithoutComplaint) {
   if (!media::haveFfmpeg()) GTEST_SKIP() << "skipped: ffmpeg is not installed";
   // The last three sound packets of this file have no place of their own and hold other data.
   const bool soundIsSpoilt = GetParam().name == "h264-camera-core-media.mp4";
-  // The parameter sets of this file stand behind another box, where they are not looked for.
+  // The parameter sets of this file come after another box, where they are not looked for.
   const bool hasNoParameterSets = GetParam().name == "h264-bframes-avc1-brand-gpac045.mp4";
 
   const golden::Table table = golden::read(GetParam());
