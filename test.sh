@@ -42,9 +42,11 @@ declare -A stages=(
   [tidy]="tidy"
   [windows]="build windows"
   [arm]="build arm"
+  [wince]="build wince-armv4"
+  [device]="tested device"
   [corpus]="corpus_was_used"
 )
-all=(format includes golden dev asan clang release-tests x86-32 tidy windows arm)
+all=(format includes golden dev asan clang release-tests x86-32 tidy windows arm wince device)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests}.xml)
 

@@ -163,7 +163,7 @@ int run(const std::string& sample) {
         player.readAudio();
       }
       figure("  first read after a seek, all samples in one chunk", most(device, name.c_str()),
-             576'000);
+             590'000);
     }
     figure("  heap peak, bytes", device.machine().heap().peakBytes(), 427'100);
     stack = std::max(stack, device.machine().mostStackBytes());
@@ -175,7 +175,7 @@ int run(const std::string& sample) {
     Player player(device, longAudio(boxes::stts(runs)));
     player.start();
     for (uint64_t i = 0; i < 100; ++i) player.seek(i * 105 * kSecond);
-    figure("seekTo with 350 runs in the time table", average(device, "seekTo"), 6'600);
+    figure("seekTo with 350 runs in the time table", average(device, "seekTo"), 8'200);
   }
   {
     Device device(options);
