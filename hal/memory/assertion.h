@@ -3,8 +3,8 @@
 // never judged by one.
 //
 // When execution is resumed, or there is no debugger, the code carries on as if the condition had
-// held. The exception is D-160: where that would follow a null pointer, leave an array or never
-// end, the operation stops short and returns what it returns for "nothing done".
+// held, unless that would follow a null pointer, leave an array or never end: then the operation
+// stops short. D-160 lists these cases.
 #pragma once
 
 class VAssertion {

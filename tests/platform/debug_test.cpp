@@ -75,7 +75,7 @@ namespace {
 
 volatile sig_atomic_t g_interruptions = 0;
 
-// Standard error as a pipe that takes no further byte until it is read.
+// Standard error as a full pipe, which takes no byte until it is read.
 class FullStandardError {
  public:
   FullStandardError() : saved_(::dup(STDERR_FILENO)) {
@@ -86,7 +86,7 @@ class FullStandardError {
     ::dup2(ends_[1], STDERR_FILENO);
     ::close(ends_[1]);
   }
-  // Reads all that was written. Standard error must be written to no more.
+  // Reads all that was written. Nothing may be written to standard error afterwards.
   std::string drained() {
     std::string bytes;
     char piece[4096];
@@ -124,7 +124,7 @@ TEST(DebugOutput, LosesNothingWhenASignalInterruptsIt) {
   std::string taken;
   const pthread_t writer = ::pthread_self();
   std::thread reader([&] {
-    // The writer waits at its first byte; some of these reach it there.
+    // The writer waits at its first byte; some of the signals reach it there.
     for (int i = 0; i < 20; ++i) {
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
       ::pthread_kill(writer, SIGUSR1);
@@ -132,7 +132,7 @@ TEST(DebugOutput, LosesNothingWhenASignalInterruptsIt) {
     taken = error.drained();
   });
   platform::debugOutput(std::u16string(1000, u'x').c_str());
-  error.restore();  // the reader meets the end
+  error.restore();  // so that the reader meets the end
   reader.join();
   ::sigaction(SIGUSR1, &previous, nullptr);
   EXPECT_GT(g_interruptions, 0);

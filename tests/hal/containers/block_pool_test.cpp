@@ -15,7 +15,7 @@
 
 namespace {
 
-// A pool and what its owner does at the end.
+// A pool whose raw blocks are freed at the end, as its owner must do.
 class OwnedPool {
  public:
   OwnedPool() = default;
@@ -77,7 +77,7 @@ TEST(BlockPool, AlignsForTheNewNeedWhenItReuses) {
   OwnedPool pool;
   void* block = pool.acquire(4096, 1);
   pool.release(block);
-  // Twice the largest power of two that the address is a multiple of.
+  // Twice the largest power of two that divides the address.
   const auto address = reinterpret_cast<uintptr_t>(block);
   const auto align = static_cast<uint32_t>((address & (~address + 1)) * 2);
   ASSERT_FALSE(isAligned(block, align));
@@ -187,7 +187,7 @@ TEST(BlockPool, ANeedBeyond32BitsIsRefusedBeforeAnythingIsAllocated) {
   OwnedPool pool;
   EXPECT_EQ(pool.acquire(0xFFFFFFFF, 2), nullptr);
   EXPECT_EQ(pool.acquire(1, 0x80000001), nullptr);
-  EXPECT_EQ(pool.acquire(100, 0), nullptr) << "no multiple of nothing";
+  EXPECT_EQ(pool.acquire(100, 0), nullptr) << "no address is a multiple of 0";
   EXPECT_EQ(allocation.allocations(), 0u);
 }
 

@@ -250,7 +250,7 @@ TEST(ByteBuffer, AgreesWithAVectorOnRandomSizes) {
 
 // ---- VIndexArray
 
-// Gives the values of a row, and remembers the limits it was asked for.
+// Returns the values of a list, and remembers the limits that it was given.
 class RowOfNumbers final : public VRandomSource {
  public:
   explicit RowOfNumbers(std::vector<uint32_t> values) : values_(std::move(values)) {}

@@ -10,7 +10,7 @@
 
 namespace {
 
-// Answers index i with results[i % size], and keeps the indices that were asked for.
+// Returns results[i % size] for index i, and keeps the indices that it was asked for.
 class TableFilter final : public VFilter {
  public:
   explicit TableFilter(std::vector<uint32_t> given) : results(std::move(given)) {}
@@ -22,7 +22,7 @@ class TableFilter final : public VFilter {
   std::vector<uint32_t> asked;
 };
 
-// Looks like the base class and keeps what it was asked.
+// Searches like the base class, and keeps what it was asked for.
 class RecordingFilter final : public VFilter {
  public:
   struct Search {

@@ -13,7 +13,7 @@ namespace list_helpers {
 using Values = std::vector<uint32_t>;
 using Position = VRecordSource::Position;
 
-/// Record whose four words all depend on `value`.
+/// A record whose four words all depend on `value`.
 inline VRecord recordOf(uint32_t value) { return {{value, ~value, value * 3, value ^ 0x12345678}}; }
 
 inline bool isRecordOf(const VRecord& record, uint32_t value) {
@@ -36,7 +36,8 @@ class RuleFilter final : public VFilter {
   std::function<uint32_t(uint32_t)> rule_;
 };
 
-/// A source over values that keeps the running number in place of a node, and can be told to fail.
+/// A source of values whose positions are running numbers instead of nodes, and which can be told
+/// to fail.
 class ValueSource final : public VRecordSource {
  public:
   explicit ValueSource(Values values) : values_(std::move(values)) {}
@@ -62,7 +63,7 @@ class ValueSource final : public VRecordSource {
     position = index < values_.size() ? tokens() + index : nullptr;
     return position != nullptr;
   }
-  // Positions need addresses only; these are never looked into.
+  // Positions only need addresses; nothing reads what is there.
   Position tokens() const { return const_cast<Position>(tokens_); }
 
   Values values_;

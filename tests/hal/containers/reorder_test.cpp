@@ -116,7 +116,7 @@ TEST(Reorder, ElementKIsTheOldElementThatThePermutationNames) {
 }
 
 TEST(Reorder, TheIdentitySwapsNothing) {
-  // Without one swap not a byte is written: the elements may stand where writing is impossible.
+  // Without a swap no byte is written, so the elements may be in memory that is read-only.
   AssertionCapture capture;
   static const char kConstant[] = "ABCD";
   const Values identity = {0, 1, 2, 3};
@@ -125,7 +125,7 @@ TEST(Reorder, TheIdentitySwapsNothing) {
   static const void* const kPointers[] = {&kConstant[2], &kConstant[0], &kConstant[3]};
   EXPECT_TRUE(VReorder::GPointers(const_cast<const void**>(kPointers), identity.data(), 3));
   EXPECT_EQ(kPointers[0], &kConstant[2]);
-  EXPECT_TRUE(capture.reports().empty()) << "an entry in its place is no cycle";
+  EXPECT_TRUE(capture.reports().empty()) << "an entry in its place makes no cycle";
 }
 
 TEST(Deliberate, D154_NoElementsAreReportedLikeMissingStorage) {
@@ -151,8 +151,8 @@ TEST(Deliberate, D160_AReorderWithoutStorageMovesNothing) {
 
 TEST(Deliberate, D160_AnEntryOutsideTheArrayEndsItsCycle) {
   AssertionCapture capture;
-  // Of the five elements only the first two or three take part. An entry of `count` has its bit in
-  // the table's last byte still; one far away has not.
+  // Of the five elements only the first two or three take part. The bit of an entry of
+  // `count` is still in the table's last byte; that of one far away is not.
   const auto reordered = [](const Values& permutation) {
     std::string elements = "ABCDE";
     EXPECT_TRUE(VReorder::GElements(elements.data(), 1, permutation.data(),
@@ -202,7 +202,7 @@ TEST(Reorder, PointersReportTheirOwnLines) {
   EXPECT_EQ(capture.take(), Reports{report(1141, "next>n")});
 }
 
-// A whole reorder begins its cycles below the count always; this reaches the step that follows one.
+// A whole reorder always begins its cycles below the count; this calls the step for a single cycle.
 class CycleStep : public VReorder {
  public:
   static void FollowPastTheCount(const Reports& reports) {
@@ -310,7 +310,7 @@ TEST(ListReorder, EveryAllocationMayFail) {
       VList list;
       append(list, {1, 2, 3});
       const bool reordered = list.Reorder(permutation.data(), 3);
-      // It takes the array of nodes and the bits; without either the order is what it was.
+      // It allocates the array of nodes and the bits; without either the order stays as it was.
       EXPECT_EQ(reordered, failAt == 2);
       EXPECT_EQ(valuesOf(list), failAt == 2 ? (Values{2, 3, 1}) : (Values{1, 2, 3}));
       EXPECT_EQ(valuesBackwards(list), failAt == 2 ? (Values{1, 3, 2}) : (Values{3, 2, 1}));

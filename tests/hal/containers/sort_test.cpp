@@ -15,7 +15,7 @@
 
 namespace {
 
-// An element of the arrays below. Not a power of two in size, and its place tells it from equals.
+// An element of the arrays below. Its size is not a power of two, and its place tells equals apart.
 struct Item {
   uint16_t key;
   uint16_t place;
@@ -92,8 +92,8 @@ std::vector<Shape> shapes(size_t count, SeededRandom& random) {
   };
 }
 
-// The sort as it is defined on positions that may leave the array at its lower end; `events` are
-// its compares and swaps.
+// A model of the sort, on positions that may leave the array at its lower end; `events` are its
+// compares and swaps.
 class PlainQuicksort {
  public:
   using Order = int32_t (*)(size_t event);
@@ -195,7 +195,7 @@ TEST(Sort, NineElementsUseOnePartitionStep) {
   sort(items, &compareAndLog, &swapAndLog);
   EXPECT_EQ(g_events[0], (Event{'s', 4, 0})) << "the middle element becomes the pivot";
   EXPECT_EQ(g_events[1], (Event{'c', 1, 0}));
-  // Of the parts of four elements, the right one is worked on first, because it is not larger.
+  // Both parts have four elements. The right one is sorted first, because it is not larger.
   const std::vector<Event> tail(g_events.end() - 3, g_events.end());
   EXPECT_EQ(tail, (std::vector<Event>{{'s', 2, 2}, {'c', 1, 0}, {'s', 1, 1}}));
 }
@@ -265,7 +265,7 @@ TEST(Sort, EqualKeysTakeOnePass) {
   EXPECT_EQ(g_compares, 2 * 999u);
 }
 
-// Follows no order: not even the same two elements compare alike twice.
+// Follows no order: even the same two elements may compare differently the next time.
 int32_t noOrder(size_t event) { return static_cast<int32_t>(event * 7919 % 1009 % 3) - 1; }
 
 int32_t compareWithoutOrder(const void* left, const void* right) {
@@ -343,7 +343,7 @@ TEST(BinarySearch, AnOddNumberBeginsWithItsMiddle) {
   EXPECT_EQ(g_visited, (std::vector<int64_t>{2, 0}));
 }
 
-// The search as it is defined on positions that may leave the array.
+// A model of the search, on positions that may leave the array.
 int64_t plainSearch(const std::vector<Item>& items, uint16_t key, std::vector<int64_t>& visited) {
   const auto compare = [&](int64_t index) {
     visited.push_back(index);

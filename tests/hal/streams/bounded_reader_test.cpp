@@ -20,7 +20,7 @@ Bytes rising(size_t count) {
   return bytes;
 }
 
-// Keeps what its adapter said to remain while a call was under way.
+// Keeps what its adapter says is left, in the middle of a call.
 class AskingReader final : public VByteReader {
  public:
   virtual ~AskingReader() = default;

@@ -58,7 +58,7 @@ TEST(BufferedWriter, WithoutStagingWritesDirectly) {
   EXPECT_EQ(inner.bytes, (Bytes{'a', 'b', 'c'}));
   EXPECT_EQ(writer.Write("", 0, &done, kContext), VResult::KSuccess);
   EXPECT_EQ(done, 0u);
-  EXPECT_EQ(inner.script.counts, (Counts{3, 0})) << "a write of nothing gets there as well";
+  EXPECT_EQ(inner.script.counts, (Counts{3, 0})) << "a write of no bytes gets there too";
   EXPECT_EQ(writer.Flush(kContext), VResult::KSuccess);
   EXPECT_EQ(inner.script.counts.size(), 2u);
 
@@ -242,11 +242,11 @@ TEST(BufferedReader, RefillsWithTheWholeStaging) {
   EXPECT_EQ(reader.Read(bytes.data(), 3, &done, kContext), VResult::KSuccess);
   EXPECT_EQ(done, 3u);
   EXPECT_EQ(reader.Read(bytes.data(), 1, &done, kContext), VResult::KSuccess);
-  EXPECT_EQ(inner.script.counts, Counts{4}) << "nothing is read that is not wanted";
+  EXPECT_EQ(inner.script.counts, Counts{4}) << "nothing is read before it is wanted";
   EXPECT_EQ(reader.Read(bytes.data(), 8, &done, kContext), VResult::KSuccess);
   EXPECT_EQ(done, 6u) << "the end of the data";
   EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 6), (Bytes{5, 6, 7, 8, 9, 10}));
-  EXPECT_EQ(inner.script.counts, (Counts{4, 4, 4, 4})) << "a part fill, then an empty one";
+  EXPECT_EQ(inner.script.counts, (Counts{4, 4, 4, 4})) << "a partial fill, then an empty one";
 }
 
 TEST(BufferedReader, MoreThanTwiceItsSizeIsTheStagedPartAndOneDirectCall) {

@@ -28,7 +28,7 @@ Bytes dataOf(size_t count) {
   return data;
 }
 
-// The laced form, made by hand.
+// The laced form, made without the writer.
 Bytes laced(const Bytes& data) {
   Bytes stream;
   size_t position = 0;
@@ -172,8 +172,9 @@ TEST(Deliberate, D162_CloseAfterAFailedFullSegmentWritesItAndThenTheEmptyOne) {
   EXPECT_EQ(inner.script.counts, (std::vector<uint32_t>{1, 1, 255, 1}));
 }
 
-TEST(LacedWriter, CloseReturnsTheFailureOfAFullSegmentAndIsDoneAllTheSame) {
-  // The length byte is refused to the write and to the close; a third call would go through.
+TEST(LacedWriter, CloseReturnsTheFailureOfAFullSegmentAndIsDoneEvenSo) {
+  // The inner writer refuses the length byte of the write and of the close; a third call would
+  // succeed.
   ScriptedWriter inner({.sizes = {0, 0, kWhole}});
   VLacedWriter writer(inner);
   const Bytes data = dataOf(255);
@@ -182,7 +183,7 @@ TEST(LacedWriter, CloseReturnsTheFailureOfAFullSegmentAndIsDoneAllTheSame) {
   EXPECT_EQ(writer.Close(kContext), VResult::KOutOfRange);
   EXPECT_TRUE(inner.bytes.empty()) << "no empty segment after one that is missing";
   EXPECT_EQ(writer.Close(kContext), VResult::KSuccess);
-  EXPECT_EQ(inner.script.counts, (std::vector<uint32_t>{1, 1})) << "closed all the same";
+  EXPECT_EQ(inner.script.counts, (std::vector<uint32_t>{1, 1})) << "closed even so";
 }
 
 TEST(LacedWriter, CloseReturnsTheFailureOfTheEmptySegmentAfterAFullOne) {
@@ -206,7 +207,7 @@ TEST(LacedWriter, AShortTransferOfTheInnerWriterIsOutOfRange) {
   uint32_t done = 0;
   second.Write("abc", 3, &done, kContext);
   EXPECT_EQ(second.Close(kContext), VResult::KOutOfRange);
-  EXPECT_EQ(second.Close(kContext), VResult::KSuccess) << "closed all the same";
+  EXPECT_EQ(second.Close(kContext), VResult::KSuccess) << "closed even so";
 }
 
 TEST(LacedWriter, KeepsItsFieldsInTheListedOrder) {

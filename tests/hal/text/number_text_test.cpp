@@ -180,7 +180,7 @@ TEST(ParseFloat, TakesSpacesSignAndSeparator) {
   EXPECT_EQ(parsedFloat(u".5"), 0.5f);
   EXPECT_EQ(parsedFloat(u""), 0.0f);
   EXPECT_EQ(parsedFloat(u"abc"), 0.0f);
-  EXPECT_EQ(parsedFloat(u"\t1"), 0.0f) << "a tab is no space";
+  EXPECT_EQ(parsedFloat(u"\t1"), 0.0f) << "a tab is not a space";
 }
 
 TEST(ParseFloat, TakesOneSign) {

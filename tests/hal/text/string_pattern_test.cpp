@@ -105,19 +105,19 @@ TEST(PatternList, WithoutListModeIsOnePattern) {
 
 TEST(PatternList, PassesOverSemicolonsAndThenSpaces) {
   EXPECT_TRUE(matchesList(u"b", u"a;;;   b"));
-  EXPECT_FALSE(matchesList(u"", u"a;;b")) << "two semicolons enclose no empty pattern";
+  EXPECT_FALSE(matchesList(u"", u"a;;b")) << "there is no empty pattern between two semicolons";
   EXPECT_TRUE(matchesList(u"b", u"a; b"));
   EXPECT_FALSE(matchesList(u"b", u"a ;b ")) << "spaces belong to a pattern elsewhere";
   EXPECT_TRUE(matchesList(u"b ", u"a;b "));
-  EXPECT_FALSE(matchesList(u"b", u" b")) << "no spaces are passed over before the first pattern";
-  EXPECT_FALSE(matchesList(u"", u"a;")) << "the end of the list is no empty pattern";
+  EXPECT_FALSE(matchesList(u"b", u" b")) << "spaces before the first pattern are not skipped";
+  EXPECT_FALSE(matchesList(u"", u"a;")) << "there is no empty pattern at the end";
   EXPECT_FALSE(matchesList(u"", u"a;  ")) << "nor after spaces";
 }
 
 TEST(PatternList, AnEmptyFirstPatternMatchesTheEmptyName) {
   EXPECT_TRUE(matchesList(u"", u";a"));
   EXPECT_TRUE(matchesList(u"a", u";a"));
-  EXPECT_TRUE(matchesList(u"", u"a; ;b")) << "and so does one of spaces only, that a ';' follows";
+  EXPECT_TRUE(matchesList(u"", u"a; ;b")) << "and so does one of spaces only before a ';'";
 }
 
 TEST(PatternFileName, LooksAtTheFileNameOnly) {

@@ -298,7 +298,7 @@ TEST(TextStream, RoundTripsThroughMemoryWithAnyStage) {
 
 namespace {
 
-// The reading rule over a plain vector: pieces of at most 128 bytes, what is not checked stays for
+// A model of reading, on a plain vector: pieces of at most 128 bytes; what is not checked stays for
 // the next one.
 ReadBack modelRead(const Bytes& text) {
   std::u16string content;
@@ -402,13 +402,13 @@ TEST(ReadText, ReportsAStageThatIsNoLargerThanTheLongestSequence) {
 TEST(Deliberate, D160_AWriteWithAStageThatCantHoldEverySequenceFails) {
   AssertionCapture capture;
   for (uint32_t stageBytes = 0; stageBytes < VTextCodec::KUTF8MaxLength; ++stageBytes) {
-    Bytes stage(
-        stageBytes);  // of exactly these bytes, so that the sanitizer sees a write past them
+    // Of exactly these bytes, so that the sanitizer sees a write past them.
+    Bytes stage(stageBytes);
     ScriptedWriter writer;
     EXPECT_EQ(VTextStream::GWriteUtf8Staged(stage.data(), stageBytes, writer, u"a€c€", kUntilNul,
                                             nullptr),
               VResult::KFailed);
-    EXPECT_TRUE(writer.script.counts.empty()) << "no count without its text";
+    EXPECT_TRUE(writer.script.counts.empty()) << "not even the count is written";
     EXPECT_EQ(capture.take(), stageReport(493));
   }
 }
@@ -454,5 +454,5 @@ TEST(TextStage, MovesWhatIsLeftToTheFront) {
   stage.Consume(3);
   EXPECT_EQ(stage.Fill(reader, 2, nullptr), VResult::KFailed);
   EXPECT_EQ(std::string(stage.GetBytes(), stage.GetBytes() + stage.GetCount()), "e")
-      << "a fill is whole or none";
+      << "a fill adds all bytes or none";
 }

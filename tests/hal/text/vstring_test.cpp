@@ -12,7 +12,7 @@ namespace {
 
 constexpr uint32_t kAll = VString::KAll;
 
-// Set() in terms of a plain string.
+// What Set() does, on a plain string.
 void modelSet(std::u16string& model, const std::u16string& text, uint32_t start) {
   model.resize(std::min<size_t>(start, model.size()));
   model += text;
@@ -53,7 +53,7 @@ TEST(BufferString, TakesACountedText) {
   string.Set(u"abcdef", 3, 0);
   EXPECT_EQ(unitsOf(string), u"abc");
   string.Set(u"a\0b", 3, 0);
-  EXPECT_EQ(string.GetLength(), 3u) << "a count takes a NUL along";
+  EXPECT_EQ(string.GetLength(), 3u) << "with a count, a NUL is a unit like any other";
   string.Set(u"xyz", 0, 1);
   EXPECT_EQ(unitsOf(string), u"a");
 }

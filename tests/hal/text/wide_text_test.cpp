@@ -144,7 +144,7 @@ TEST(WideText, FindsTheFirstAndTheLast) {
 TEST(WideText, FindsNothingInAnEmptyText) {
   EXPECT_EQ(VWideText::GFindFirst(u"", kUntilNul, u'a'), -1);
   EXPECT_EQ(VWideText::GFindLast(u"", kUntilNul, u'a'), -1);
-  EXPECT_EQ(VWideText::GFindFirst(u"", kUntilNul, 0), -1) << "the NUL is no part of the text";
+  EXPECT_EQ(VWideText::GFindFirst(u"", kUntilNul, 0), -1) << "the NUL is not part of the text";
   EXPECT_EQ(VWideText::GFindFirst(u"a", 0, u'a'), -1);
 }
 
@@ -214,7 +214,7 @@ TEST(WideText, FileTitleHasNoDirectoryQueryOrExtension) {
   EXPECT_EQ(titleOf(u"name"), u"name");
   EXPECT_EQ(titleOf(u"name.tar.gz"), u"name.tar");
   EXPECT_EQ(titleOf(u"dir.d/name"), u"name");
-  EXPECT_EQ(titleOf(u"name?a.b?c.d"), u"name") << "the first query mark";
+  EXPECT_EQ(titleOf(u"name?a.b?c.d"), u"name") << "the first question mark";
   EXPECT_EQ(titleOf(u"a.b?c.d"), u"a");
   EXPECT_EQ(titleOf(u".hidden"), u"");
   EXPECT_EQ(titleOf(u"dir/"), u"");
