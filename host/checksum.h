@@ -1,4 +1,4 @@
-// CRC-32 of packet payloads, the one of Ethernet, gzip and PNG.
+// CRC-32 as in Ethernet, gzip and PNG.
 #pragma once
 #include <cstddef>
 #include <cstdint>

@@ -23,14 +23,14 @@ class SharedLibrary {
   void* handle_ = nullptr;
 };
 
-/// The library to load: `given` when it is not empty, else the environment variable VELA_PLUGIN,
-/// else the first that exists beside this program, where an installation puts it, or in the build
-/// tree.
+/// The library to load: `given` unless it is empty, else the one that the environment variable
+/// VELA_PLUGIN names, else the first that exists next to this program, where an installation puts
+/// it, or in the build tree.
 /// @throws Failure (pluginUnavailable) when there is none
 std::filesystem::path findPlugin(const std::filesystem::path& given);
 
-/// The plug-in in use: library, module with its host attached, and factory. Splitters must be
-/// released before it goes.
+/// The plug-in in use: library, module with its host attached, and factory. Release all splitters
+/// before it is destroyed.
 class Plugin {
  public:
   /// @param host  borrowed; outlives the plug-in

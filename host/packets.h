@@ -1,4 +1,4 @@
-// Packets and formats as a host implements them: they keep what the plug-in tells.
+// Packets and formats as a host implements them: they keep what the plug-in sets.
 #pragma once
 #include <cstdint>
 #include <vector>
@@ -7,24 +7,24 @@
 
 namespace velahost {
 
-/// Bytes of a packet and where the file holds them.
+/// The bytes of a packet, and where they are in the file.
 struct Payload {
   std::vector<uint8_t> bytes;
   uint64_t fileOffset = vela::kUnknown64;  ///< of the first byte
 
-  /// Takes `count` bytes from the reader. Memory grows with what really arrives, so a size that
-  /// lies costs nothing. A short transfer gives TIOResult::failed.
+  /// Takes `count` bytes from the reader. Memory grows with the bytes that arrive, so a size that
+  /// lies costs nothing. A short transfer fails with TIOResult::failed.
   vela::TIOResult read(vela::HostStreamReader* reader, uint32_t count, vela::CancelToken* token);
 };
 
-/// The position of the stream that a reader face belongs to. The reader face lies one pointer width
-/// behind the control face of the same stream, and the control face tells the position. What is
-/// asked here is the plug-in's read cache, whose position is the place in the file of the next byte
-/// that it gives; the position of the file itself runs ahead of it by up to a block.
-/// @return kUnknown64 when the stream doesn't tell
+/// The position of the stream that a reader face belongs to. The control face of the same stream,
+/// one pointer width before it, knows the position. During readPayload() the stream is the
+/// plug-in's read cache, and its position is that of the next byte that it delivers; the position
+/// of the file itself is up to a block further.
+/// @return kUnknown64 when the stream doesn't know
 uint64_t streamPosition(vela::HostStreamReader* reader, vela::CancelToken* token);
 
-/// One packet of audio. Refilled for every packet, so that its memory is allocated once.
+/// One packet of audio, refilled each time so that its memory is used again.
 class AudioPacketRecord final : public vela::AudioPacket {
  public:
   void unusedSlot0() override {}
@@ -48,11 +48,11 @@ class AudioPacketRecord final : public vela::AudioPacket {
   Payload payload;
   vela::Guid mediaId{};
   uint32_t sampleRate = 0;   ///< Hz
-  uint32_t frames = 0;       ///< to be played; 0 only primes the decoder
+  uint32_t frames = 0;       ///< to play; a packet of 0 only primes the decoder
   uint32_t startOffset = 0;  ///< frames to drop from the head of the decoded packet
 };
 
-/// One packet of video. Refilled for every packet.
+/// One packet of video, refilled each time.
 class VideoPacketRecord final : public vela::VideoPacket {
  public:
   void unusedSlot0() override {}

@@ -1,4 +1,4 @@
-// A bar that shows how far a command has come, drawn on a terminal only.
+// A bar that shows how far a command has come, on a terminal only.
 #pragma once
 #include <cstdint>
 #include <ostream>
@@ -9,16 +9,16 @@ enum class Terminal { no, yes };
 
 class Progress {
  public:
-  /// @param terminal  whether `out` is one; otherwise nothing is ever written
-  /// @param whole     the amount at which the work is done; 0 when it is not known
+  /// @param terminal  whether `out` is one; nothing is written when it is not
+  /// @param whole     the amount of all work; 0 when it is not known
   Progress(std::ostream& out, Terminal terminal, uint64_t whole)
       : out_(out), shown_(terminal == Terminal::yes && whole != 0), whole_(whole) {}
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
-  /// Takes the bar away again.
+  /// Clears the bar.
   ~Progress();
 
-  /// Tells how much is done. Draws when the percentage changes.
+  /// Shows how much is done. Draws when the percentage changes.
   void reach(uint64_t done);
 
  private:

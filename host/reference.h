@@ -1,5 +1,4 @@
-// Reference counting on the host's side of the interface: objects that count, and holders of one
-// reference.
+// Reference counting on the host's side: objects that count, and holders of a reference.
 #pragma once
 #include <cstdint>
 #include <utility>
@@ -8,8 +7,8 @@
 
 namespace velahost {
 
-/// Gives an object of the host the first four slots of a reference-counted interface. Objects start
-/// with a count of 0; the first out-slot that takes one makes it 1. The last release deletes.
+/// The first four slots of a reference-counted interface, for an object of the host. The count
+/// starts at 0; storing the object in an out-slot makes it 1. The last release deletes the object.
 template <class Derived, class Interface>
 class Counted : public Interface {
  public:
@@ -21,7 +20,7 @@ class Counted : public Interface {
     return left;
   }
 
-  /// Objects of the host answer to no further interface.
+  /// Objects of the host have no further interface.
   uint32_t queryInterface(const vela::Guid*, void**) override { return 0; }
 
   void deletingDestructor(uint32_t flags) override {
@@ -62,16 +61,15 @@ class Reference {
   Interface* operator->() const { return get(); }
   explicit operator bool() const { return pointer_ != nullptr; }
 
-  /// The address to give away as an out-slot. The variable is a `void*` because that is what the
-  /// other side stores through it.
+  /// The address to pass as an out-slot, through which the other side stores a `void*`.
   void** outSlot() { return &pointer_; }
 
  private:
   void* pointer_ = nullptr;
 };
 
-/// Stores an object into the other side's out-slot: takes a reference to the new value, then gives
-/// back the one that the slot held.
+/// Stores an object in the other side's out-slot: references the new value, then releases what the
+/// slot held.
 template <class Interface>
 void storeInOutSlot(void** out, Interface* object) {
   object->addRef();

@@ -1,4 +1,4 @@
-// One file opened through the plug-in, once for telling about it and once for playing it.
+// Files opened through the plug-in, to be described or to be played.
 #pragma once
 #include <filesystem>
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace velahost {
 
-/// The plug-in with its host, and the token that cancels whatever runs.
+/// The plug-in, the host objects that it calls, and the token that cancels its operation.
 class Session {
  public:
   /// @param plugin  the library to load; empty to look in the usual places
@@ -18,7 +18,7 @@ class Session {
 
   const Plugin& plugin() const { return plugin_; }
 
-  /// A splitter that tells about the file. @throws Failure with the result of the creation
+  /// A splitter that describes the file. @throws Failure with the result of the creation
   Reference<vela::IMediaSplitter> openForInformation(const std::filesystem::path& file);
 
   /// A splitter that plays the file. @throws Failure with the result of the creation
@@ -38,7 +38,7 @@ void requireItem(vela::IMediaSplitter& splitter, uint32_t itemId);
 /// Describes an item. @throws Failure with the result of describeItem()
 MediaInfoRecord describe(vela::IMediaSplitter& splitter, uint32_t itemId, Token& token);
 
-/// A file's name as a source name. @throws Failure when it has no UTF-16 form
+/// A file's name as a source name. @throws Failure when it can't be converted to UTF-16
 std::u16string sourceName(const std::filesystem::path& file);
 
 }  // namespace velahost

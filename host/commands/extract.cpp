@@ -124,7 +124,7 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
       copyPackets(playback, audio, video, progress);
     }
     if (audio) audio->finish();
-    refuseSharedFiles(options);  // names that differ only in case are told apart by no new file
+    refuseSharedFiles(options);  // names that differ in case may be one file, now that it exists
     if (video) video->finish();
   } catch (const Failure& failure) {
     if (!options.keepPartial) throw;
