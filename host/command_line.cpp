@@ -44,7 +44,8 @@ constexpr char kPacketsFooter[] =
     "start, below 0 for video before it; frames to play and frames to drop at the\n"
     "start (audio; 0 frames to play: the packet only primes the decoder); size; file\n"
     "offset; CRC-32. The time of audio is counted from the frames played so far.\n"
-    "With --json one object a line: a heading, the packets, a summary.";
+    "With --json one object a line: a heading, the packets, a summary.\n"
+    "A stream that ends more than half a second before its item is named at the end.";
 
 constexpr char kExtractHelp[] = "Write the elementary streams of a file.";
 constexpr char kExtractFooter[] =
@@ -54,6 +55,7 @@ constexpr char kExtractFooter[] =
     "H.264 with start codes after its parameter sets. The lengths of H.264 units in\n"
     "the file are taken to be four bytes wide; packets for which that is untrue are\n"
     "refused.\n"
+    "A stream that ends more than half a second before its item is named at the end.\n"
     "ADTS can't carry object types other than main, LC, SSR and LTP, channel layouts\n"
     "given by a program config element, and packets of 960 frames or of more than\n"
     "8184 bytes; such audio is refused. High-efficiency AAC is written as its core.";
@@ -188,7 +190,7 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
         incomplete = info(session, infoOptions, out);
       } else if (packetsCommand->parsed()) {
         file = packetsOptions.file;
-        packets(session, packetsOptions, out);
+        packets(session, packetsOptions, out, err);
       } else if (extractCommand->parsed()) {
         file = extractOptions.file;
         extract(session, extractOptions, out, err, errTerminal);
@@ -201,7 +203,8 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
     }
     out.flush();
     if (!out) throw Failure(ExitStatus::outputFailed, "The output can't be written.");
-    return incomplete ? complain(*incomplete, file, err) : static_cast<int>(ExitStatus::success);
+    if (incomplete) return complain(session.context.explained(*incomplete), file, err);
+    return static_cast<int>(ExitStatus::success);
   } catch (const Failure& failure) {
     if (json) out << errorText(failure, file) << '\n';
     out.flush();

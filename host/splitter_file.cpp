@@ -46,4 +46,11 @@ MediaInfoRecord describe(vela::IMediaSplitter& splitter, uint32_t itemId, Token&
   return record;
 }
 
+uint64_t durationOf(vela::IMediaSplitter& splitter, uint32_t itemId, Token& token) {
+  // An item can be played though its tags can't be told, so the result doesn't matter here.
+  MediaInfoRecord record;
+  splitter.describeItem(itemId, &record, &token);
+  return record.duration;
+}
+
 }  // namespace velahost

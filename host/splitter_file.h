@@ -38,6 +38,9 @@ void requireItem(vela::IMediaSplitter& splitter, uint32_t itemId);
 /// Describes an item. @throws Failure with the result of describeItem()
 MediaInfoRecord describe(vela::IMediaSplitter& splitter, uint32_t itemId, Token& token);
 
+/// How long an item lasts, in host units; vela::kUnknown64 when that can't be told.
+uint64_t durationOf(vela::IMediaSplitter& splitter, uint32_t itemId, Token& token);
+
 /// A file's name as a source name. @throws Failure when it can't be converted to UTF-16
 std::u16string sourceName(const std::filesystem::path& file);
 

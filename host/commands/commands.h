@@ -32,7 +32,8 @@ struct PacketsOptions {
   bool summary = false;  ///< totals only
 };
 /// Lists the packets in the order in which the plug-in proposes them.
-void packets(Session& session, const PacketsOptions& options, std::ostream& out);
+/// A stream that ends well before its item is named on `err`, or in the summary of JSON.
+void packets(Session& session, const PacketsOptions& options, std::ostream& out, std::ostream& err);
 
 struct ExtractOptions {
   std::filesystem::path file;

@@ -8,6 +8,7 @@
 #include "host/elementary_writer.h"
 #include "host/failure.h"
 #include "host/output_file.h"
+#include "host/stream_ends.h"
 #include "host/text.h"
 
 namespace velahost {
@@ -85,13 +86,14 @@ class Extraction {
 };
 
 void copyPackets(Playback& playback, std::optional<Extraction>& audio,
-                 std::optional<Extraction>& video, Progress& progress) {
+                 std::optional<Extraction>& video, Progress& progress, StreamEnds& ends) {
   uint64_t furthest = 0;
   for (StreamKind kind = playback.next(); kind != StreamKind::none; kind = playback.next()) {
     const bool isAudio = kind == StreamKind::audio;
     Payload& payload = isAudio ? playback.audio.payload : playback.video.payload;
     furthest = std::max(furthest, payload.fileOffset);
     progress.reach(furthest);
+    ends.count(playback, kind);
     (isAudio ? audio : video)->write(payload.bytes);
   }
   for (const auto* stream : {&audio, &video}) {
@@ -112,6 +114,7 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
 
   const Reference<vela::IMediaSplitterEx> splitter = session.openForPlaying(options.file);
   Playback playback(*splitter.get(), &session.token);
+  StreamEnds ends(durationOf(*splitter.get(), 0, session.token), 0);
   playback.start(0, wanted);
   if (audio) audio->start(playback.audioFormat);
   if (video) video->start(playback.videoFormat);
@@ -121,7 +124,7 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
       std::error_code unknown;
       const auto length = std::filesystem::file_size(options.file, unknown);
       Progress progress(err, errTerminal, unknown ? 0 : length);
-      copyPackets(playback, audio, video, progress);
+      copyPackets(playback, audio, video, progress, ends);
     }
     if (audio) audio->finish();
     refuseSharedFiles(options);  // names that differ in case may be one file, now that it exists
@@ -135,6 +138,8 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
   }
   if (audio) audio->report(out);
   if (video) video->report(out);
+  out.flush();
+  ends.write(err, options.file, playback);
 }
 
 }  // namespace velahost

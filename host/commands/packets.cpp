@@ -6,6 +6,7 @@
 #include "host/checksum.h"
 #include "host/commands/commands.h"
 #include "host/json_output.h"
+#include "host/stream_ends.h"
 #include "host/text.h"
 
 namespace velahost {
@@ -66,37 +67,52 @@ Json headingJson(const PacketsOptions& options, const Playback& playback) {
   return json;
 }
 
+void addEnd(Json& json, StreamKind kind, const StreamEnds& ends) {
+  addTime(json, "ended_at", ends.endedAt(kind));
+  json["ended_early"] = ends.isEarly(kind);
+}
+
 /// The last line, and all there is of a summary.
-Json summaryJson(const PacketsOptions& options, const Totals& audio, const Totals& video) {
+Json summaryJson(const PacketsOptions& options, uint64_t duration, const Totals& audio,
+                 const Totals& video, const StreamEnds& ends) {
   Json json = documentJson("summary", options.file.string());
   json["item"] = options.item;
   json["time_base"] = kJsonTimeBase;
+  addDuration(json, "duration", duration);
   json["audio"] = nullptr;
   json["video"] = nullptr;
   if (audio.present) {
     json["audio"] = {{"packets", audio.packets}, {"bytes", audio.bytes}, {"frames", audio.frames}};
+    addEnd(json["audio"], StreamKind::audio, ends);
   }
-  if (video.present) json["video"] = {{"packets", video.packets}, {"bytes", video.bytes}};
+  if (video.present) {
+    json["video"] = {{"packets", video.packets}, {"bytes", video.bytes}};
+    addEnd(json["video"], StreamKind::video, ends);
+  }
   return json;
 }
 
 }  // namespace
 
-void packets(Session& session, const PacketsOptions& options, std::ostream& out) {
+void packets(Session& session, const PacketsOptions& options, std::ostream& out,
+             std::ostream& err) {
   const Reference<vela::IMediaSplitterEx> splitter = session.openForPlaying(options.file);
   Playback playback(*splitter.get(), &session.token);
   requireItem(*splitter.get(), options.item);
+  const uint64_t duration = durationOf(*splitter.get(), options.item, session.token);
   playback.start(options.item, options.stream);
   if (options.from != 0) playback.seek(options.from);
 
   const bool json = options.output == Output::json;
   if (json && !options.summary) out << compact(headingJson(options, playback)) << '\n';
   if (!json && !options.summary) writeHeading(out);
+  StreamEnds ends(duration, options.from);
   Totals audio;
   Totals video;
   audio.present = playback.audioFormat.present;
   video.present = playback.videoFormat.present;
   for (StreamKind kind = playback.next(); kind != StreamKind::none; kind = playback.next()) {
+    ends.count(playback, kind);
     if (kind == StreamKind::audio) {
       audio.count(playback.audio.payload);
       audio.frames += playback.audio.frames;
@@ -111,10 +127,12 @@ void packets(Session& session, const PacketsOptions& options, std::ostream& out)
     }
   }
   if (json) {
-    out << compact(summaryJson(options, audio, video)) << '\n';
-  } else if (options.summary) {
-    writeTotals(out, audio, video);
+    out << compact(summaryJson(options, duration, audio, video, ends)) << '\n';
+    return;
   }
+  if (options.summary) writeTotals(out, audio, video);
+  out.flush();
+  ends.write(err, options.file, playback);
 }
 
 }  // namespace velahost

@@ -193,6 +193,25 @@ TEST_F(ExtractFiles, KeepsNoPartWithoutForceInPlaceOfAFile) {
   expectRefused({"film.mp4", "--audio", "out", "--keep-partial"}, 74, "exists; --force");
 }
 
+TEST_F(ExtractFiles, SaysInTheEndThatAStreamEndedEarly) {
+  fs::copy_file(media::dataFolder() / "negative-offsets.mp4", at("early.mp4"));
+  const std::string words = "velahost: early.mp4: video ended at 0.240 s of 1.023 s\n";
+  const media::ProgramResult extracted =
+      extract({"early.mp4", "--audio", "a.aac", "--video", "v.h264"});
+  EXPECT_EQ(extracted.status, 0);
+  EXPECT_THAT(extracted.output, testing::EndsWith(words));
+  EXPECT_THAT(extracted.output, testing::Not(HasSubstr("audio ended")));
+  const media::ProgramResult listed = runHost({"packets", "early.mp4"}, {.folder = at("")});
+  EXPECT_EQ(listed.status, 0);
+  EXPECT_THAT(listed.output, testing::EndsWith(words));
+  const media::ProgramResult json =
+      runHost({"packets", "early.mp4", "--summary", "--json"}, {.folder = at("")});
+  EXPECT_THAT(json.output, HasSubstr(R"("duration":1.02322,"duration_ts":"17166782")"));
+  EXPECT_THAT(json.output,
+              HasSubstr(R"("ended_at":0.24,"ended_at_ts":"4026532","ended_early":true)"));
+  EXPECT_THAT(json.output, testing::Not(HasSubstr("velahost: "))) << "the object says it";
+}
+
 /// The film through a pipe with a name, so that a test can hold extract in the middle of its work.
 class ExtractFromAPipe : public ExtractFiles {
  protected:

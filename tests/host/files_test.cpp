@@ -41,6 +41,13 @@ size_t linesStarting(const std::string& text, const std::string& word) {
   return count;
 }
 
+/// Whether pictures are missing for more than half a second: two films with negative composition
+/// offsets, and one with a single picture.
+bool endsEarly(const std::string& name) {
+  return name == "gen-h264-aac-negative-cts-offsets.mp4" ||
+         name == "h264-x264cli-negative-ctts.mp4" || name == "h264-camera-core-media.mp4";
+}
+
 class CorpusFile : public testing::TestWithParam<Outcome> {};
 
 TEST_P(CorpusFile, EndsInItsResultInTime) {
@@ -53,7 +60,13 @@ TEST_P(CorpusFile, EndsInItsResultInTime) {
   EXPECT_EQ(linesStarting(play.out, "audio"), GetParam().audioPackets);
   EXPECT_EQ(linesStarting(play.out, "video"), GetParam().videoPackets);
   EXPECT_EQ(info.status == 0, info.err.empty()) << "a failure, and only that, has a sentence";
-  EXPECT_EQ(play.status == 0, play.err.empty());
+  if (play.status != 0) {
+    EXPECT_NE(play.err, "");
+  } else {
+    EXPECT_EQ(play.err.find(": video ended at ") != std::string::npos, endsEarly(GetParam().name))
+        << play.err;
+    EXPECT_EQ(linesStarting(play.err, ""), endsEarly(GetParam().name) ? 1u : 0u) << play.err;
+  }
   if (!GetParam().clean) {
     EXPECT_LT(info.seconds, 1.0);
     EXPECT_LT(play.seconds, 1.0);
