@@ -159,6 +159,7 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
       "Replace output files that exist");
   extractCommand->add_flag("--keep-partial", extractOptions.keepPartial,
                            "After a failure, keep what was written before it");
+  addJson(extractCommand, extractOptions.output);
 
   SeekOptions seekOptions;
   CLI::App* const seekCommand = addCommand("seek", kSeekHelp, "", seekOptions.file);

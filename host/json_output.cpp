@@ -106,6 +106,11 @@ void addDuration(Json& json, const std::string& name, uint64_t hostUnits) {
   json[name + "_ts"] = unknown ? Json(nullptr) : Json(std::to_string(hostUnits));
 }
 
+void addEnd(Json& json, StreamKind kind, const StreamEnds& ends) {
+  addTime(json, "ended_at", ends.endedAt(kind));
+  json["ended_early"] = ends.isEarly(kind);
+}
+
 Json toJson(const FileReport& report) {
   Json json = documentJson("info", report.file);
   json["plugin"] = {{"module_version", report.pluginVersion},

@@ -8,6 +8,7 @@
 #include "host/failure.h"
 #include "host/item_report.h"
 #include "host/playback.h"
+#include "host/stream_ends.h"
 
 namespace velahost {
 
@@ -26,6 +27,9 @@ static_assert(vela::kHostUnitsPerSecond == 16777216);
 /// A time as two members: `name` in seconds and `name_ts` in host units, both null when unknown.
 void addTime(Json& json, const std::string& name, int64_t hostUnits);
 void addDuration(Json& json, const std::string& name, uint64_t hostUnits);
+
+/// Where a stream ended and whether that is early.
+void addEnd(Json& json, StreamKind kind, const StreamEnds& ends);
 
 Json toJson(const FileReport& report);
 Json toJson(const Failure& failure);

@@ -42,6 +42,7 @@ struct ExtractOptions {
   Existing existing = Existing::keep;
   /// Whether what was written before a failure keeps the name asked for.
   bool keepPartial = false;
+  Output output = Output::text;
 };
 /// Writes elementary streams. Nothing is created before the first packet can be written, and no
 /// output has its name before all of it is written.

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -7,6 +8,7 @@
 #include "host/commands/commands.h"
 #include "host/elementary_writer.h"
 #include "host/failure.h"
+#include "host/json_output.h"
 #include "host/output_file.h"
 #include "host/stream_ends.h"
 #include "host/text.h"
@@ -73,6 +75,15 @@ class Extraction {
            std::to_string(writer_->packets()) + " packets before that.";
   }
 
+  Json json(StreamKind kind, const StreamEnds& ends) const {
+    Json json = {{"output", file_.target().string()},
+                 {"codec_name", mediaName_},
+                 {"packets", writer_->packets()},
+                 {"bytes", writer_->bytes()}};
+    addEnd(json, kind, ends);
+    return json;
+  }
+
   void report(std::ostream& out) const {
     out << kind_ << "   " << mediaName_ << ", " << writer_->packets() << " packets, "
         << writer_->bytes() << " bytes\n";
@@ -114,7 +125,8 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
 
   const Reference<vela::IMediaSplitterEx> splitter = session.openForPlaying(options.file);
   Playback playback(*splitter.get(), &session.token);
-  StreamEnds ends(durationOf(*splitter.get(), 0, session.token), 0);
+  const uint64_t duration = durationOf(*splitter.get(), 0, session.token);
+  StreamEnds ends(duration, 0);
   playback.start(0, wanted);
   if (audio) audio->start(playback.audioFormat);
   if (video) video->start(playback.videoFormat);
@@ -135,6 +147,15 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
     if (audio) sentence += audio->keepPartial();
     if (video) sentence += video->keepPartial();
     throw failure.withSentence(sentence);
+  }
+  if (options.output == Output::json) {
+    Json json = documentJson("extract", options.file.string());
+    json["time_base"] = kJsonTimeBase;
+    addDuration(json, "duration", duration);
+    json["audio"] = audio ? audio->json(StreamKind::audio, ends) : Json(nullptr);
+    json["video"] = video ? video->json(StreamKind::video, ends) : Json(nullptr);
+    out << indented(json) << '\n';
+    return;
   }
   if (audio) audio->report(out);
   if (video) video->report(out);

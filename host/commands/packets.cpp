@@ -67,11 +67,6 @@ Json headingJson(const PacketsOptions& options, const Playback& playback) {
   return json;
 }
 
-void addEnd(Json& json, StreamKind kind, const StreamEnds& ends) {
-  addTime(json, "ended_at", ends.endedAt(kind));
-  json["ended_early"] = ends.isEarly(kind);
-}
-
 /// The last line, and all there is of a summary.
 Json summaryJson(const PacketsOptions& options, uint64_t duration, const Totals& audio,
                  const Totals& video, const StreamEnds& ends) {

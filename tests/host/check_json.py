@@ -11,8 +11,10 @@ import json
 import os
 import pathlib
 import shlex
+import shutil
 import subprocess
 import sys
+import tempfile
 
 import jsonschema
 
@@ -118,6 +120,13 @@ def check(*arguments):
         complain(arguments, jsonschema.exceptions.best_match([problem]).message)
 
 
+def check_extract(path):
+    with tempfile.TemporaryDirectory() as folder:
+        outputs = {"audio": f"{folder}/audio", "video": f"{folder}/video"}
+        for streams in (["audio"], ["video"], ["audio", "video"]):
+            check("extract", path, "--force", *(word for s in streams for word in (f"--{s}", outputs[s])))
+
+
 def check_media(folder):
     for path in sorted(folder.iterdir()):
         if not path.is_file() or path.suffix in {".txt", ".tsv", ".md", ".sh"}:
@@ -129,6 +138,7 @@ def check_media(folder):
         for to in ("0", "0:01.5", "1000:00:00"):
             check("seek", path, "--to", to)
         check("seek", path, "--item", "1", "--to", "0")
+        check_extract(path)
 
 
 def check_failures():
@@ -145,9 +155,11 @@ def check_failures():
     check("packets", "sample.mp4", "--stream", "subtitles")
     check("packets", "h264-only.mp4", "--stream", "audio")
     check("seek", "sample.mp4")
+    check("extract", "sample.mp4")
+    check("extract", "sample.mp4", "--audio", "no such folder/out")
 
 
-def check_examples():
+def check_examples(folder):
     """Every example of docs/json.md prints what it shows. A line of "…" stands for any lines."""
     text = (ROOT / "docs/json.md").read_text()
     blocks = [block.split("```")[0] for block in text.split("```console\n")[1:]]
@@ -159,7 +171,7 @@ def check_examples():
         if words[:2] != ["$", "velahost"]:
             wrong.append(f"docs/json.md: {command}: not a command line of velahost")
             continue
-        rest = run(words[2:])[1].splitlines()
+        rest = run(words[2:], folder)[1].splitlines()
         parts = (shown.strip("\n") + "\n").split("…\n")
         for number, part in enumerate(parts):
             lines = part.splitlines()
@@ -174,7 +186,10 @@ def check_examples():
 
 
 check_failures()
-check_examples()
+with tempfile.TemporaryDirectory() as scratch:  # examples may write files
+    for media in DATA.glob("*.m[p4][4a]"):
+        shutil.copy(media, scratch)
+    check_examples(scratch)
 check_media(DATA)
 if os.environ.get("VELA_CORPUS"):
     check_media(ROOT / os.environ["VELA_CORPUS"])
