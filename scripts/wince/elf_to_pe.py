@@ -139,10 +139,10 @@ class DllBuilder:
         self.directories[IMPORT] = (start, 2 * 20)
         self.directories[IMPORT_ADDRESSES] = (first - self.base, len(thunks))
 
-    def add_version(self):
+    def add_version(self, description):
         text = ".".join(map(str, self.version))
         info = version_info(self.version, {
-            "FileDescription": "MP4 and M4A splitter",
+            "FileDescription": description,
             "FileVersion": text,
             "InternalName": self.dll_name.rsplit(".", 1)[0],
             "OriginalFilename": self.dll_name,
@@ -169,7 +169,7 @@ class DllBuilder:
         self._append(".reloc", blocks, READ | INITIALISED | DISCARDABLE)
         self.directories[RELOCATION] = (start, len(blocks))
 
-    def file(self, characteristics=CHARACTERISTICS | CHARACTERISTIC_DLL):
+    def file(self, characteristics):
         """The bytes of the DLL."""
         headers_end = 0x40 + 4 + 20 + 224 + 40 * len(self.sections)
         headers_size = aligned(headers_end, FILE_ALIGNMENT)
@@ -253,14 +253,14 @@ def check_second_base(image, base, other, other_base):
                          f"the first one at 0x{wrong[0]:08x}")
 
 
-def convert(image, base, dll_name, version, exports):
+def convert(image, base, dll_name, version, exports, description, is_program=False):
     builder = DllBuilder(image, base, dll_name, version)
     if exports:
         builder.add_exports(exports)
     builder.add_imports()
-    builder.add_version()
+    builder.add_version(description)
     builder.add_relocations(image.address_words())
-    return builder.file()
+    return builder.file(CHARACTERISTICS | (0 if is_program else CHARACTERISTIC_DLL))
 
 
 def main():
@@ -271,6 +271,9 @@ def main():
     parser.add_argument("--name", required=True, help="file name of the DLL")
     parser.add_argument("--version", required=True, help="major.minor.patch")
     parser.add_argument("--export", action="append", default=[], help="exported function")
+    parser.add_argument("--description", default="MP4 and M4A splitter",
+                        help="what the version resource says that the file is")
+    parser.add_argument("--program", action="store_true", help="a program, not a DLL")
     parser.add_argument("--second-base", metavar="IMAGE", help="the same objects at another base")
     options = parser.parse_args()
     try:
@@ -282,7 +285,8 @@ def main():
                 other = ElfImage(file.read())
             check_second_base(image, base, other, other.symbols["image_base"].value)
         version = tuple(int(part) for part in options.version.split("."))
-        dll = convert(image, base, options.name, version, options.export)
+        dll = convert(image, base, options.name, version, options.export, options.description,
+                      options.program)
     except ImageError as error:
         sys.exit(f"{options.image}: {error}")
     with open(options.dll, "wb") as file:

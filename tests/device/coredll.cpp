@@ -40,8 +40,8 @@ uint32_t Coredll::resolve(const std::string& library, const std::string& name) c
 
 uint32_t Coredll::slotsTaken() const { return static_cast<uint32_t>(std::popcount(slots_)); }
 
-void Coredll::add(const std::string& name, CallHandler handler) {
-  functions_[name] = machine_->addTrap(name, TrapKind::system, std::move(handler));
+void Coredll::offer(const std::string& name, TrapKind kind, CallHandler handler) {
+  functions_[name] = machine_->addTrap(name, kind, std::move(handler));
 }
 
 void Coredll::addMemoryFunctions() {

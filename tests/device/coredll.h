@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "tests/device/machine.h"
 
@@ -17,6 +18,9 @@ class Coredll {
   /// Address of an imported function; ends the process for one that is not offered.
   uint32_t resolve(const std::string& library, const std::string& name) const;
 
+  /// Offers one more function.
+  void offer(const std::string& name, TrapKind kind, CallHandler handler);
+
   uint64_t allocations() const { return allocations_; }
   /// Slots of thread-local storage that are taken.
   uint32_t slotsTaken() const;
@@ -25,7 +29,9 @@ class Coredll {
   void addMemoryFunctions();
   void addTextFunctions();
   void addThreadFunctions();
-  void add(const std::string& name, CallHandler handler);
+  void add(const std::string& name, CallHandler handler) {
+    offer(name, TrapKind::system, std::move(handler));
+  }
   bool allocationFails() { return allocations_++ == failingAllocation_; }
 
   Machine* machine_;

@@ -12,13 +12,16 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zipfile
 
 import pefile
 
 BUILD, SOURCE, VERSION = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), sys.argv[3]
 DLL = BUILD / "frontend/vela_splitter_mp4.dll"
 PROBE = BUILD / "examples/velaprobe/velaprobe.exe"
-IMAGE = next(BUILD.glob("frontend/vela_splitter_mp4_at_0x10000000.elf"))
+IMAGE = BUILD / "frontend/vela_splitter_mp4_at_0x10000000.elf"
+PROBE_IMAGE = BUILD / "examples/velaprobe/velaprobe_at_0x00010000.elf"
+PACKAGE = BUILD / "device.zip"
 
 # Not on an ARMv4: interworking, count leading zeros, double words, preload, 16-bit immediates.
 FORBIDDEN = {"bx", "blx", "clz", "ldrd", "strd", "pld", "movw", "movt"}
@@ -29,9 +32,9 @@ CONDITIONS = ("eq", "ne", "cs", "cc", "mi", "pl", "vs", "vc", "hi", "ls", "ge", 
 REGISTER_HELPERS = re.compile(r"^(gnu_Unwind_|__gnu_Unwind_)(Save|Restore)_(VFP|WMMX\w)")
 
 
-def instructions():
+def instructions(image=IMAGE):
     """(function, mnemonic) of every instruction in .text; words between them are left out."""
-    listing = subprocess.run(["arm-none-eabi-objdump", "-d", "-j", ".text", IMAGE], check=True,
+    listing = subprocess.run(["arm-none-eabi-objdump", "-d", "-j", ".text", image], check=True,
                              capture_output=True, text=True).stdout
     function = ""
     for line in listing.splitlines():
@@ -104,11 +107,32 @@ class PeFile(unittest.TestCase):
         self.assertEqual(texts[b"OriginalFilename"], b"vela_splitter_mp4.dll")
 
 
+class Probe(unittest.TestCase):
+    def test_is_a_program_that_nothing_warns_about(self):
+        pe = pefile.PE(str(PROBE))
+        self.assertEqual(pe.get_warnings(), [])
+        self.assertTrue(pe.verify_checksum())
+        self.assertFalse(pe.is_dll())
+        self.assertEqual(pe.OPTIONAL_HEADER.Subsystem, 9)
+        self.assertFalse(hasattr(pe, "DIRECTORY_ENTRY_EXPORT"))
+        self.assertEqual([entry.dll for entry in pe.DIRECTORY_ENTRY_IMPORT], [b"coredll.dll"])
+
+
+class Package(unittest.TestCase):
+    def test_holds_dll_probe_licence_and_page(self):
+        with zipfile.ZipFile(PACKAGE) as package:
+            self.assertEqual(set(package.namelist()), {"LICENSE.txt", "README.txt", "velaprobe.exe",
+                                                       "vela_splitter_mp4.dll"})
+            self.assertEqual(package.read("vela_splitter_mp4.dll"), DLL.read_bytes())
+            self.assertEqual(package.read("velaprobe.exe"), PROBE.read_bytes())
+
+
 class Code(unittest.TestCase):
     def test_holds_no_instruction_that_the_device_lacks(self):
-        found = collections.Counter((f, m) for f, m in instructions()
-                                    if m in FORBIDDEN or without_condition(m) in FORBIDDEN)
-        self.assertEqual(found, {})
+        for image in IMAGE, PROBE_IMAGE:
+            found = collections.Counter((f, m) for f, m in instructions(image)
+                                        if m in FORBIDDEN or without_condition(m) in FORBIDDEN)
+            self.assertEqual(found, {})
 
     def test_has_coprocessor_instructions_in_the_unwinders_helpers_alone(self):
         elsewhere = collections.Counter(

@@ -223,13 +223,14 @@ uint64_t Machine::call(uint32_t function, std::initializer_list<uint32_t> argume
 
   run(turn, function);
 
-  for (size_t i = 0; i < kKept.size(); ++i) {
+  const bool returned = !std::exchange(threadEnded_, false);
+  for (size_t i = 0; returned && i < kKept.size(); ++i) {
     if (reg(kKept[i]) != kept[i]) {
       violation("the function at " + describe(function) + " does not keep register r" +
                 std::to_string(4 + i));
     }
   }
-  if (reg(UC_ARM_REG_SP) != stack) {
+  if (returned && reg(UC_ARM_REG_SP) != stack) {
     violation("the function at " + describe(function) + " does not keep the stack pointer");
   }
   const uint64_t result = uint64_t{reg(UC_ARM_REG_R1)} << 32 | reg(UC_ARM_REG_R0);
@@ -249,6 +250,7 @@ void Machine::run(std::unique_lock<std::mutex>& turn, uint32_t address) {
       continue;
     }
     answer(turn, trapped_);
+    if (threadEnded_) return;
     address = reg(UC_ARM_REG_PC);
   }
 }
@@ -295,6 +297,10 @@ void Machine::answer(std::unique_lock<std::mutex>& turn, uint32_t address) {
   registers[12] = poison_ += 0x01010101;
   registers[14] = poison_ += 0x01010101;
   registers[15] = back;
+  if (frame.endsThread) {
+    threadEnded_ = true;
+    registers[15] = kReturn;
+  }
   restoreRegisters(registers);
 }
 

@@ -35,6 +35,7 @@ class CallFrame {
   uint32_t word(uint32_t index) const;
   uint64_t words(uint32_t index) const { return uint64_t{word(index + 1)} << 32 | word(index); }
   uint64_t result = 0;
+  bool endsThread = false;  ///< the call does not return: the thread ends with `result`
 
  private:
   Machine* machine_;
@@ -157,6 +158,7 @@ class Machine {
   std::unique_ptr<GuestHeap> arguments_;
   std::vector<Trap> traps_;
   std::map<std::string, uint64_t> trapCounts_;
+  bool threadEnded_ = false;
   uint32_t trapped_ = 0;  // address of the trap that stopped the emulator; 0 for none
   uint32_t poison_ = 0x5EED0001;
   uint64_t instructions_ = 0;

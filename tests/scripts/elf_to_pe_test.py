@@ -79,7 +79,8 @@ def small_image(base=BASE, drop=(), extra=(), text=None):
 
 
 def converted(data=None, exports=("VelaEntry",)):
-    return elf_to_pe.convert(ElfImage(data or small_image()), BASE, "some.dll", (1, 2, 3), exports)
+    return elf_to_pe.convert(ElfImage(data or small_image()), BASE, "some.dll", (1, 2, 3), exports,
+                             "A test")
 
 
 class Dll:
@@ -255,7 +256,7 @@ class BadInput(unittest.TestCase):
     def test_a_section_in_the_page_of_the_headers_is_refused(self):
         data = elf([(".text", BASE, EXEC, words(0))], [], [], BASE)
         with self.assertRaisesRegex(ImageError, "the page of the headers"):
-            elf_to_pe.convert(ElfImage(data), BASE, "some.dll", (0, 0, 0), ())
+            elf_to_pe.convert(ElfImage(data), BASE, "some.dll", (0, 0, 0), (), "A test")
 
 
 if __name__ == "__main__":
