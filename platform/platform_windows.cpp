@@ -11,7 +11,6 @@ static_assert(sizeof(LONG) == sizeof(int32_t));
 
 const wchar_t* wide(const char16_t* text) { return reinterpret_cast<const wchar_t*>(text); }
 
-// Not volatile: the device's older headers declare the interlocked calls with a plain pointer.
 LONG* interlocked(int32_t* value) { return reinterpret_cast<LONG*>(value); }
 
 // CharLowerW and CharUpperW take a single unit in place of the text's address, and answer likewise.
@@ -25,10 +24,8 @@ char16_t mapUnit(LPWSTR(WINAPI* map)(LPWSTR), char16_t unit) {
 void writeDebugChannel(const char16_t* text) noexcept { ::OutputDebugStringW(wide(text)); }
 
 void debugBreak() noexcept {
-#ifndef _WIN32_WCE
-  // The desktop ends a program that breaks without a debugger; the device's system goes on.
+  // The system ends a program that breaks without a debugger.
   if (!::IsDebuggerPresent()) return;
-#endif
   ::DebugBreak();
 }
 
