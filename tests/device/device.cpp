@@ -61,7 +61,7 @@ Device::~Device() {
   if (system_.slotsTaken() != 0) violation("a slot of thread-local storage is left after detach");
 }
 
-uint64_t Device::call(const std::string& function, std::initializer_list<uint32_t> arguments) {
+uint64_t Device::call(const std::string& function, const Words& arguments) {
   const auto found = image_.exports.find(function);
   if (found == image_.exports.end()) violation("the library does not export " + function);
   return machine_.call(found->second, arguments);
@@ -75,10 +75,8 @@ vela::ISplitterModule* Device::newModule() {
 void Device::writeReport() const {
   if (options_.report.empty()) return;
   nlohmann::json report = {
-      {"instructions", machine_.instructions()},
-      {"stack_bytes", machine_.mostStackBytes()},
-      {"heap_peak_bytes", const_cast<Machine&>(machine_).heap().peakBytes()},
-      {"allocations", system_.allocations()},
+      {"instructions", machine_.instructions()},        {"stack_bytes", machine_.mostStackBytes()},
+      {"heap_peak_bytes", machine_.heap().peakBytes()}, {"allocations", system_.allocations()},
       {"breakpoints", machine_.breakpoints()},
   };
   for (const auto& [name, count] : objects_.operations()) {
@@ -86,7 +84,7 @@ void Device::writeReport() const {
                                   {"instructions", count.instructions},
                                   {"most_instructions", count.mostInstructions}};
   }
-  for (const auto& [name, count] : const_cast<Machine&>(machine_).trapCounts()) {
+  for (const auto& [name, count] : machine_.trapCounts()) {
     report["calls"][name] = count;
   }
   std::ofstream(options_.report) << report.dump(2) << '\n';

@@ -30,7 +30,7 @@ class Device {
   ~Device();
 
   /// Calls another function that the image exports.
-  uint64_t call(const std::string& function, std::initializer_list<uint32_t> arguments);
+  uint64_t call(const std::string& function, const Words& arguments);
   /// What the exported entry returns, as a native object; null when there is no memory.
   vela::ISplitterModule* newModule();
   Machine& machine() { return machine_; }

@@ -171,30 +171,13 @@ Machine::Thread& Machine::thread() {
 
 std::map<uint32_t, uint32_t>& Machine::threadStorage() { return thread().storage; }
 
-uint64_t Machine::callSlot(uint32_t object, uint32_t slot,
-                           std::initializer_list<uint32_t> arguments) {
-  const uint32_t table = readWord(object);
-  const uint32_t function = readWord(table + 4 * slot);
-  std::vector<uint32_t> all = {object};
-  all.insert(all.end(), arguments);
-  switch (all.size()) {
-    case 1:
-      return call(function, {all[0]});
-    case 2:
-      return call(function, {all[0], all[1]});
-    case 3:
-      return call(function, {all[0], all[1], all[2]});
-    case 4:
-      return call(function, {all[0], all[1], all[2], all[3]});
-    case 5:
-      return call(function, {all[0], all[1], all[2], all[3], all[4]});
-    case 6:
-      return call(function, {all[0], all[1], all[2], all[3], all[4], all[5]});
-  }
-  violation("an operation with more arguments than any has");
+uint64_t Machine::callSlot(uint32_t object, uint32_t slot, const Words& arguments) {
+  Words all = {object};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  return call(readWord(readWord(object) + 4 * slot), all);
 }
 
-uint64_t Machine::call(uint32_t function, std::initializer_list<uint32_t> arguments) {
+uint64_t Machine::call(uint32_t function, const Words& arguments) {
   std::unique_lock<std::mutex> turn(turn_);
   Thread& own = thread();
   const Registers before = saveRegisters();

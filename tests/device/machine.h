@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,6 +24,9 @@ inline constexpr int kViolationStatus = 97;
 [[noreturn]] void violation(const std::string& what);
 
 class Machine;
+
+/// Arguments of a call into the device code, a word each.
+using Words = std::vector<uint32_t>;
 
 /// The arguments of a call that the device code makes, and the place for its result.
 class CallFrame {
@@ -81,6 +83,7 @@ class Machine {
 
   /// The heap that malloc() serves.
   GuestHeap& heap() { return *heap_; }
+  const GuestHeap& heap() const { return *heap_; }
   /// Blocks for arguments and for the tables of the host's objects.
   GuestHeap& arguments() { return *arguments_; }
 
@@ -92,9 +95,9 @@ class Machine {
   /// Runs device code until it returns. May be used by several threads and from inside a host trap;
   /// device code runs on one thread at a time, and threads take turns at the host's traps.
   /// @return r0 and r1
-  uint64_t call(uint32_t function, std::initializer_list<uint32_t> arguments);
+  uint64_t call(uint32_t function, const Words& arguments);
   /// Calls operation `slot` of the table that `object` points to, with `object` first.
-  uint64_t callSlot(uint32_t object, uint32_t slot, std::initializer_list<uint32_t> arguments);
+  uint64_t callSlot(uint32_t object, uint32_t slot, const Words& arguments);
 
   /// Words that the calling thread has stored; see TlsSetValue().
   std::map<uint32_t, uint32_t>& threadStorage();
@@ -104,7 +107,8 @@ class Machine {
   uint64_t instructions() const { return instructions_; }
   uint32_t mostStackBytes() const { return mostStackBytes_; }
   uint64_t breakpoints() const { return breakpoints_; }
-  std::map<std::string, uint64_t>& trapCounts() { return trapCounts_; }
+  /// How often each function and operation was called from the device code, by its name.
+  const std::map<std::string, uint64_t>& trapCounts() const { return trapCounts_; }
   /// Ranges that a message names in place of a bare address.
   void nameRange(std::string name, uint32_t address, uint32_t size);
   std::string describe(uint32_t address) const;

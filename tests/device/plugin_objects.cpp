@@ -51,7 +51,7 @@ class Proxy : public Interface {
  protected:
   ~Proxy() = default;
 
-  uint64_t call(const char* name, uint32_t slot, std::initializer_list<uint32_t> arguments = {}) {
+  uint64_t call(const char* name, uint32_t slot, const Words& arguments = {}) {
     return plugin_->operation(name, object_, slot, arguments);
   }
   Machine& machine() { return plugin_->machine(); }
@@ -344,7 +344,7 @@ uint32_t PluginObjects::context(vela::HostContext* context) {
 }
 
 uint64_t PluginObjects::operation(const char* name, uint32_t object, uint32_t slot,
-                                  std::initializer_list<uint32_t> arguments) {
+                                  const Words& arguments) {
   const uint64_t before = machine_->instructions();
   const uint64_t answer = machine_->callSlot(object, slot, arguments);
   const uint64_t spent = machine_->instructions() - before;

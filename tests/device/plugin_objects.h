@@ -38,8 +38,7 @@ class PluginObjects {
   uint32_t context(vela::HostContext* context);
 
   /// Calls an operation and counts it under `name`.
-  uint64_t operation(const char* name, uint32_t object, uint32_t slot,
-                     std::initializer_list<uint32_t> arguments);
+  uint64_t operation(const char* name, uint32_t object, uint32_t slot, const Words& arguments);
   const std::map<std::string, OperationCount>& operations() const { return operations_; }
 
  private:
