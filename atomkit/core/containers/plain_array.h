@@ -9,7 +9,7 @@
 
 namespace atomkit {
 
-/// Owns its elements, which are not initialised. There is no spare room.
+/// Owns its elements, which are not initialised. A resize takes exactly the room that it needs.
 template <class T>
 class PlainArray {
   static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
@@ -35,6 +35,16 @@ class PlainArray {
     if (bytes <= SIZE_MAX) data_ = static_cast<T*>(allocate(static_cast<size_t>(bytes)));
     if (!data_) throw exception(kOutOfMemoryInArray);
     count_ = count;
+  }
+
+  /// Drops the elements from `count` on; does nothing when there are none. The block keeps its size
+  /// unless no element is left.
+  void truncate(uint32_t count) noexcept {
+    if (count >= count_) return;
+    count_ = count;
+    if (count > 0) return;
+    release(data_);
+    data_ = nullptr;
   }
 
   /// Replaces the contents with a block of allocate() that holds `count` elements.

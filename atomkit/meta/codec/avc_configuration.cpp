@@ -14,11 +14,20 @@ constexpr uint8_t kLengthSizeReserved = 0xfc;
 constexpr uint8_t kSequenceReserved = 0xe0;
 constexpr uint8_t kSequenceCount = 0x1f;
 
-// Parameter sets one after the other, each after its length. Their total is known only once the
-// last one was read, so the storage doubles instead of being copied for every set.
-// At most 31 + 255 sets of 65,537 bytes: 32-bit sizes don't wrap.
-class ParameterSets {
+// Writes parameter sets into a configuration one after the other, each after its length. Their
+// total is known only once the last one was read, so the array doubles instead of being copied for
+// every set; at the end, and after a failure, it is cut to what was written. At most 31 + 255 sets
+// of 65,537 bytes: 32-bit sizes don't wrap.
+class ParameterSetWriter {
  public:
+  /// @param target  emptied; borrowed until the writer is destroyed
+  explicit ParameterSetWriter(DecoderConfig& target) noexcept : target_(target) {
+    target_.truncate(0);
+  }
+  ParameterSetWriter(const ParameterSetWriter&) = delete;
+  ParameterSetWriter& operator=(const ParameterSetWriter&) = delete;
+  ~ParameterSetWriter() { target_.truncate(used_); }
+
   /// Reads a length and as many bytes from `reader`.
   void readOne(AtomReader& reader) {
     const uint16_t length = readU16(reader);
@@ -32,16 +41,6 @@ class ParameterSets {
     used_ += length;
   }
 
-  /// Puts the sets into `target`, in an array of exactly their size.
-  void moveTo(DecoderConfig& target) {
-    if (used_ == storage_.count()) {
-      target.swap(storage_);
-      return;
-    }
-    target.resize(used_);
-    std::memcpy(target.data(), storage_.data(), used_);
-  }
-
  private:
   static constexpr uint32_t kLengthBytes = 2;
 
@@ -49,16 +48,16 @@ class ParameterSets {
   // filled.
   uint8_t* reserve(uint32_t count) {
     const uint32_t needed = used_ + count;
-    if (needed > storage_.count()) {
+    if (needed > target_.count()) {
       ByteArray grown;
-      grown.resize(std::max(needed, 2 * storage_.count()));
-      if (used_ > 0) std::memcpy(grown.data(), storage_.data(), used_);
-      storage_.swap(grown);
+      grown.resize(std::max(needed, 2 * target_.count()));
+      if (used_ > 0) std::memcpy(grown.data(), target_.data(), used_);
+      target_.swap(grown);
     }
-    return storage_.data() + used_;
+    return target_.data() + used_;
   }
 
-  ByteArray storage_;
+  DecoderConfig& target_;
   uint32_t used_ = 0;
 };
 
@@ -84,16 +83,9 @@ void readAvcConfiguration(DecoderConfig& decoderConfig, AtomReader& reader) {
     throw exception("invalid avcC chunk (2)");
   }
 
-  decoderConfig.resize(0);
-  ParameterSets sets;
-  try {
-    for (uint32_t left = sequenceByte & kSequenceCount; left > 0; --left) sets.readOne(reader);
-    for (uint32_t left = readU8(reader); left > 0; --left) sets.readOne(reader);
-  } catch (...) {
-    sets.moveTo(decoderConfig);
-    throw;
-  }
-  sets.moveTo(decoderConfig);
+  ParameterSetWriter sets(decoderConfig);
+  for (uint32_t left = sequenceByte & kSequenceCount; left > 0; --left) sets.readOne(reader);
+  for (uint32_t left = readU8(reader); left > 0; --left) sets.readOne(reader);
 }
 
 }  // namespace atomkit

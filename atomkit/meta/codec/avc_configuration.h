@@ -9,7 +9,7 @@ namespace atomkit {
 /// bytes of every sequence parameter set, then of every picture parameter set, in file order.
 /// @throws exception "invalid avcC chunk (1)", "invalid avcC chunk (2)" when a reserved bit is 0;
 ///         the reader's "past end" message; "out of memory when resizing array". A failure inside
-///         the sets leaves what was appended before it, or nothing when memory is too short.
+///         the sets leaves what was appended before it.
 /// Cost: linear in the bytes of the sets.
 void readAvcConfiguration(DecoderConfig& decoderConfig, AtomReader& reader);
 

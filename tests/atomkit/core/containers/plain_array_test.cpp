@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "atomkit/core/containers/memory.h"
 #include "tests/support/counting_allocator.h"
 #include "tests/support/throws_message.h"
 
@@ -66,6 +67,39 @@ TEST(PlainArray, AccessAtTheCountThrows) {
   const ByteArray& constant = bytes;
   EXPECT_EQ(constant[1], 5);
   EXPECT_THROWS_MESSAGE(constant[2], "array access out of range");
+}
+
+TEST(PlainArray, TruncatingKeepsTheFirstElementsInTheirBlock) {
+  FailingAllocation memory;
+  ByteArray bytes;
+  bytes.truncate(0);
+  bytes.resize(3);
+  bytes[1] = 7;
+  bytes.truncate(3);
+  bytes.truncate(9);
+  EXPECT_EQ(bytes.count(), 3u);
+  bytes.truncate(2);
+  EXPECT_EQ(bytes[1], 7);
+  EXPECT_THROWS_MESSAGE(bytes[2], "array access out of range");
+  EXPECT_EQ(memory.allocations(), 1u);
+  bytes.truncate(0);
+  EXPECT_EQ(bytes.data(), nullptr);
+  EXPECT_EQ(memory.blocksHeld(), 0u);
+}
+
+TEST(PlainArray, AdoptingABlockFreesTheOldOneAndOwnsTheNewOne) {
+  FailingAllocation memory;
+  {
+    ByteArray bytes;
+    bytes.resize(4);
+    auto* const block = static_cast<uint8_t*>(allocate(2));
+    block[1] = 9;
+    bytes.adopt(block, 2);
+    EXPECT_EQ(memory.blocksHeld(), 1u);
+    ASSERT_EQ(bytes.count(), 2u);
+    EXPECT_EQ(bytes[1], 9);
+  }
+  EXPECT_EQ(memory.blocksHeld(), 0u);
 }
 
 TEST(PlainArray, SwapExchangesContents) {

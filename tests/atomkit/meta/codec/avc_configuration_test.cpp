@@ -5,6 +5,7 @@
 
 #include "tests/atomkit/box_reading.h"
 #include "tests/support/counting_allocator.h"
+#include "tests/support/failing_source.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/seeded_random.h"
 #include "tests/support/throws_message.h"
@@ -138,6 +139,31 @@ TEST(AvcConfiguration, SourceThatEndsInsideASetLeavesTheSetsBeforeIt) {
               [&](AtomReader& reader, uint64_t) { readAvcConfiguration(config, reader); }),
       "attempting to read past end of file");
   EXPECT_EQ(bytesOf(config), join(u16(1), u8(0x67), u16(300)));
+}
+
+TEST(AvcConfiguration, FailureOfTheSourceIsNeverReplacedByALackOfMemory) {
+  const Bytes file = avcC({.sps = {raw({1}), repeat(2, 300)}, .pps = {raw({3})}});
+  bool failedInTheSets = false;
+  for (uint64_t failAt = 0; failAt < 8; ++failAt) {
+    for (uint32_t operation = 0;; ++operation) {
+      FailingSource source(file, operation, Failure::forGood);
+      FailingAllocation memory(failAt);
+      bool thrown = false;
+      try {
+        ByteArray config;
+        readBox(source, source.size(),
+                [&](AtomReader& reader, uint64_t) { readAvcConfiguration(config, reader); });
+      } catch (const HostCode&) {
+        thrown = true;
+        failedInTheSets = failedInTheSets || memory.allocations() > 0;
+      } catch (const exception&) {
+      }
+      EXPECT_EQ(thrown, source.failed()) << "allocation " << failAt << " operation " << operation;
+      EXPECT_EQ(memory.blocksHeld(), 0u);
+      if (!source.failed()) break;
+    }
+  }
+  EXPECT_TRUE(failedInTheSets);
 }
 
 TEST(AvcConfiguration, ExtensionsOfTheHighProfilesAreIgnored) {
