@@ -16,10 +16,10 @@ using TaggedSegments = NodeList<uint32_t, TagStore>;
 using TaggedSegment = TaggedSegments::Node;
 
 struct TaggingBox {
-  bool seen = false;  ///< a 'tags' box has been read
-  TagStore fields;    ///< of the whole file
+  TagStore fields;  ///< of the whole file
   TaggedSegments segments;
-  ByteArray cover;  ///< the picture as stored; empty when there is none
+  bool seen = false;  ///< a 'tags' box has been read
+  ByteArray cover;    ///< the picture as stored; empty when there is none
 
   void clear() noexcept;
 };

@@ -377,6 +377,19 @@ TEST(Finish, ASecondTimeChangesNothing) {
   }
 }
 
+TEST(Finish, ASecondTimeTakesTheTagsOfTheFileAgainAndKeepsTheChapters) {
+  MovieModel model;
+  collect(moov({.udta = metaWith(ilstText("\xA9nam", "Song"))}), model);
+  finish(model);
+  ASSERT_EQ(describe(model.tags), "title=Song");
+  model.itemList.tags.clear();
+  model.header.duration = 1;
+  finish(model);
+  EXPECT_EQ(describe(model.tags), "");
+  EXPECT_EQ(describe(model.chapters[0].tags), "title=Song");
+  EXPECT_EQ(model.duration, 10 * kSecond);
+}
+
 TEST(Finish, ASegmentThatIsMergedIsUsedUp) {
   MovieModel model;
   collect(moov({.udta = join(ztTags(ztSegment(1, {{"a", {"x"}}}), ztSegment(1, {{"b", {"y"}}}),
@@ -391,11 +404,24 @@ TEST(Finish, ASegmentThatIsMergedIsUsedUp) {
 
 TEST(MovieModel, ItsFieldsStandInTheirOrder) {
   const MovieModel model;
-  const std::vector<const void*> fields = {
-      &model.options,          &model.moovSeen,   &model.moovOffset, &model.moovSize,
-      &model.lastTopLevelType, &model.scannedEnd, &model.header,     &model.tracks,
-      &model.chapters,         &model.tags,       &model.duration,   &model.itemList,
-      &model.chapterMarks,     &model.tagging};
+  const std::vector<const void*> fields = {&model.options,
+                                           &model.moovSeen,
+                                           &model.moovOffset,
+                                           &model.moovSize,
+                                           &model.lastTopLevelType,
+                                           &model.scannedEnd,
+                                           &model.header.timescale,
+                                           &model.header.duration,
+                                           &model.tracks,
+                                           &model.chapters,
+                                           &model.tags,
+                                           &model.duration,
+                                           &model.itemList.seen,
+                                           &model.itemList.tags,
+                                           &model.chapterMarks,
+                                           &model.tagging.fields,
+                                           &model.tagging.segments,
+                                           &model.tagging.seen};
   EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end(), std::less<>()));
 }
 
