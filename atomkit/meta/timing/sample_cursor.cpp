@@ -85,7 +85,6 @@ uint64_t reposition(const TrackRecord& record, SampleCursor& cursor, uint32_t sa
   placeInComposition(record.timing, cursor, sample);
   placeInTime(record.timing, cursor, sample);
   cursor.chunkMap = {};
-  cursor.chunk = {};
   cursor.chunk = record.samples.locateChunk(sample, cursor.chunkMap);
   cursor.offsetInChunk = record.samples.bytesBetween(cursor.chunk.firstSample, sample);
   return cursor.offsetInChunk;

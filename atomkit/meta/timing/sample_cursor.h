@@ -34,8 +34,8 @@ struct SampleInfo {
 /// @throws exception "frame out of range", "array access out of range"
 uint64_t reposition(const TrackRecord& record, SampleCursor& cursor, uint32_t sample);
 
-/// Moves the cursor to the next sample: at most one run on in each of the two timing tables,
-/// however many samples that run counts.
+/// Moves the cursor to the next sample. In each of the two timing tables it goes on by one run at
+/// most, even when the next run holds no sample.
 /// @return false, with nothing changed, when the cursor stands on the last sample
 /// @throws exception "frame out of range", "array access out of range"
 bool step(const TrackRecord& record, SampleCursor& cursor);

@@ -66,6 +66,17 @@ TEST(NodeList, ARemovedNodeIsClearedAndUsedAgain) {
   EXPECT_EQ(list.pooled(), 0u);
 }
 
+TEST(NodeList, ANodeOfThePoolIsTheLastOneWhenItIsUsedAgain) {
+  List list;
+  for (uint32_t key = 0; key < 3; ++key) list.append(key);
+  while (list.first()) list.remove(*list.first());
+  ASSERT_EQ(list.pooled(), 3u);
+  const auto& reused = list.append(7);
+  EXPECT_EQ(reused.previous, nullptr);
+  EXPECT_EQ(reused.next, nullptr);
+  EXPECT_EQ(list.first(), &reused);
+}
+
 TEST(NodeList, The33rdRemovedNodeIsFreed) {
   FailingAllocation memory;
   List list;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "atomkit/core/containers/memory.h"
 #include "tests/support/counting_allocator.h"
 #include "tests/support/throws_message.h"
 
@@ -41,6 +42,21 @@ TEST(OwnedString, AssigningItsOwnStorageChangesNothing) {
   text.assign(storage);
   EXPECT_EQ(text.text(), storage);
   EXPECT_EQ(memory.allocations(), 1u);
+}
+
+TEST(OwnedString, AdoptingABlockFreesTheOldOneAndOwnsTheNewOne) {
+  FailingAllocation memory;
+  {
+    OwnedString text;
+    text.assign("old");
+    auto* const block = static_cast<char*>(allocate(2));
+    block[0] = 'n';
+    block[1] = 0;
+    text.adopt(block);
+    EXPECT_EQ(text.text(), block);
+    EXPECT_EQ(memory.blocksHeld(), 1u);
+  }
+  EXPECT_EQ(memory.blocksHeld(), 0u);
 }
 
 TEST(OwnedString, AFailedAssignmentIsOutOfMemoryAndLeavesItEmpty) {

@@ -90,6 +90,18 @@ TEST(HostStreamAdapter, RequiredBytesAreComparedWithTheKnownLengthAndNothingIsRe
   EXPECT_THROWS_MESSAGE(stream.requireBytes(6), "attempting to read past end of file");
 }
 
+TEST(HostStreamAdapter, BytesThatWereReadAreNotThereAgain) {
+  MemorySource source(zeros(10));
+  HostStreamAdapter stream(source, 10);
+  uint8_t buffer[8];
+  EXPECT_EQ(stream.read(buffer, 3), 3u);
+  EXPECT_NO_THROW(stream.requireBytes(7));
+  EXPECT_THROWS_MESSAGE(stream.requireBytes(8), "attempting to read past end of file");
+  stream.readExact(buffer, 5);
+  EXPECT_NO_THROW(stream.requireBytes(2));
+  EXPECT_THROWS_MESSAGE(stream.requireBytes(3), "attempting to read past end of file");
+}
+
 TEST(HostStreamAdapter, ASourceOfUnknownLengthMayHoldAnyNumberOfBytes) {
   MemorySource source(zeros(1));
   HostStreamAdapter stream(source, kUnknownLength);

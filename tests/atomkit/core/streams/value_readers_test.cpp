@@ -135,6 +135,16 @@ TEST(ValueReaders, CountedBytesAreRequiredBeforeTheyAreAllocated) {
   EXPECT_EQ(bytes[2], 3);
 }
 
+TEST(ValueReaders, BytesThatCantBeThereLeaveTheOldOnes) {
+  MemorySource source(raw({1, 2, 3}));
+  HostStreamAdapter file(source, source.size());
+  ByteArray bytes;
+  readBytes(file, bytes, 2);
+  EXPECT_THROWS_MESSAGE(readBytes(file, bytes, 2), "attempting to read past end of file");
+  ASSERT_EQ(bytes.count(), 2u);
+  EXPECT_EQ(bytes[1], 2);
+}
+
 TEST(ValueReaders, BytesThatEndEarlyLeaveNothing) {
   MemorySource source(raw({1, 2, 3, 4, 5}));
   HostStreamAdapter file(source, kUnknownLength);
@@ -216,6 +226,15 @@ TEST(ReadString, ReadsNothingAndAllocatesNothingWhenTheBytesCantBeThere) {
   EXPECT_THROWS_MESSAGE(readString(reader, text, 6), "attempting to read past end of atom");
   EXPECT_EQ(memory.allocations(), 0u);
   EXPECT_EQ(source.reads, 0u);
+}
+
+TEST(ReadString, KeepsTheOldTextWhenTheBytesCantBeThere) {
+  MemorySource source(text("title"));
+  HostStreamAdapter stream(source, source.size());
+  OwnedString text;
+  text.assign("before");
+  EXPECT_THROWS_MESSAGE(readString(stream, text, 6), "attempting to read past end of file");
+  EXPECT_STREQ(text.text(), "before");
 }
 
 TEST(ReadString, IsEmptyWhenTheSourceEndsInsideTheText) {

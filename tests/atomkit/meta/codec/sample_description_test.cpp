@@ -201,6 +201,17 @@ TEST(AudioEntry, FieldsComeFromTheirPlaces) {
   EXPECT_EQ(description.sampleRate, 0x9abcu);
 }
 
+TEST(AudioEntry, FieldsReadBeforeAFailureStay) {
+  // The entry ends before the fraction of the rate.
+  const Bytes fields = join(zeros(16), u16(6), u16(24), zeros(4), u16(44100));
+  SampleDescription description;
+  EXPECT_THROWS_MESSAGE(readStsd(stsd(box("mp4a", fields)), description),
+                        "attempting to read past end of atom");
+  EXPECT_EQ(description.channelCount, 6u);
+  EXPECT_EQ(description.sampleSize, 24u);
+  EXPECT_EQ(description.sampleRate, 44100u);
+}
+
 TEST(AudioEntry, EsdsGivesObjectTypeBitratesAndConfiguration) {
   SampleDescription description;
   readStsd(stsd(mp4a({.child = esds({.objectType = 0x67,
