@@ -10,7 +10,7 @@ using ParseOptions = uint32_t;  // ABI: do not renumber the bits
 inline constexpr ParseOptions kWantSampleTables = 0x01;
 inline constexpr ParseOptions kWantTextTags = 0x02;
 inline constexpr ParseOptions kWantCoverArt = 0x08;
-inline constexpr ParseOptions kWantAudio = 0x10;  ///< details of audio tracks
-inline constexpr ParseOptions kWantVideo = 0x20;  ///< details of video tracks
+inline constexpr ParseOptions kWantAudio = 0x10;  ///< details and tables of audio tracks
+inline constexpr ParseOptions kWantVideo = 0x20;  ///< details and tables of video tracks
 
 }  // namespace atomkit

@@ -20,10 +20,8 @@ constexpr uint8_t kSequenceCount = 0x1f;
 // of 65,537 bytes: 32-bit sizes don't wrap.
 class ParameterSetWriter {
  public:
-  /// @param target  emptied; borrowed until the writer is destroyed
-  explicit ParameterSetWriter(DecoderConfig& target) noexcept : target_(target) {
-    target_.truncate(0);
-  }
+  /// @param target  what it holds is overwritten; borrowed until the writer is destroyed
+  explicit ParameterSetWriter(DecoderConfig& target) noexcept : target_(target) {}
   ParameterSetWriter(const ParameterSetWriter&) = delete;
   ParameterSetWriter& operator=(const ParameterSetWriter&) = delete;
   ~ParameterSetWriter() { target_.truncate(used_); }

@@ -247,10 +247,16 @@ TEST(LocateChunk, AStalePositionPastTheMapThrows) {
   feed(tables, stsc({{1, 4, 1}}));
   ChunkMapPosition stale{2, 0};
   EXPECT_THROWS_MESSAGE(tables.locateChunk(0, stale), kOutOfRange);
-  ChunkMapPosition wrapping{0x55555557, 0};  // three times the entry before it wraps to 2
-  EXPECT_THROWS_MESSAGE(tables.locateChunk(0, wrapping), kOutOfRange);
   ChunkMapPosition atEnd{1, 0};
   EXPECT_EQ(tables.locateChunk(9, atEnd).chunk, 3u);
+}
+
+TEST(LocateChunk, AStalePositionWhoseWordsWrapIntoTheMapThrows) {
+  SampleTables tables;
+  feed(tables, stsc({{1, 4, 1}, {3, 2, 1}}));
+  // Three times the number of the entry before it is 2, modulo 2^32.
+  ChunkMapPosition wrapping{0x55555557, 0};
+  EXPECT_THROWS_MESSAGE(tables.locateChunk(0, wrapping), kOutOfRange);
 }
 
 TEST(LocateChunk, ThePositionOnlyMovesForward) {
