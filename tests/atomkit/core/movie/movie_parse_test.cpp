@@ -48,6 +48,8 @@ TEST(TopLevel, AStreamedFileMustHaveItsMovieBeforeItsMedia) {
   const Bytes file = join(ftyp(), box("mdat", zeros(20)), moov());
   EXPECT_THROWS_MESSAGE(parseStreaming(file), "streaming a file that isn't optimized");
   EXPECT_EQ(ParsedMovie(file).chapterCount(), 1u);
+  // A movie box counts as seen even when it is empty.
+  EXPECT_THROWS_MESSAGE(parseStreaming(join(box("moov"), box("mdat"))), kNoHeader);
 }
 
 TEST(TopLevel, ASecondMovieIsADuplicateEvenAfterTheMedia) {
