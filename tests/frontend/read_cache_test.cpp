@@ -466,6 +466,12 @@ TEST_F(ShortReadCache, FindsTheEndByReadingWhenTheLengthIsUnknown) {
   EXPECT_EQ(read(1), Bytes{});
 }
 
+TEST_F(ReadCache, SkipsABlocksLengthThroughItsBlocksWhenTheLengthIsUnknown) {
+  host.claimedLength = vela::kUnknown64;
+  EXPECT_EQ(skip(vela::ReadCache::kBlockSize), vela::ReadCache::kBlockSize);
+  EXPECT_EQ(host.take(), (Calls{"getLength -> unknown", seekTo(0), kFullRead}));
+}
+
 TEST_F(ShortReadCache, LeavesALongSkipToTheHostWhenTheLengthIsUnknown) {
   host.claimedLength = vela::kUnknown64;
   seek(40);
@@ -657,6 +663,8 @@ TEST_F(ReadCache, DropsItsBlocksWhenTheLengthIsSet) {
   host.failCall("setLength", 0, kHostCode);
   EXPECT_EQ(cache->setLength(0, 1, &token), kHostCode);
   EXPECT_EQ(host.calls.back(), "setLength 4294967296 failed 4660");
+  EXPECT_EQ(callsToTouch(100), (Calls{seekTo(100), "read 16384 -> 100"}))
+      << "a call that failed may have cut the stream all the same";
 }
 
 TEST_F(ReadCache, HoldsOneReferenceToTheHostStreamUntilItsOwnLastOne) {

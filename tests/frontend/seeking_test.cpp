@@ -165,6 +165,13 @@ TEST(StartItem, HasToldTheFormatWhenTheCursorCannotBePositioned) {
   EXPECT_EQ(open.startBoth(), TIOResult::failed);
   EXPECT_EQ(open.audioFormat.calls, Calls{"audio AAC 2"});
   EXPECT_EQ(open.videoFormat.calls, Calls{});
+
+  MediaTrack video = avcTrack({.samples = 4});
+  video.boxes.stsz = stsz({});
+  OpenSession film(movieFile({.tracks = {aacTrack(), video}}).bytes);
+  EXPECT_EQ(film.startBoth(), TIOResult::failed);
+  EXPECT_EQ(film.audioFormat.calls, Calls{"audio AAC 2"});
+  EXPECT_EQ(film.videoFormat.calls, Calls{"video H.264 13 320x240"});
 }
 
 TEST(StartItem, FailsWhenTheTrackHasNoTimeTable) {
