@@ -15,7 +15,7 @@ class SourceStream final : public atomkit::ByteSource {
  public:
   /// Longest skip in bytes that is left to the stream's own skip(); longer ones seek.
   // DELIBERATE D-005: 256 bytes are still skipped, 257 seek. A skip inside a box costs one call, a
-  // seek three: length, position and seek.
+  // seek four: whether the stream can seek, its length, its position, and the seek.
   static constexpr uint32_t kLongestPlainSkip = 256;
 
   /// @param stream  a reference is held

@@ -19,7 +19,8 @@
 // - An out-slot is the address of a pointer variable that holds a counted object or null. Storing
 //   into it takes a reference to the new value (slot 0), then gives back the one that the slot held
 //   (slot 1), if any. Whoever owns the slot owns the reference in it.
-// - Everything else that is passed to an operation is borrowed for the call.
+// - Everything else that is passed to an operation is borrowed for the call, except the host that
+//   attachHost() is given.
 //
 // Values
 // - Yes/no results and arguments are 32-bit words, 0 or not 0. Result codes are of the type
@@ -352,7 +353,8 @@ class VideoPacket {
   virtual void unusedSlot1() = 0;
   virtual void unusedSlot2() = 0;
   virtual void unusedSlot3() = 0;
-  /// Slot 4. Empties the packet. Called when its payload could not be taken.
+  /// Slot 4. Empties the packet. Called when its payload could not be taken, and by
+  /// seekWithKeyFrame() when there is no picture to show; for one packet perhaps by both.
   virtual void reset() = 0;
   /// Slot 5. kMediaMpeg4Visual or kMediaH264.
   virtual void setMediaId(const Guid* mediaId) = 0;
@@ -367,7 +369,7 @@ class VideoPacket {
 };
 
 /// What describeItem() tells about an item besides its tags and chapters: 88 bytes, zero where
-/// nothing is known. A width or height that the file does not give is all ones.
+/// nothing is known. A width or height that a video track does not give is all ones.
 struct ItemDescription {
   uint32_t bitRate;     ///< of the whole file, bits per second, whichever item is described
   uint32_t sampleRate;  ///< Hz
@@ -424,7 +426,7 @@ class MediaInfo {
   /// Slot 17. `count` chapters follow.
   virtual void beginChapters(uint32_t count) = 0;
   /// Slot 18. @param index  zero-based
-  /// @param start  host units from the start of the file
+  /// @param start  host units from the start of the file, modulo 2^40 units of 100 ns
   /// @param titleLength  always kUntilNul; a chapter without a title has an empty one
   virtual void addChapter(uint32_t index, Word64 start, const char16_t* title,
                           uint32_t titleLength) = 0;
@@ -457,6 +459,8 @@ class ModuleSink {
 /// A splitter that tells about a file: its items, their streams, chapters and tags (creation mode
 /// 0). A file with video is one item; an audio-only file has one item for every chapter, and is one
 /// chapter when it has no marks. Item identifier 0 stands for the whole file, n for chapter n - 1.
+/// Chapters begin and end at times modulo 2^40 units of 100 ns, which is 30 h 32 min: an audio-only
+/// file that is longer is played as identifier 0, which has no such limit.
 class IMediaSplitter : public IObject {
  public:
   /// Slot 4. Number of items, at least 1.
@@ -466,8 +470,8 @@ class IMediaSplitter : public IObject {
   /// Slot 6. Selects the item and tells `info` its duration (kUnknown64 when unknown), its record
   /// and, for the whole file, the chapters, or, for a chapter, its tags. An identifier out of range
   /// selects the whole file. The tags of a file with video are told for identifier 1, its
-  /// first chapter. On a splitter that plays, the selection also moves the range that later seeks
-  /// and the end of the streams refer to: describe first, then start.
+  /// first chapter. On a splitter that plays, the selection also moves the range that later seeks,
+  /// the end of video and the times of its packets refer to: describe first, then start.
   virtual TIOResult describeItem(uint32_t itemId, MediaInfo* info, CancelToken* token) = 0;
   /// Slot 7. Forwards to slot 11 of the host stream.
   virtual uint32_t passThroughTwo(uintptr_t first, uintptr_t second) = 0;
@@ -524,12 +528,13 @@ class IMediaSplitterEx : public IMediaSplitter {
   virtual TIOResult nextStream(uint32_t* which) = 0;
   /// Slot 12. Goes to `offset` host units from the item's start, modulo 2^64: a negative offset is
   /// a place before it, such as the time of a key frame there. At or past the item's end both
-  /// streams are at their end. Fails with TIOResult::failed where the samples of a started stream
-  /// don't reach to the target; the host then seeks elsewhere before it reads.
+  /// streams are at their end, and so they are at a place before the start of the file. Fails with
+  /// TIOResult::failed where the samples of a started stream don't reach to the target; the host
+  /// then seeks elsewhere before it reads.
   virtual TIOResult seekTo(Word64 offset, CancelToken* token) = 0;
   /// Slot 13. Like seekTo(), and fetches the key frame there into `packet`, so that it can be shown
   /// at once; the next read delivers it once more. The packet is reset when there is no such frame
-  /// or it can't be read, which is no failure.
+  /// or it can't be read, which is no failure, even when the token cancels it.
   virtual TIOResult seekWithKeyFrame(VideoPacket* packet, Word64 offset, CancelToken* token) = 0;
   /// Slot 14. @return 1
   virtual uint32_t slot14() = 0;
@@ -549,7 +554,8 @@ class ISplitterFactory : public IObject {
  public:
   /// Slot 4. Creation mode 0: stores an IMediaSplitter.
   virtual TIOResult createSplitter(void** out, const char16_t* sourceName, CancelToken* token) = 0;
-  /// Slot 5. Creation mode 2: refused with TIOResult::failed.
+  /// Slot 5. Creation mode 2: refused with TIOResult::failed, before the host is asked; with
+  /// TIOResult::sourceNotFound where the module was attached to a null host.
   virtual TIOResult createSplitterAlt(void** out, const char16_t* sourceName,
                                       CancelToken* token) = 0;
   /// Slot 6. Creation mode 1: stores an IMediaSplitterEx.

@@ -172,6 +172,28 @@ TEST(SelectItem, AChapterPastTheEndOfTheMovieFails) {
   EXPECT_EQ(open.describe(2), TIOResult::failed);
 }
 
+TEST(Deliberate, D053_ChapterTimesBeginAgainAtZeroAfter30HoursAnd32Minutes) {
+  constexpr uint64_t kHourHundredNs = 3600 * kSecondHundredNs;
+  constexpr uint64_t kTurn = uint64_t{1} << 40;
+  const MediaTrack fortyHours = aacTrack({.samples = 40, .timescale = 8000, .delta = 3600 * 8000});
+  OpenSession unmarked(movieFile({.tracks = {fortyHours}}).bytes);
+  EXPECT_EQ(durationOf(unmarked, 0), 40 * 3600 * kSecond) << "the whole file has its true length";
+  EXPECT_EQ(durationOf(unmarked, 1), vela::hundredNsToHostUnits(40 * kHourHundredNs - kTurn));
+
+  OpenSession marked(
+      movieFile({.tracks = {fortyHours}, .udta = chpl({{0, "One"}, {31 * kHourHundredNs, "Two"}})})
+          .bytes);
+  const uint64_t second = vela::hundredNsToHostUnits(31 * kHourHundredNs - kTurn);
+  EXPECT_EQ(durationOf(marked, 1), second);
+  EXPECT_EQ(durationOf(marked, 2), 9 * 3600 * kSecond);
+  EXPECT_EQ(marked.session.getItemId(1), 2u);
+
+  OpenSession crossing(
+      movieFile({.tracks = {fortyHours}, .udta = chpl({{0, "One"}, {20 * kHourHundredNs, "Two"}})})
+          .bytes);
+  EXPECT_EQ(crossing.describe(2), TIOResult::failed) << "it ends at 9.5 hours, before it starts";
+}
+
 TEST(SelectItem, OfAnUnknownDurationEndsTheWholeFileAtAllOnes) {
   MediaTrack track = fiveSeconds();
   track.boxes.duration = 0xffffffff;

@@ -264,7 +264,7 @@ struct TrackBoxes {
   uint32_t timescale = 48000;
   uint64_t duration = 48000;  // media ticks
   Bytes tkhd = box("tkhd", full(0, 7), zeros(80));
-  Bytes mdhd = {};  // empty: made from timescale and duration
+  Bytes mdhd = {};  // empty: made from timescale and duration, which may take 64 bits
   Bytes hdlr = box("hdlr", full(0), zeros(20), u8(0));
   Bytes stsd = boxes::stsd(mp4a());
   Bytes stts = {};
@@ -275,9 +275,15 @@ struct TrackBoxes {
   Bytes stco = {};  // or co64
 };
 inline Bytes trak(const TrackBoxes& track = {}) {
-  const Bytes mediaHeader = track.mdhd.empty()
-                                ? mdhd({.timescale = track.timescale, .duration = track.duration})
-                                : track.mdhd;
+  Bytes mediaHeader = track.mdhd;
+  if (mediaHeader.empty()) {
+    const MdhdFields fields{.timescale = track.timescale, .duration = track.duration};
+    const bool fits32Bits = fields.duration <= 0xffffffff;
+    mediaHeader = fits32Bits ? mdhd(fields)
+                             : mdhdLong({.timescale = fields.timescale,
+                                         .duration = fields.duration,
+                                         .versionAndFlags = u32(1)});
+  }
   const Bytes tables = box("stbl", track.stsd, track.stts, track.ctts, track.stss, track.stsz,
                            track.stsc, track.stco);
   return box("trak", track.tkhd, box("mdia", mediaHeader, track.hdlr, box("minf", tables)));
