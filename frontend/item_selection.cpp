@@ -16,6 +16,8 @@ uint32_t SplitterSession::getItemId(uint32_t index) const noexcept {
 // DELIBERATE D-041: the identifier is compared with the number of items, not of chapters. A film is
 // one item, so its identifier 1 is in range and selects its first chapter, while 2 selects the
 // whole file.
+// DELIBERATE D-053: the times of a chapter wrap as they become host units, every 2^40 units of
+// 100 ns (30 h 32 min).
 void SplitterSession::selectItem(uint32_t itemId) {
   if (itemId == 0 || itemId - 1 >= getItemCount()) {
     rangeStart_ = 0;

@@ -285,7 +285,8 @@ TEST(AudioDelivery, ItemThatEndsOnAPacketBorderHasNeitherACutNorAnEmptyPacket) {
 }
 
 TEST(AudioDelivery, FramesLeftOfMoreThan32BitsCutNothing) {
-  const uint64_t frames = (uint64_t{1} << 32) + 98;
+  // Of the frames left after two packets the low 32 bits are 0.
+  const uint64_t frames = (uint64_t{1} << 32) + uint64_t{2} * kFrames;
   OpenSession open(movieFile({.tracks = {aacTrack({.samples = 4})},
                               .udta = chpl({{0, "Long"}, {hundredNsAt48k(frames), "Two"}})})
                        .bytes);
