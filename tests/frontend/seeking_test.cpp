@@ -158,13 +158,16 @@ TEST(StartItem, OfAChapterThatEndsBeforeItStartsFailsAndTellsNoFormat) {
   EXPECT_EQ(open.audioFormat.calls, Calls{});
 }
 
-TEST(StartItem, HasToldTheFormatWhenTheCursorCannotBePositioned) {
+TEST(StartItem, HasToldTheFormatAndEnabledTheStreamWhenTheCursorCannotBePositioned) {
   MediaTrack audio = aacTrack({.samples = 4});
   audio.boxes.stsz = stsz({});  // sizes are listed, and there are none
   OpenSession open(movieFile({.tracks = {audio, avcTrack()}}).bytes);
   EXPECT_EQ(open.startBoth(), TIOResult::failed);
   EXPECT_EQ(open.audioFormat.calls, Calls{"audio AAC 2"});
   EXPECT_EQ(open.videoFormat.calls, Calls{});
+  FakeAudioPacket packet;
+  EXPECT_EQ(open.readAudio(packet), TIOResult::success) << "the stream is enabled";
+  EXPECT_EQ(open.endOfStream, 1) << "but no frames are left before a seek";
 
   MediaTrack video = avcTrack({.samples = 4});
   video.boxes.stsz = stsz({});
@@ -172,6 +175,9 @@ TEST(StartItem, HasToldTheFormatWhenTheCursorCannotBePositioned) {
   EXPECT_EQ(film.startBoth(), TIOResult::failed);
   EXPECT_EQ(film.audioFormat.calls, Calls{"audio AAC 2"});
   EXPECT_EQ(film.videoFormat.calls, Calls{"video H.264 13 320x240"});
+  EXPECT_EQ(film.seek(0), TIOResult::success);
+  uint32_t which = 99;
+  EXPECT_EQ(film.nextStream(which), TIOResult::failed) << "video is enabled, so it is asked about";
 }
 
 TEST(StartItem, FailsWhenTheTrackHasNoTimeTable) {
