@@ -1,7 +1,12 @@
+#include "platform/case_mapping.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <clocale>
+#include <ctime>
 #include <cwctype>
+#include <limits>
 #include <string>
 
 #include "platform/platform.h"
@@ -92,6 +97,25 @@ TEST(CaseMapping, AgreesWithTheSystemOnLatinGreekAndCyrillic) {
     EXPECT_EQ(platform::lowerUnit(static_cast<char16_t>(i)), expected) << std::hex << i;
   }
   std::setlocale(LC_CTYPE, before.c_str());
+}
+
+// A walk over the ranges takes the same time for every unit that none of them holds.
+TEST(CaseMapping, OfAsciiDoesNotWalkOverTheRangesOfOtherScripts) {
+  const auto cost = [](char16_t first) {
+    std::clock_t least = std::numeric_limits<std::clock_t>::max();
+    for (int i = 0; i < 5; ++i) {
+      const std::clock_t start = std::clock();
+      uint32_t sum = 0;
+      for (uint32_t k = 0; k < 20000; ++k) {
+        const auto unit = static_cast<char16_t>(first + k % 64);
+        sum += uint32_t{platform::lowerFromTable(unit)} + platform::upperFromTable(unit);
+      }
+      EXPECT_GT(sum, 0u);
+      least = std::min(least, std::clock() - start);
+    }
+    return least;
+  };
+  EXPECT_LT(cost(u'@'), cost(u'\u4E00') / 3);
 }
 
 TEST(CompareIgnoringCase, OrdersByTheLowerCaseUnits) {
