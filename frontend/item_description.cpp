@@ -1,5 +1,6 @@
 // Description of an item: its duration, its record, and its chapters or tags.
 #include <cstring>
+#include <optional>
 
 #include "atomkit/core/containers/owned_string.h"
 #include "atomkit/meta/tags/replay_gain.h"
@@ -59,12 +60,16 @@ static_assert(presenceFlag(ReplayGainField::trackGain) == kTrackGainPresent &&
               presenceFlag(ReplayGainField::albumPeak) == kAlbumPeakPresent);
 
 /// Every value of every entry: replay gain as numbers, all else as text.
-void reportTags(const atomkit::TagSource& tags, MediaInfo& info) {
-  for (uint32_t entry = 0; entry < tags.entryCount(); ++entry) {
-    const HostText name(tags.entryName(entry));
-    for (uint32_t i = 0; i < tags.valueCount(entry); ++i) {
-      const HostText value(bytesOf(tags.value(entry, i)));
-      if (!atomkit::applyReplayGain(info, name.string(), value.string())) {
+void reportTags(const atomkit::TagStore& tags, MediaInfo& info) {
+  for (uint32_t i = 0; i < tags.entryCount(); ++i) {
+    const atomkit::TagField& entry = tags.entry(i);
+    const HostText name(entry.name.text());
+    const auto gain = atomkit::ReplayGainText(name.string()).field();
+    for (uint32_t k = 0; k < entry.values.count(); ++k) {
+      const HostText value(bytesOf(entry.values[k]));
+      if (gain) {
+        atomkit::setReplayGain(info, *gain, value.string());
+      } else {
         addTag(info, name, value);
       }
     }
@@ -75,9 +80,15 @@ void reportChapters(const atomkit::Movie& movie, MediaInfo& info) {
   const uint32_t count = movie.chapterCount();
   if (count == 0) return;
   info.beginChapters(count);
+  // Many chapters may share the title of the file, which may be long: it is converted once.
+  const char* const fileTitle = titleOf(movie.tags());
+  std::optional<HostText> shared;
   for (uint32_t i = 0; i < count; ++i) {
-    const HostText title(titleOf(movie.chapter(i).tags));
-    info.addChapter(i, toWord64(hundredNsToHostUnits(movie.chapterStart(i))), title.units(),
+    const char* const bytes = titleOf(movie.chapter(i).tags);
+    std::optional<HostText> own;
+    std::optional<HostText>& title = bytes == fileTitle ? shared : own;
+    if (!title) title.emplace(bytes);
+    info.addChapter(i, toWord64(hundredNsToHostUnits(movie.chapterStart(i))), title->units(),
                     kUntilNul);
   }
 }

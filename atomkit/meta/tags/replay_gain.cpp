@@ -1,11 +1,20 @@
 #include "atomkit/meta/tags/replay_gain.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "hal/text/number_text.h"
 #include "hal/text/vstring.h"
 #include "hal/text/wide_text.h"
 
 namespace atomkit {
 namespace {
+
+// In the order of ReplayGainField. They share one length, which most other names don't have.
+constexpr std::u16string_view kNames[] = {u"replaygain_track_gain", u"replaygain_album_gain",
+                                          u"replaygain_track_peak", u"replaygain_album_peak"};
+constexpr uint32_t kNameLength = 21;
+static_assert(std::ranges::all_of(kNames, [](auto name) { return name.size() == kNameLength; }));
 
 void clear(VString& text) { text.Set(nullptr, 0, 0); }
 
@@ -44,8 +53,16 @@ ReplayGainText::ReplayGainText(const VString& text) noexcept
 ReplayGainText::ReplayGainText(const char16_t* text) noexcept
     : units_(text ? text : u""), length_(VWideText::KUntilNul) {}
 
-bool ReplayGainText::isName(const char16_t* name) const noexcept {
-  return VWideText::GCompareIgnoringCase(units_, length_, name, VWideText::KUntilNul) == 0;
+std::optional<ReplayGainField> ReplayGainText::field() const noexcept {
+  if (VWideText::GLength(units_, std::min(length_, kNameLength + 1)) != kNameLength) return {};
+  uint32_t field = 0;
+  for (const std::u16string_view name : kNames) {
+    if (VWideText::GCompareIgnoringCase(units_, kNameLength, name.data(), kNameLength) == 0) {
+      return ReplayGainField{field};
+    }
+    ++field;
+  }
+  return {};
 }
 
 int32_t ReplayGainText::number(uint32_t unitsPerOne) const noexcept {

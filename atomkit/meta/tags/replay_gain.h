@@ -5,6 +5,7 @@
 // getter and a setter (int32_t) for each of the four values.
 #pragma once
 #include <cstdint>
+#include <optional>
 
 class VString;
 
@@ -33,10 +34,9 @@ void writeGain(VString& text, int32_t gain);
 /// @param peak  kPeakUnitsPerFullScale to full scale
 void writePeak(VString& text, int32_t peak);
 
-/// Everything that sets one value apart from the others.
+/// Everything that sets one value apart from the others, except for its tag's name.
 template <class MediaInfo>
 struct ReplayGainRow {
-  const char16_t* tagName;
   uint32_t unitsPerOne;  ///< per decibel, or per full scale
   void (*write)(VString&, int32_t);
   int32_t (MediaInfo::*get)();
@@ -45,14 +45,10 @@ struct ReplayGainRow {
 
 template <class MediaInfo>
 inline constexpr ReplayGainRow<MediaInfo> kReplayGainRows[] = {
-    {u"replaygain_track_gain", kGainUnitsPerDecibel, writeGain,  //
-     &MediaInfo::getTrackGain, &MediaInfo::setTrackGain},
-    {u"replaygain_album_gain", kGainUnitsPerDecibel, writeGain,  //
-     &MediaInfo::getAlbumGain, &MediaInfo::setAlbumGain},
-    {u"replaygain_track_peak", kPeakUnitsPerFullScale, writePeak,  //
-     &MediaInfo::getTrackPeak, &MediaInfo::setTrackPeak},
-    {u"replaygain_album_peak", kPeakUnitsPerFullScale, writePeak,  //
-     &MediaInfo::getAlbumPeak, &MediaInfo::setAlbumPeak},
+    {kGainUnitsPerDecibel, writeGain, &MediaInfo::getTrackGain, &MediaInfo::setTrackGain},
+    {kGainUnitsPerDecibel, writeGain, &MediaInfo::getAlbumGain, &MediaInfo::setAlbumGain},
+    {kPeakUnitsPerFullScale, writePeak, &MediaInfo::getTrackPeak, &MediaInfo::setTrackPeak},
+    {kPeakUnitsPerFullScale, writePeak, &MediaInfo::getAlbumPeak, &MediaInfo::setAlbumPeak},
 };
 
 /// A name or a value, borrowed: a text object, or a NUL-terminated text, where null counts as
@@ -62,8 +58,9 @@ class ReplayGainText {
   ReplayGainText(const VString& text) noexcept;
   ReplayGainText(const char16_t* text) noexcept;
 
-  /// True when this is `name`, without regard to case.
-  bool isName(const char16_t* name) const noexcept;
+  /// The value whose tag has this name, without regard to case; none for any other name.
+  /// Cost: constant, however long the text is.
+  std::optional<ReplayGainField> field() const noexcept;
   /// The decimal number that the text begins with, times `unitsPerOne`; one of more than 32 bits
   /// wraps.
   int32_t number(uint32_t unitsPerOne) const noexcept;
@@ -73,21 +70,21 @@ class ReplayGainText {
   uint32_t length_;
 };
 
-/// Takes a tag that has one of the four names, without regard to case: adds the presence flag, then
-/// sets the number that the value begins with.
+/// Adds the presence flag of the field, then sets the number that the value begins with.
+template <class MediaInfo>
+void setReplayGain(MediaInfo& info, ReplayGainField field, ReplayGainText value) {
+  const auto& row = kReplayGainRows<MediaInfo>[static_cast<uint32_t>(field)];
+  info.setFlags(info.getFlags() | presenceFlag(field));
+  (info.*row.set)(value.number(row.unitsPerOne));
+}
+
+/// Takes a tag that has one of the four names, without regard to case.
 /// @return false, and `info` untouched, for any other name
 template <class MediaInfo>
 bool applyReplayGain(MediaInfo& info, ReplayGainText name, ReplayGainText value) {
-  uint32_t field = 0;
-  for (const ReplayGainRow<MediaInfo>& row : kReplayGainRows<MediaInfo>) {
-    if (name.isName(row.tagName)) {
-      info.setFlags(info.getFlags() | presenceFlag(ReplayGainField{field}));
-      (info.*row.set)(value.number(row.unitsPerOne));
-      return true;
-    }
-    ++field;
-  }
-  return false;
+  const std::optional<ReplayGainField> field = name.field();
+  if (field) setReplayGain(info, *field, value);
+  return field.has_value();
 }
 
 /// Writes the field as text.

@@ -43,6 +43,11 @@ class TagStore final : public TagSource {
   const SharedString& value(uint32_t entry, uint32_t index) const override;
   TagFlag flag(uint32_t entry) const override;
 
+  /// Name, values and flag of an entry, for a caller that wants more than one of them: in a copy
+  /// that has changed entries each operation above looks the entry up by its name.
+  /// @throws exception "array access out of range"
+  const TagField& entry(uint32_t entry) const { return *entryAt(entry); }
+
   /// @return the first entry of that name, or kNoTag
   uint32_t find(const char* name) const noexcept;
 

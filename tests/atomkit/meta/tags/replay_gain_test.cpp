@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -121,6 +122,29 @@ TEST(ReplayGain, OtherNamesSetNothing) {
     EXPECT_FALSE(applyReplayGain(info, name, u"1.0"));
     EXPECT_EQ(info.log, Log{});
   }
+}
+
+TEST(ReplayGain, ANameThatGoesOnAfterOneOfTheFourIsToldFromIt) {
+  EXPECT_EQ(ReplayGainText(u"replaygain_track_peak").field(), ReplayGainField::trackPeak);
+  EXPECT_EQ(ReplayGainText(u"replaygain_track_peak_").field(), std::nullopt);
+  VBufferString name;
+  name.Set(u"replaygain_album_gain\0x", 23, 0);
+  EXPECT_EQ(ReplayGainText(name).field(), ReplayGainField::albumGain) << "a NUL ends a text";
+}
+
+/// A text that says that it goes on far past the 22 units that it has.
+class LongName final : public VString {
+ public:
+  uint64_t Set(const char16_t*, uint32_t, uint32_t) override { return 1; }
+  const char16_t* GetBuffer() const override { return units_.data(); }
+  uint32_t GetLength() const override { return 0x7fffffff; }
+
+ private:
+  std::vector<char16_t> units_ = std::vector<char16_t>(22, u'r');
+};
+
+TEST(ReplayGain, ALongNameIsToldByItsFirst22Units) {
+  EXPECT_EQ(ReplayGainText(LongName()).field(), std::nullopt);
 }
 
 TEST(ReplayGain, TextObjectsAreTakenByTheirLength) {

@@ -89,6 +89,28 @@ TEST(TagStore, ReadOperationsStandInSlotOrder) {
             kSingle);
 }
 
+TEST(TagStore, AnEntryIsWhatTheSingleOperationsTell) {
+  TagStore original;
+  put(original, "title", "One");
+  put(original, "artist", "Someone");
+  TagStore copy;
+  copy.copyFrom(original);
+  put(copy, "TITLE", "Two", kSingle);
+  put(copy, "track", "1");
+  copy.addValue(2, makeSharedString("2"));
+  for (uint32_t i = 0; i < copy.entryCount(); ++i) {
+    const TagField& entry = copy.entry(i);
+    EXPECT_EQ(entry.name.text(), copy.entryName(i)) << "the same text, not only an equal one";
+    EXPECT_EQ(entry.flag, copy.flag(i));
+    ASSERT_EQ(entry.values.count(), copy.valueCount(i));
+    for (uint32_t k = 0; k < entry.values.count(); ++k) {
+      EXPECT_EQ(&*entry.values[k], &*copy.value(i, k));
+    }
+  }
+  EXPECT_STREQ(copy.entry(0).values[0]->text(), "Two");
+  EXPECT_THROWS_MESSAGE(copy.entry(3), "array access out of range");
+}
+
 TEST(TagStore, FlagsAreTheBytesZeroAndOne) {
   EXPECT_EQ(sizeof(TagFlag), 1u);
   EXPECT_EQ(static_cast<int>(kSingle), 0);
