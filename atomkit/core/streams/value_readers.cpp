@@ -33,11 +33,27 @@ uint64_t readBigEndian(ByteStream& stream) {
   return value;
 }
 
+// Brings big-endian words into the order of this machine.
+template <class Word>
+void toMachineOrder(Word* values, uint32_t count) {
+  if (!isLittleEndian()) return;
+  for (uint32_t i = 0; i < count; ++i) values[i] = swapped(values[i]);
+}
+
 template <class Word>
 void readArray(ByteStream& stream, Word* values, uint32_t count) {
   stream.readExact(values, count * static_cast<uint32_t>(sizeof(Word)));
-  if (!isLittleEndian()) return;
-  for (uint32_t i = 0; i < count; ++i) values[i] = swapped(values[i]);
+  toMachineOrder(values, count);
+}
+
+template <class Word>
+void readTable(ByteStream& stream, PlainArray<Word>& table, uint32_t count) {
+  table.resize(0);
+  if (count == 0) return;
+  const uint32_t bytes = count * static_cast<uint32_t>(sizeof(Word));
+  Word* const words = static_cast<Word*>(readBlock(stream, bytes, 0, kOutOfMemoryInArray));
+  toMachineOrder(words, count);
+  table.adopt(words, count);
 }
 
 // Bytes of the first piece that is read from a source of unknown length; every further piece
@@ -112,6 +128,29 @@ void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count) {
   if (count == 0) return;
   void* const block = readBlock(stream, count, 0, kOutOfMemoryInArray);
   bytes.adopt(static_cast<uint8_t*>(block), count);
+}
+
+void readU32Table(ByteStream& stream, PlainArray<uint32_t>& table, uint32_t count) {
+  readTable(stream, table, count);
+}
+
+void readU64Table(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count) {
+  readTable(stream, table, count);
+}
+
+void readU32TableWidened(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count) {
+  PlainArray<uint64_t> wide;
+  table.resize(0);
+  if (stream.isLengthKnown()) {
+    wide.resize(count);
+    readU32ArrayWidened(stream, wide.data(), count);
+  } else {
+    PlainArray<uint32_t> narrow;
+    readTable(stream, narrow, count);
+    wide.resize(count);
+    std::copy_n(narrow.data(), count, wide.data());
+  }
+  table.swap(wide);
 }
 
 // The text takes the block over only when it is complete: one that ended early has no zero byte.

@@ -40,6 +40,17 @@ void* readBlock(ByteStream& stream, uint32_t count, uint32_t spare, const char* 
 ///         leaving it empty
 void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count);
 
+/// Replaces the contents of `table` with the next `count` values, in the order of this machine.
+/// Memory and reads are those of readBlock(), so that a table from a source of unknown length takes
+/// memory for what arrives, not for what its box claims.
+/// @pre requireEntries() did not throw
+/// @throws exception (past end); "out of memory when resizing array"; both leave the table empty
+void readU32Table(ByteStream& stream, PlainArray<uint32_t>& table, uint32_t count);
+void readU64Table(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count);
+/// The same with 32-bit values, each widened with zeros. With an unknown length the wide table is
+/// allocated when all of the narrow one is there.
+void readU32TableWidened(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count);
+
 /// Replaces `text` with the next `count` bytes of the stream and a zero byte after them. Bytes
 /// after a zero byte among them are kept, but OwnedString::text() does not show them.
 /// @throws what ByteStream::requireBytes() throws, leaving `text` as it was; exception (past end)

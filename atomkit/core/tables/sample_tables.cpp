@@ -25,9 +25,7 @@ void SampleTables::readSampleSizes(AtomReader& reader) {
   constantSampleSize_ = sampleSize;
   if (constantSampleSize_ != 0) return;
   requireEntries(reader, sampleCount, sizeof(uint32_t));
-  sampleSizes_.resize(sampleCount);
-  if (sampleCount == 0) return;
-  readU32Array(reader, sampleSizes_.data(), sampleCount);
+  readU32Table(reader, sampleSizes_, sampleCount);
 }
 
 // 'stsc' SampleToChunkBox
@@ -40,9 +38,7 @@ void SampleTables::readChunkMap(AtomReader& reader) {
   chunkMapEntries_ = 0;
   // The bytes of the table fit 32 bits from here on, and so does its number of words.
   requireEntries(reader, entries, kWordsPerEntry * sizeof(uint32_t));
-  chunkMap_.resize(kWordsPerEntry * entries);
-  if (entries == 0) return;
-  readU32Array(reader, chunkMap_.data(), kWordsPerEntry * entries);
+  readU32Table(reader, chunkMap_, kWordsPerEntry * entries);
   chunkMapEntries_ = entries;
 }
 
@@ -54,12 +50,10 @@ void SampleTables::readChunkOffsets(AtomReader& reader, ChunkOffsetWidth width) 
   const uint32_t entries = readU32(reader);
   const bool wide = width == ChunkOffsetWidth::bits64;
   requireEntries(reader, entries, wide ? sizeof(uint64_t) : sizeof(uint32_t));
-  chunkOffsets_.resize(entries);
-  if (entries == 0) return;
   if (wide) {
-    readU64Array(reader, chunkOffsets_.data(), entries);
+    readU64Table(reader, chunkOffsets_, entries);
   } else {
-    readU32ArrayWidened(reader, chunkOffsets_.data(), entries);
+    readU32TableWidened(reader, chunkOffsets_, entries);
   }
 }
 

@@ -13,8 +13,7 @@ void RunTable::read(AtomReader& reader, const char* duplicateMessage) {
   const uint32_t runs = readU32(reader);
   // The bytes of the table fit 32 bits from here on, and so does its number of words.
   requireEntries(reader, runs, kWordsPerRun * sizeof(uint32_t));
-  words_.resize(kWordsPerRun * runs);
-  if (runs > 0) readU32Array(reader, words_.data(), kWordsPerRun * runs);
+  readU32Table(reader, words_, kWordsPerRun * runs);
 }
 
 // 'stts' TimeToSampleBox
@@ -44,8 +43,7 @@ void TimingTables::readSyncSamples(AtomReader& reader) {
   readU32(reader);
   const uint32_t count = readU32(reader);
   requireEntries(reader, count, sizeof(uint32_t));
-  syncSamples_.resize(count);
-  if (count > 0) readU32Array(reader, syncSamples_.data(), count);
+  readU32Table(reader, syncSamples_, count);
   uint32_t previous = 0;
   for (uint32_t i = 0; i < count; ++i) {
     const uint32_t number = syncSamples_[i];

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "atomkit/core/tables/sample_tables.h"
+#include "atomkit/meta/timing/timing_tables.h"
 #include "tests/support/boxes.h"
 #include "tests/support/counting_allocator.h"
 #include "tests/support/memory_source.h"
@@ -193,6 +195,75 @@ TEST(ValueReaders, AClaimOfASourceOfUnknownLengthTakesMemoryForWhatArrivesOnly) 
   EXPECT_LE(memory.largestBlock(), 131'072u);
   EXPECT_EQ(memory.blocksHeld(), 0u);
   EXPECT_EQ(bytes.count(), 0u);
+}
+
+TEST(ValueReaders, TablesOfASourceOfUnknownLengthAreWholeAndInTheOrderOfTheMachine) {
+  constexpr uint32_t kCount = 100'000;
+  Bytes bytes;
+  for (uint32_t i = 0; i < kCount; ++i) {
+    for (const uint8_t byte : u32(i * 65537)) bytes.push_back(byte);
+  }
+  for (const uint64_t length : {uint64_t{bytes.size()}, uint64_t{kUnknownLength}}) {
+    MemorySource narrowSource(bytes), widenedSource(bytes), wideSource(bytes);
+    HostStreamAdapter narrowFile(narrowSource, length), widenedFile(widenedSource, length),
+        wideFile(wideSource, length);
+    PlainArray<uint32_t> narrow;
+    PlainArray<uint64_t> widened, wide;
+    readU32Table(narrowFile, narrow, kCount);
+    readU32TableWidened(widenedFile, widened, kCount);
+    readU64Table(wideFile, wide, kCount / 2);
+    ASSERT_EQ(narrow.count(), kCount);
+    ASSERT_EQ(widened.count(), kCount);
+    ASSERT_EQ(wide.count(), kCount / 2);
+    for (uint32_t i = 0; i < kCount; ++i) {
+      ASSERT_EQ(narrow[i], i * 65537);
+      ASSERT_EQ(widened[i], uint64_t{i * 65537});
+      ASSERT_EQ(wide[i / 2], uint64_t{i / 2 * 2 * 65537} << 32 | (i / 2 * 2 + 1) * 65537);
+    }
+  }
+}
+
+TEST(ValueReaders, TablesOfASourceOfUnknownLengthTakeMemoryForWhatArrivesOnly) {
+  const auto largestBlock = [](auto read) {
+    MemorySource source(zeros(100'000));
+    HostStreamAdapter file(source, kUnknownLength);
+    FailingAllocation memory;
+    EXPECT_THROWS_MESSAGE(read(file), "attempting to read past end of file");
+    EXPECT_EQ(memory.blocksHeld(), 0u);
+    return memory.largestBlock();
+  };
+  PlainArray<uint32_t> narrow;
+  PlainArray<uint64_t> wide;
+  EXPECT_LE(largestBlock([&](ByteStream& file) { readU32Table(file, narrow, 0x3fffffff); }),
+            131'072u);
+  EXPECT_LE(largestBlock([&](ByteStream& file) { readU64Table(file, wide, 0x1fffffff); }),
+            131'072u);
+  EXPECT_LE(largestBlock([&](ByteStream& file) { readU32TableWidened(file, wide, 0x3fffffff); }),
+            131'072u);
+  EXPECT_EQ(narrow.count() + wide.count(), 0u);
+}
+
+TEST(ValueReaders, EveryTableOfATrackTakesMemoryForWhatArrivesOnly) {
+  const auto largestBlock = [](bool sizes, auto read) {
+    const Bytes count = u32(0x10000000);
+    MemorySource source(sizes ? join(full(0), u32(0), count) : join(full(0), count));
+    HostStreamAdapter file(source, kUnknownLength);
+    AtomReader box(file, 0xffffffffffff);
+    FailingAllocation memory;
+    EXPECT_THROWS_MESSAGE(read(box), "attempting to read past end of file");
+    return memory.largestBlock();
+  };
+  SampleTables samples;
+  TimingTables timing;
+  constexpr auto k32 = ChunkOffsetWidth::bits32;
+  constexpr auto k64 = ChunkOffsetWidth::bits64;
+  EXPECT_LE(largestBlock(true, [&](AtomReader& box) { samples.readSampleSizes(box); }), 65536u);
+  EXPECT_LE(largestBlock(false, [&](AtomReader& box) { samples.readChunkMap(box); }), 65536u);
+  EXPECT_LE(largestBlock(false, [&](auto& box) { samples.readChunkOffsets(box, k32); }), 65536u);
+  EXPECT_LE(largestBlock(false, [&](auto& box) { samples.readChunkOffsets(box, k64); }), 65536u);
+  EXPECT_LE(largestBlock(false, [&](auto& box) { timing.readTimeToSample(box); }), 65536u);
+  EXPECT_LE(largestBlock(false, [&](auto& box) { timing.readCompositionOffsets(box); }), 65536u);
+  EXPECT_LE(largestBlock(false, [&](auto& box) { timing.readSyncSamples(box); }), 65536u);
 }
 
 TEST(ValueReaders, EveryFailedAllocationOfBytesIsReportedAndLeaksNothing) {
