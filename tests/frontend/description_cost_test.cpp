@@ -100,7 +100,8 @@ TEST(DescriptionCost, AFileTitleThatNoChapterHasIsNotConverted) {
   EXPECT_EQ(allocationsOfTheList(open), 2u);
 }
 
-// Testing the name for each value costs ten times as much.
+// Looking each value up by the name of its entry, and folding that name through the whole case
+// table, costs ten times as much.
 TEST(DescriptionCost, NamesThatAreNearlyThoseOfReplayGainCostNoMoreThanOthers) {
   const double other = costOfTheFirstItem(manyValues("x"));
   const double nearly = costOfTheFirstItem(manyValues("replaygain_track_g"));
