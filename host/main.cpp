@@ -5,6 +5,7 @@
 #include "host/command_line.h"
 
 #ifdef _WIN32
+#include <fcntl.h>
 #include <io.h>
 #else
 #include <unistd.h>
@@ -24,6 +25,9 @@ velahost::Terminal standardErrorIs() {
 }  // namespace
 
 int main(int argc, char** argv) {
+#ifdef _WIN32
+  _setmode(1, _O_BINARY);  // the same bytes as elsewhere: lines end in one character
+#endif
   std::ios::sync_with_stdio(false);
   return velahost::runCommandLine(std::vector<std::string>(argv + 1, argv + argc), std::cout,
                                   std::cerr, standardErrorIs());

@@ -12,7 +12,8 @@ if [ "$job" != run ]; then
 fi
 if [ "$job" = all ]; then
   packages+=(clang-14 clang-tidy-14 clang-format-14
-    g++-12-multilib googletest g++-mingw-w64-x86-64-posix g++-arm-linux-gnueabi
+    g++-12-multilib googletest g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
+    wine wine64 g++-arm-linux-gnueabi
     gcc-arm-none-eabi libstdc++-arm-none-eabi-newlib libunicorn-dev python3-pefile)
 fi
 

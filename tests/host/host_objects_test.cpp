@@ -126,6 +126,7 @@ TEST_F(FileStreamTest, FailsAPayloadThatRunsOverTheEndWithoutTakingItsSizeOnTrus
   EXPECT_LT(payload.bytes.capacity(), 1u << 20);
 }
 
+#ifndef _WIN32  // where a pipe has no path
 TEST(FileStream, CantSeekInAPipeButSkips) {
   std::FILE* const pipe = popen("printf 0123456789", "r");
   const std::string name = "/dev/fd/" + std::to_string(fileno(pipe));
@@ -144,6 +145,7 @@ TEST(FileStream, CantSeekInAPipeButSkips) {
   EXPECT_EQ(std::string(rest, done), "6789");
   pclose(pipe);
 }
+#endif
 
 TEST(FileContext, ResolvesNamesThatAFileBears) {
   velahost::FileContext context;

@@ -1,12 +1,14 @@
 #include "tests/host/media.h"
 
+#ifndef _WIN32
 #include <sys/wait.h>
-#include <unistd.h>
+#endif
 
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <random>
 #include <sstream>
 
 namespace media {
@@ -63,15 +65,18 @@ std::vector<std::vector<std::string>> readTable(const fs::path& file) {
 }
 
 ScratchFolder::ScratchFolder() {
-  std::string pattern = (fs::temp_directory_path() / "velahost-test-XXXXXX").string();
-  if (!mkdtemp(pattern.data())) ADD_FAILURE() << "no scratch folder";
-  folder_ = pattern;
+  std::random_device random;
+  do {
+    folder_ = fs::temp_directory_path() / ("velahost-test-" + std::to_string(random()));
+  } while (!fs::create_directory(folder_));  // false where another test has it
 }
 
 ScratchFolder::~ScratchFolder() {
   std::error_code ignored;
   fs::remove_all(folder_, ignored);
 }
+
+#ifndef _WIN32
 
 ProgramResult runProgram(const std::string& command) {
   ProgramResult result{-1, ""};
@@ -88,5 +93,7 @@ ProgramResult runProgram(const std::string& command) {
 }
 
 bool haveFfmpeg() { return runProgram("command -v ffmpeg && command -v ffprobe").status == 0; }
+
+#endif
 
 }  // namespace media

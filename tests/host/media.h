@@ -62,7 +62,7 @@ struct ProgramResult {
   std::string output;  ///< what it wrote to both of its outputs
 };
 
-/// Runs a program of the system through the shell.
+/// Runs a program of the system through the shell. Not for Windows, which has another one.
 ProgramResult runProgram(const std::string& command);
 
 /// Whether ffmpeg and ffprobe are there.

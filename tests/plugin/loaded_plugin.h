@@ -1,35 +1,26 @@
 // The built plug-in, loaded as a host loads it, and its objects as raw words.
 #pragma once
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <string>
 
+#include "tests/plugin/shared_library.h"
 #include "tests/support/raw_host.h"
 #include "tests/support/raw_table.h"
 
 /// The shared object; the build names it in VELA_PLUGIN_PATH.
 class LoadedPlugin {
  public:
-  LoadedPlugin() : library_(dlopen(VELA_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL)) {
-    if (!library_) ADD_FAILURE() << dlerror();
-  }
-  LoadedPlugin(const LoadedPlugin&) = delete;
-  LoadedPlugin& operator=(const LoadedPlugin&) = delete;
-  ~LoadedPlugin() {
-    if (library_) dlclose(library_);
-  }
-
   /// A new module, from the exported entry.
   void* newModule() const {
     using Entry = void* (*)();
-    void* const symbol = dlsym(library_, "VelaEntry");
+    void* const symbol = library_.function("VelaEntry");
     return symbol ? reinterpret_cast<Entry>(symbol)() : nullptr;
   }
 
  private:
-  void* library_;
+  SharedLibrary library_{VELA_PLUGIN_PATH};
 };
 
 using raw_table::call;

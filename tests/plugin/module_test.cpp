@@ -36,7 +36,17 @@ class FactorySlots : public PluginTest {
 
 /// Bytes that this process has allocated and not freed. Always 0 in a sanitizer build, which looks
 /// for leaks by itself.
-size_t bytesAllocated() { return mallinfo2().uordblks; }
+size_t bytesAllocated() {
+#ifdef _WIN32
+  size_t bytes = 0;
+  for (_HEAPINFO block = {}; _heapwalk(&block) == _HEAPOK;) {
+    if (block._useflag == _USEDENTRY) bytes += block._size;
+  }
+  return bytes;
+#else
+  return mallinfo2().uordblks;
+#endif
+}
 
 class Deliberate : public FactorySlots {};
 

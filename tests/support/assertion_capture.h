@@ -1,37 +1,30 @@
 // AssertionCapture: takes the reports of the helper library's checks, counts the breaks, and
 // resumes.
 #pragma once
-#include <signal.h>
-
 #include <string>
 #include <vector>
 
 #include "platform/platform.h"
+#include "tests/support/break_counter.h"
 
 /// While it lives, a failed check is recorded here and the program goes on after it. Not nestable.
 class AssertionCapture {
  public:
   AssertionCapture() {
     state() = {};
-    struct sigaction counting = {};
-    counting.sa_handler = [](int) { state().breaks = state().breaks + 1; };
-    ::sigaction(SIGTRAP, &counting, &previousAction_);
     previousSink_ = platform::setDebugOutputSink([](const char16_t* text) {
       state().reports.emplace_back(text);
-      state().breaksAtReport = state().breaks;
+      state().breaksAtReport = BreakCounter::count();
     });
   }
-  ~AssertionCapture() {
-    platform::setDebugOutputSink(previousSink_);
-    ::sigaction(SIGTRAP, &previousAction_, nullptr);
-  }
+  ~AssertionCapture() { platform::setDebugOutputSink(previousSink_); }
   AssertionCapture(const AssertionCapture&) = delete;
   AssertionCapture& operator=(const AssertionCapture&) = delete;
 
   /// Every report since construction or take(), in order, to the letter.
   const std::vector<std::u16string>& reports() const { return state().reports; }
   /// Debugger breaks since construction or take(); one for each report.
-  int breaks() const { return state().breaks; }
+  int breaks() const { return BreakCounter::count(); }
   /// Breaks that came before the last report; a report precedes its break.
   int breaksAtReport() const { return state().breaksAtReport; }
 
@@ -39,6 +32,7 @@ class AssertionCapture {
   std::vector<std::u16string> take() {
     std::vector<std::u16string> taken = std::move(state().reports);
     state() = {};
+    BreakCounter::reset();
     return taken;
   }
 
@@ -52,7 +46,6 @@ class AssertionCapture {
  private:
   struct State {
     std::vector<std::u16string> reports;
-    volatile sig_atomic_t breaks = 0;
     int breaksAtReport = 0;
   };
   static State& state() {
@@ -60,6 +53,6 @@ class AssertionCapture {
     return instance;
   }
 
-  struct sigaction previousAction_ = {};
+  BreakCounter breaks_;
   platform::DebugOutputSink previousSink_ = nullptr;
 };
