@@ -9,5 +9,5 @@ if [ "$1" = stop ]; then
 fi
 mkdir -p "$WINEPREFIX"
 # The server must not hold the pipes that ctest waits for.
-"$server" --persistent > /dev/null 2>&1 < /dev/null
-"$here/../../scripts/wine.sh" wineboot --update > "$WINEPREFIX.log" 2>&1 < /dev/null
+"$server" --persistent > /dev/null 2>&1 < /dev/null || [ $? -eq 2 ]  # 2: it runs already
+"$here/../../scripts/wine.sh" wineboot --init > "$WINEPREFIX.log" 2>&1 < /dev/null
