@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Turns the linked device image (ELF) into the DLL (PE) that the device's loader takes.
 
-The DLL has the sections of the image at the same distances from its base, and behind them what the
+The DLL has the sections of the image at the same distances from its base, and after them what the
 loader needs: an export directory, one import descriptor (coredll.dll, by name), the version and
 the base relocations. Nothing in it depends on the time or the place of the build.
 

@@ -1,5 +1,7 @@
 // Runs a reader over one box as the walk over the boxes does.
 #pragma once
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -9,6 +11,7 @@
 #include "atomkit/core/streams/box_reader.h"
 #include "atomkit/core/streams/byte_stream.h"
 #include "tests/support/boxes.h"
+#include "tests/support/failing_source.h"
 #include "tests/support/memory_source.h"
 
 /// Reads a box header from `source`, hands the payload to read(AtomReader&, uint64_t payloadSize)
@@ -26,6 +29,26 @@ template <class Read>
 void readBox(const boxes::Bytes& bytes, Read read) {
   MemorySource source(bytes);
   readBox(source, source.size(), read);
+}
+
+/// Lets each operation of the source fail once while `read` reads the box: what the source throws
+/// must come out, whichever operation it was.
+template <class Read>
+void expectSourceFailuresToPassThrough(const boxes::Bytes& bytes, Read read) {
+  for (uint32_t number = 0;; ++number) {
+    FailingSource source(bytes, number, Failure::once);
+    bool thrown = false;
+    try {
+      readBox(source, atomkit::kUnknownLength, read);
+    } catch (const HostCode&) {
+      thrown = true;
+    }
+    if (!source.failed()) {
+      EXPECT_GT(number, 20u) << "a box of too few operations";
+      return;
+    }
+    EXPECT_TRUE(thrown) << "operation " << number;
+  }
 }
 
 /// Delivers one byte per read, whatever is asked for.
