@@ -107,6 +107,7 @@ void OutputFile::create() {
 
 void OutputFile::write(const uint8_t* bytes, size_t count) {
   if (!file_) create();
+  if (count == 0) return;  // no bytes need no address, and fwrite() wants one
   if (std::fwrite(bytes, 1, count, file_.get()) != count) {
     throw cannotWrite(target_, systemReason());
   }

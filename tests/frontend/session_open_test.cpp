@@ -59,8 +59,8 @@ TEST(OpenSession, AsksTheHostInAFixedOrder) {
 }
 
 TEST(OpenSession, GivesTheProviderBackRightAfterItsOpen) {
-  Opening opening(song());
   CallLog log;
+  Opening opening(song());
   opening.context.alsoTo = &log;
   opening.provider.alsoTo = &log;
   opening.stream.alsoTo = &log;
@@ -74,8 +74,8 @@ TEST(OpenSession, GivesTheProviderBackRightAfterItsOpen) {
 }
 
 TEST(OpenSession, GivesTheProviderBackBeforeAStreamThatAFailedOpenStored) {
-  Opening opening(song());
   CallLog log;
+  Opening opening(song());
   opening.provider.references.logTo(log, "provider");
   opening.stream.references.logTo(log, "stream");
   opening.provider.openResult = kHostCode;
