@@ -35,7 +35,12 @@ uint64_t allocationsOfTheList(OpenSession& open) {
 /// A field that gives the file, or a chapter, its title.
 ZtField titled(const std::string& title) { return {"title", {title}}; }
 
-/// Processor time of describing item 1, in seconds; the least of several tries.
+/// What the clock of the coarsest system may be off by, in seconds.
+constexpr double kClockStep = 0.02;
+/// Descriptions in one measurement, so that it lasts long beside a step of the clock.
+constexpr int kRounds = 40;
+
+/// Processor time of describing item 1 kRounds times, in seconds; the least of several tries.
 double costOfTheFirstItem(const Bytes& file) {
   OpenSession open(file);
   open.stream.expectedToken = nullptr;
@@ -43,7 +48,9 @@ double costOfTheFirstItem(const Bytes& file) {
   double least = 1e9;
   for (int i = 0; i < 5; ++i) {
     const std::clock_t start = std::clock();
-    EXPECT_EQ(open.session.describeItem(1, info, nullptr), TIOResult::success);
+    for (int round = 0; round < kRounds; ++round) {
+      EXPECT_EQ(open.session.describeItem(1, info, nullptr), TIOResult::success);
+    }
     least = std::min(least, static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
   }
   return least;
@@ -105,5 +112,5 @@ TEST(DescriptionCost, AFileTitleThatNoChapterHasIsNotConverted) {
 TEST(DescriptionCost, NamesThatAreNearlyThoseOfReplayGainCostNoMoreThanOthers) {
   const double other = costOfTheFirstItem(manyValues("x"));
   const double nearly = costOfTheFirstItem(manyValues("replaygain_track_g"));
-  EXPECT_LT(nearly, 3 * other + 0.001);
+  EXPECT_LT(nearly, 3 * other + kClockStep) << other;
 }
