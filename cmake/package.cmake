@@ -1,5 +1,5 @@
-# Installs the license, and what find_package(vela_splitter_mp4) needs: where the header and the
-# plug-in are, and the version.
+# Installs the license, and what find_package(vela_splitter_mp4) and pkg-config need: where the header
+# and the plug-in are, and the version.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
@@ -25,4 +25,13 @@ install(FILES
   ${PROJECT_BINARY_DIR}/vela_splitter_mp4Config.cmake
   ${PROJECT_BINARY_DIR}/vela_splitter_mp4ConfigVersion.cmake
   DESTINATION ${package_dir})
+
+# The paths are relative to the file itself, so that the installed tree can be moved.
+set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH VELA_PC_TO_PREFIX /prefix/${pc_dir} /prefix)
+string(REGEX REPLACE "/$" "" VELA_PC_TO_PREFIX ${VELA_PC_TO_PREFIX})
+configure_file(${CMAKE_CURRENT_LIST_DIR}/vela_splitter_mp4.pc.in
+  ${PROJECT_BINARY_DIR}/vela_splitter_mp4.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vela_splitter_mp4.pc DESTINATION ${pc_dir})
+
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
