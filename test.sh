@@ -27,6 +27,10 @@ includes() { python3 -B scripts/check_includes.py; }
 tidy() { cmake --preset dev && python3 -B scripts/tidy.py build/dev; }
 # The packet lines are what ffprobe says, not what this program says.
 golden() { python3 -B scripts/golden_packets.py check ${VELA_CORPUS:+--corpus "$VELA_CORPUS"}; }
+compatibility() {
+  cmake --preset dev && cmake --build --preset dev --target velahost vela_splitter_mp4 \
+    && tests/compatibility/check.sh build/dev
+}
 corpus_was_used() { python3 -B scripts/test_report.py corpus "${corpus_reports[@]}"; }
 
 # ---- the stages: a name and what it does, one line each
@@ -38,6 +42,7 @@ declare -A stages=(
   [golden]="golden"
   [dev]="tested dev"
   [asan]="tested asan"
+  [compatibility]="compatibility"
   [clang]="tested clang"
   [release-tests]="tested release-tests"
   [x86-32]="tested x86-32"
@@ -49,7 +54,7 @@ declare -A stages=(
   [device]="tested device"
   [corpus]="corpus_was_used"
 )
-all=(format includes golden dev asan clang release-tests x86-32 tidy windows windows-x86 arm wince device)
+all=(format includes golden dev asan compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests}.xml)
 

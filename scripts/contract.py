@@ -7,6 +7,8 @@ Usage:
                                  version has not been given to another contract before
   contract.py update             rewrites docs/contract.txt; refuses when the contract has changed
                                  under a version that is listed in tests/contract/versions.tsv
+  contract.py check-version VERSION HEADER
+                                 fails unless a header gives the contract listed for a version
   contract.py assertions         a C++ program that holds docs/contract.txt against the compiler
 
 The header is read strictly: a declaration of a form that is not known here is an error, so nothing
@@ -171,6 +173,11 @@ def check():
         raise Refused("docs/contract.txt is not what the header says; run scripts/contract.py update")
 
 
+def check_version(version, file):
+    if versions().get(version) != digest(Header(pathlib.Path(file).read_text())):
+        raise Refused(f"{file} is not the contract of version {version}")
+
+
 def update():
     header = Header(HEADER.read_text())
     known = versions()
@@ -248,6 +255,8 @@ def main(arguments):
             print(document(Header(pathlib.Path(header[0]).read_text() if header else HEADER.read_text())), end="")
         case ["check"]:
             check()
+        case ["check-version", version, header]:
+            check_version(version, header)
         case ["update"]:
             update()
         case ["assertions"]:
