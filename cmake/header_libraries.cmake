@@ -1,8 +1,9 @@
-# CLI11 and nlohmann-json. They are headers alone, so a cross build uses those of this machine, but
-# must not see the rest of /usr/include: it gets a folder with links to the two.
+# CLI11, nlohmann-json and fmt. They are used as headers alone, so a cross build uses those of this machine, but
+# must not see the rest of /usr/include: it gets a folder with links to these.
 if(NOT CMAKE_CROSSCOMPILING)
   find_package(CLI11 QUIET GLOBAL)
   find_package(nlohmann_json QUIET GLOBAL)
+  find_package(fmt QUIET GLOBAL)
   return()
 endif()
 
@@ -21,3 +22,7 @@ function(add_header_library target folder)
 endfunction()
 add_header_library(CLI11::CLI11 CLI)
 add_header_library(nlohmann_json::nlohmann_json nlohmann)
+add_header_library(fmt::fmt-header-only fmt)
+if(TARGET fmt::fmt-header-only)
+  target_compile_definitions(fmt::fmt-header-only INTERFACE FMT_HEADER_ONLY)
+endif()

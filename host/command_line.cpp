@@ -6,9 +6,11 @@
 #include <map>
 #include <new>
 
+#include "cli/interrupts.h"
+#include "cli/text.h"
+#include "cli/usage.h"
 #include "host/commands/commands.h"
 #include "host/failure.h"
-#include "host/interrupts.h"
 #include "host/json_output.h"
 #include "host/text.h"
 
@@ -65,38 +67,16 @@ constexpr char kSeekHelp[] = "Tell where a seek lands: pre-roll, frames cut, key
 constexpr char kJsonHelp[] = "Print JSON";
 constexpr char kItemHelp[] = "Item identifier; 0 is the whole file";
 
-/// What is wrong with a command line that the parser refuses. `first` is its first word, or empty.
-std::string usageSentence(const CLI::App& app, const std::string& first,
-                          const CLI::ParseError& error) {
-  const auto isOption = [](const std::string& word) { return word.size() > 1 && word[0] == '-'; };
-  std::vector<std::string> surplus = app.remaining(true);
-  // A command that takes up all that follows can still be found when its name comes too late.
-  const auto isFirst = [&first](const CLI::App* command) { return command->get_name() == first; };
-  const bool startsWrong =
-      !first.empty() && !isOption(first) && app.get_subcommands(isFirst).empty();
-  if (startsWrong) surplus.insert(surplus.begin(), first);
-  const auto option = std::find_if(surplus.begin(), surplus.end(), isOption);
-  if (!startsWrong && option != surplus.end()) {
-    return "There is no option " + printable(*option) + ". Run with --help for more information.";
-  }
-  if (!startsWrong && !app.get_subcommands().empty()) {
-    return printable(error.what()) + ". Run with --help for more information.";
-  }
-  if (surplus.empty()) return "Name a command: info, packets, extract or seek.";
-  return "There is no command \"" + printable(surplus[0]) +
-         "\". The commands are info, packets, extract and seek.";
-}
-
 /// Tells people of a failure. @return the exit status
 int complain(const Failure& failure, const std::filesystem::path& file, std::ostream& err) {
-  err << "velahost: " << (file.empty() ? "" : pathText(file) + ": ") << failure.what() << '\n';
+  err << "velahost: " << (file.empty() ? "" : cli::pathText(file) + ": ") << failure.what() << '\n';
   return failure.status();
 }
 
 }  // namespace
 
 int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::ostream& err,
-                   Terminal errTerminal) {
+                   cli::Terminal errTerminal) {
   CLI::App app("velahost loads the MP4 splitter plug-in and shows what it makes of a file.",
                "velahost");
   app.footer(kFooter);
@@ -155,7 +135,7 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
   extractCommand->add_option("--audio", extractOptions.audio, "Audio output")->type_name("OUT");
   extractCommand->add_option("--video", extractOptions.video, "Video output")->type_name("OUT");
   extractCommand->add_flag_callback(
-      "--force", [&extractOptions] { extractOptions.existing = Existing::replace; },
+      "--force", [&extractOptions] { extractOptions.existing = cli::Existing::replace; },
       "Replace output files that exist");
   extractCommand->add_flag("--keep-partial", extractOptions.keepPartial,
                            "After a failure, keep what was written before it");
@@ -178,12 +158,12 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
     } catch (const CLI::Success& asked) {  // for help or for the version
       return app.exit(asked, out, err);
     } catch (const CLI::ParseError& error) {
-      throw Failure(ExitStatus::usage, usageSentence(app, first, error));
+      throw Failure(ExitStatus::usage, cli::usageSentence(app, first, error));
     }
     packetsOptions.stream = streams.at(stream);
 
     Session session(plugin);
-    const InterruptsCancel interruptsCancel(session.token);
+    const cli::InterruptsSet interruptsCancel(session.token.flag());
     std::optional<Failure> incomplete;
     try {
       if (infoCommand->parsed()) {
@@ -199,8 +179,8 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
         file = seekOptions.file;
         seek(session, seekOptions, out);
       }
-    } catch (const Failure& failure) {
-      throw session.context.explained(failure);
+    } catch (const cli::Failure& failure) {
+      throw session.context.explained(Failure::of(failure));
     }
     out.flush();
     if (!out) throw Failure(ExitStatus::outputFailed, "The output can't be written.");

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/progress.h"
+#include "cli/progress.h"
 
 namespace velahost {
 
@@ -14,6 +14,6 @@ namespace velahost {
 /// @return the exit status: 0; the plug-in's result code (1, 2, 3, 5, 6; 7 for any other code); or
 ///   64 wrong usage, 65 not representable in the asked form, 69 no plug-in, 74 output failed
 int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::ostream& err,
-                   Terminal errTerminal);
+                   cli::Terminal errTerminal);
 
 }  // namespace velahost

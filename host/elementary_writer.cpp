@@ -5,12 +5,12 @@
 
 namespace velahost {
 
-ElementaryWriter::ElementaryWriter(OutputFile& file, const AudioFormatRecord& format)
+ElementaryWriter::ElementaryWriter(cli::OutputFile& file, const AudioFormatRecord& format)
     : file_(file) {
   if (sameGuid(format.mediaId, vela::kMediaAac)) adts_ = adtsSettings(format.config);
 }
 
-ElementaryWriter::ElementaryWriter(OutputFile& file, const VideoFormatRecord& format)
+ElementaryWriter::ElementaryWriter(cli::OutputFile& file, const VideoFormatRecord& format)
     : file_(file), annexB_(sameGuid(format.mediaId, vela::kMediaH264)) {
   head_ = annexB_ ? annexBParameterSets(format.config) : format.config;
 }

@@ -4,8 +4,8 @@
 #include <optional>
 #include <vector>
 
+#include "cli/output_file.h"
 #include "host/adts.h"
-#include "host/output_file.h"
 #include "host/packets.h"
 
 namespace velahost {
@@ -16,8 +16,8 @@ class ElementaryWriter {
  public:
   /// @param file  borrowed; created by the first packet that can be written
   /// @throws Failure (notRepresentable) when the format can't be written
-  ElementaryWriter(OutputFile& file, const AudioFormatRecord& format);
-  ElementaryWriter(OutputFile& file, const VideoFormatRecord& format);
+  ElementaryWriter(cli::OutputFile& file, const AudioFormatRecord& format);
+  ElementaryWriter(cli::OutputFile& file, const VideoFormatRecord& format);
 
   /// @param packet  its bytes may be changed
   /// @throws Failure (outputFailed, notRepresentable)
@@ -29,7 +29,7 @@ class ElementaryWriter {
  private:
   void put(const uint8_t* bytes, size_t count);
 
-  OutputFile& file_;
+  cli::OutputFile& file_;
   std::vector<uint8_t> head_;  ///< what precedes the first packet
   std::optional<AdtsSettings> adts_;
   bool annexB_ = false;

@@ -61,10 +61,15 @@ const char* name(Place place) {
 }
 
 Failure::Failure(ExitStatus status, const std::string& sentence)
-    : std::runtime_error(sentence), status_(static_cast<int>(status)), place_(placeOf(status)) {}
+    : cli::Failure(status, sentence), place_(placeOf(status)) {}
 
 Failure::Failure(Place place, TIOResult result, const std::string& sentence)
-    : std::runtime_error(sentence), status_(exitStatus(result)), place_(place), result_(result) {}
+    : cli::Failure(exitStatus(result), sentence), place_(place), result_(result) {}
+
+Failure Failure::of(const cli::Failure& failure) {
+  if (const auto* const own = dynamic_cast<const Failure*>(&failure)) return *own;
+  return Failure(static_cast<ExitStatus>(failure.status()), failure.what());
+}
 
 Failure Failure::withSentence(const std::string& sentence) const {
   Failure other(*this);

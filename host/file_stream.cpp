@@ -10,50 +10,19 @@ namespace {
 
 using vela::TIOResult;
 
-// Positions beyond 2 GB need the 64-bit forms, whose names differ.
-#ifdef _WIN32
-bool seekFile(std::FILE* file, int64_t offset, int origin) {
-  return _fseeki64(file, offset, origin) == 0;
-}
-int64_t tellFile(std::FILE* file) { return _ftelli64(file); }
-#else
-static_assert(sizeof(off_t) == 8, "build the host with 64-bit file offsets");
-bool seekFile(std::FILE* file, int64_t offset, int origin) {
-  return fseeko(file, offset, origin) == 0;
-}
-int64_t tellFile(std::FILE* file) { return ftello(file); }
-#endif
-
-std::error_code lastError() { return {errno, std::generic_category()}; }
-
 }  // namespace
 
 FileStream* FileStream::open(const std::filesystem::path& file, StreamCalls* calls,
                              std::error_code& reason) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(file, ignored)) {  // which some systems open without complaint
-    reason = std::make_error_code(std::errc::is_a_directory);
-    return nullptr;
-  }
-#ifdef _WIN32
-  std::FILE* const opened = _wfopen(file.c_str(), L"rb");
-#else
-  std::FILE* const opened = std::fopen(file.c_str(), "rb");
-#endif
-  if (!opened) {
-    reason = lastError();
-    return nullptr;
-  }
-  return new FileStream(opened, calls);
+  cli::FileHandle opened = cli::openForReading(file, reason);
+  if (!opened) return nullptr;
+  return new FileStream(opened.release(), calls);
 }
 
 FileStream::FileStream(std::FILE* file, StreamCalls* calls) : file_(file), calls_(calls) {
   // The plug-in keeps blocks of its own; a second buffer would only copy them once more.
   std::setvbuf(file, nullptr, _IONBF, 0);
-  if (seekFile(file, 0, SEEK_END)) {
-    const int64_t end = tellFile(file);
-    if (end >= 0 && seekFile(file, 0, SEEK_SET)) length_ = static_cast<uint64_t>(end);
-  }
+  if (const auto length = cli::measureFile(file)) length_ = *length;
 }
 
 TIOResult FileStream::seek(uint32_t low, uint32_t high, vela::CancelToken*) {
@@ -64,9 +33,7 @@ TIOResult FileStream::seek(uint32_t low, uint32_t high, vela::CancelToken*) {
 TIOResult FileStream::moveTo(uint64_t position) {
   if (!canSeek()) return TIOResult::failed;
   if (position > length_) return TIOResult::outOfRange;
-  if (!seekFile(file_.get(), static_cast<int64_t>(position), SEEK_SET)) {
-    return readFailed(lastError());
-  }
+  if (!cli::seekFile(file_.get(), position)) return readFailed(cli::lastError());
   position_ = position;
   return TIOResult::success;
 }
@@ -101,7 +68,7 @@ TIOResult FileStream::read(void* buffer, uint32_t count, uint32_t* done, vela::C
     *done += static_cast<uint32_t>(got);
     if (calls_) calls_->bytesRead += got;
     if (*done == count || !std::ferror(file_.get())) return TIOResult::success;
-    const std::error_code reason = lastError();
+    const std::error_code reason = cli::lastError();
     std::clearerr(file_.get());
     // A signal ends the wait for a slow pipe. It need not be one that cancels.
     if (reason != std::errc::interrupted) return readFailed(reason);

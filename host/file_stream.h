@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <system_error>
 
+#include "cli/input_file.h"
 #include "host/reference.h"
 
 namespace velahost {
@@ -55,15 +55,11 @@ class FileStream final : public Counted<FileStream, vela::HostStream> {
 
  private:
   friend class Counted<FileStream, vela::HostStream>;
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   ~FileStream() = default;
   vela::TIOResult readFailed(std::error_code reason);
   vela::TIOResult moveTo(uint64_t position);
 
-  std::unique_ptr<std::FILE, Close> file_;
+  cli::FileHandle file_;
   StreamCalls* calls_;
   uint64_t position_ = 0;
   uint64_t length_ = vela::kUnknown64;

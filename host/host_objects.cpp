@@ -3,6 +3,8 @@
 #include <exception>
 #include <string>
 
+#include "cli/input_file.h"
+
 namespace velahost {
 namespace {
 
@@ -10,15 +12,6 @@ using vela::TIOResult;
 
 std::filesystem::path fileOf(const char16_t* sourceName) {
   return std::filesystem::path(std::u16string(sourceName));
-}
-
-std::string openingSentence(std::error_code reason) {
-  if (reason == std::errc::no_such_file_or_directory) return "There is no such file (result 3).";
-  if (reason == std::errc::permission_denied) {
-    return "There is no permission to read the file (result 3).";
-  }
-  if (reason == std::errc::is_a_directory) return "It is a folder, not a file (result 3).";
-  return "The file can't be opened: " + reason.message() + " (result 3).";
 }
 
 }  // namespace
@@ -49,7 +42,7 @@ Failure FileContext::explained(const Failure& failure) const {
   }
   if (failure.place() != Place::opening) return failure;
   if (failure.result() == TIOResult::sourceNotFound && openFailure) {
-    return failure.withSentence(openingSentence(openFailure));
+    return failure.withSentence(cli::openingSentence(openFailure) + " (result 3).");
   }
   if (failure.result() == TIOResult::failed && calls.bytesRead == 0) {
     return failure.withSentence("The file is empty (result 5).");

@@ -15,6 +15,8 @@ class Token final : public vela::CancelToken {
  public:
   uint32_t isCancelled() override { return cancelled_ != 0; }
   void cancel() { cancelled_ = 1; }
+  /// Cancels when it becomes 1; a signal handler may write it.
+  volatile std::sig_atomic_t& flag() { return cancelled_; }
 
  private:
   // Written by a signal handler.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "cli/text.h"
 #include "host/failure.h"
 #include "host/playback.h"
 #include "host/text.h"
@@ -99,7 +100,7 @@ FileReport reportOf(Session& session, const std::filesystem::path& file) {
   report.pluginVersion = session.plugin().version();
   TextSink filter;
   session.plugin().factory().getFilter(&filter);
-  report.filter = toUtf8(filter.text);
+  report.filter = cli::toUtf8(filter.text);
   report.matchesFilter = session.plugin().factory().matchesFilter(sourceName(file).c_str()) != 0;
 
   const Reference<vela::IMediaSplitter> splitter = session.openForInformation(file);

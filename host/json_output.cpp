@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "cli/text.h"
 #include "host/checksum.h"
 #include "host/text.h"
 
@@ -23,7 +24,7 @@ Json known(uint32_t value) {
 /// Every value of a name is kept, in the order of the file.
 Json tagsJson(const MediaInfoRecord& info) {
   Json tags = Json::object();
-  for (const Tag& tag : info.tags) tags[toUtf8(tag.name)].push_back(toUtf8(tag.value));
+  for (const Tag& tag : info.tags) tags[cli::toUtf8(tag.name)].push_back(cli::toUtf8(tag.value));
   return tags;
 }
 
@@ -42,7 +43,7 @@ Json chaptersJson(const MediaInfoRecord& info) {
   for (const ChapterMark& mark : info.chapters) {
     Json chapter;
     addDuration(chapter, "start", mark.start);
-    chapter["title"] = toUtf8(mark.title);
+    chapter["title"] = cli::toUtf8(mark.title);
     chapters.push_back(std::move(chapter));
   }
   return chapters;
@@ -64,7 +65,7 @@ Json formatJson(const Format& format) {
   if (!format.present) return {{"codec_name", nullptr}, {"media_id", nullptr}, {"config", nullptr}};
   return {{"codec_name", mediaName(format.mediaId)},
           {"media_id", guidText(format.mediaId)},
-          {"config", hexText(format.config, "")}};
+          {"config", cli::hexText(format.config, "")}};
 }
 
 Json audioJson(const FileReport& report) {
@@ -179,15 +180,7 @@ Json packetJson(const Playback& playback, StreamKind kind) {
 std::string errorText(const Failure& failure, const std::filesystem::path& file) {
   Json json = documentJson("error", file.string());
   json["error"] = toJson(failure);
-  return compact(json);
-}
-
-std::string compact(const Json& value) {
-  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-std::string indented(const Json& value) {
-  return value.dump(2, ' ', false, Json::error_handler_t::replace);
+  return cli::compact(json);
 }
 
 }  // namespace velahost

@@ -2,9 +2,9 @@
 // docs/velahost.schema.json checks it.
 #pragma once
 #include <filesystem>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 
+#include "cli/json_text.h"
 #include "host/failure.h"
 #include "host/item_report.h"
 #include "host/playback.h"
@@ -12,7 +12,7 @@
 
 namespace velahost {
 
-using Json = nlohmann::ordered_json;
+using cli::Json;
 
 /// Counts up when a reader of the earlier format would go wrong. New members don't change it.
 inline constexpr int kJsonFormatVersion = 1;
@@ -41,10 +41,5 @@ Json packetJson(const Playback& playback, StreamKind kind);
 
 /// The document that tells of a command's failure, on one line.
 std::string errorText(const Failure& failure, const std::filesystem::path& file);
-
-/// The text of a value, on one line, with bytes that are not UTF-8 replaced.
-std::string compact(const Json& value);
-/// The same, indented.
-std::string indented(const Json& value);
 
 }  // namespace velahost

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "cli/text.h"
 #include "host/failure.h"
 #include "host/reference.h"
 #include "host/text.h"
@@ -50,12 +51,12 @@ class FactorySink final : public vela::ModuleSink {
 SharedLibrary::SharedLibrary(const fs::path& file) {
 #ifdef _WIN32
   handle_ = LoadLibraryW(file.c_str());
-  if (!handle_) throw unavailable("The plug-in " + pathText(file) + " can't be loaded.");
+  if (!handle_) throw unavailable("The plug-in " + cli::pathText(file) + " can't be loaded.");
 #else
   // A name without a slash would be looked for in the system's library folders.
   handle_ = dlopen(fs::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!handle_) {
-    throw unavailable("The plug-in " + pathText(file) + " can't be loaded: " + dlerror());
+    throw unavailable("The plug-in " + cli::pathText(file) + " can't be loaded: " + dlerror());
   }
 #endif
 }
@@ -96,7 +97,7 @@ fs::path findPlugin(const fs::path& given) {
 Plugin::Plugin(const fs::path& file, vela::HostContext* host) : library_(file) {
   const VelaEntryFunction entry = library_.entry();
   if (!entry) {
-    throw unavailable("The plug-in " + pathText(file) + " can't be used: it does not export " +
+    throw unavailable("The plug-in " + cli::pathText(file) + " can't be used: it does not export " +
                       kVelaEntryName + ".");
   }
   module_.reset(entry());
@@ -105,7 +106,7 @@ Plugin::Plugin(const fs::path& file, vela::HostContext* host) : library_(file) {
   FactorySink sink;
   module_->enumerate(&sink);
   if (!sink.factory)
-    throw unavailable("The plug-in " + pathText(file) +
+    throw unavailable("The plug-in " + cli::pathText(file) +
                       " can't be used: it offers no splitter factory.");
   // The factory lives as long as its module and is not counted.
   factory_ = sink.factory.get();

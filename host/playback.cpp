@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "cli/text.h"
 #include "host/failure.h"
 #include "host/text.h"
 
@@ -79,7 +80,7 @@ StreamKind Playback::next() {
 void Playback::requireRead(TIOResult result, const char* stream) const {
   if (result == TIOResult::success) return;
   const std::string stopped =
-      "Reading stopped after " + counted(audioPackets_ + videoPackets_, "packet") + ": ";
+      "Reading stopped after " + cli::counted(audioPackets_ + videoPackets_, "packet") + ": ";
   if (result == TIOResult::failed) {
     throw Failure(Place::reading, result,
                   stopped + "the next " + stream + "packet is damaged or cut short (result 5).");

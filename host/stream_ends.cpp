@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "cli/text.h"
 #include "host/text.h"
 
 namespace velahost {
@@ -45,7 +46,7 @@ void StreamEnds::write(std::ostream& err, const std::filesystem::path& file,
                        const Playback& playback) const {
   const auto writeOne = [&](StreamKind kind, bool present) {
     if (!present || !isEarly(kind)) return;
-    err << "velahost: " << pathText(file) << ": " << name(kind) << " ended at "
+    err << "velahost: " << cli::pathText(file) << ": " << name(kind) << " ended at "
         << secondsText(endedAt(kind), 3) << " s of " << secondsText(duration_, 3) << " s\n";
   };
   writeOne(StreamKind::audio, playback.audioFormat.present);

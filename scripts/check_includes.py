@@ -13,6 +13,7 @@ META = "atomkit/meta/"
 READERS = [CORE + "tables", CORE + "streams", CORE + "containers"]
 TIMING = [META + "timing", META + "codec", *READERS]
 HAL = ["hal/text", "hal/streams", "hal/containers", "hal/memory"]
+INSPECTED = ["cli", "frontend/vela_splitter.h", CORE + "movie", META + "tags", *TIMING]
 ROOMS = {
     "platform/wince": [],
     "platform": ["platform/wince"],
@@ -30,8 +31,11 @@ ROOMS = {
     CORE + "movie": [META + "tags", *TIMING],
     "frontend": [CORE + "movie", META + "tags", *TIMING, "hal", *HAL, "platform"],
     # The command line calls the commands, and these the rest of the host.
-    "host": ["host/commands", "frontend/vela_splitter.h"],
-    "host/commands": ["host", "frontend/vela_splitter.h"],
+    "cli": [],
+    "inspect": ["inspect/commands", *INSPECTED],
+    "inspect/commands": ["inspect", *INSPECTED],
+    "host": ["host/commands", "cli", "frontend/vela_splitter.h"],
+    "host/commands": ["host", "cli", "frontend/vela_splitter.h"],
 }
 # The public header stands alone, so that a host needs no other file.
 ALONE = ["frontend/vela_splitter.h"]

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs, where they are missing. Usage: setup.sh run|test|all
-#   run   builds the plug-in and the reference host
+#   run   builds the plug-in, the reference host and the inspector
 #   test  builds and passes the tests
 #   all   also the other compilers and the checks of test.sh --all
 set -euo pipefail
 
-packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
+packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libfmt-dev)
 job=${1:-run}
 if [ "$job" != run ]; then
   packages+=(libgtest-dev libgmock-dev binutils ffmpeg ccache git python3 python3-jsonschema)

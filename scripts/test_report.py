@@ -8,7 +8,7 @@
 import sys
 import xml.etree.ElementTree as ElementTree
 
-# What a test says that is skipped for want of a corpus (tests/host/media.h).
+# What a test says that is skipped for want of a corpus (tests/programs/media.h).
 NO_CORPUS = "VELA_CORPUS is not set"
 
 

@@ -4,10 +4,10 @@
 #include <optional>
 #include <ostream>
 
+#include "cli/output_file.h"
+#include "cli/progress.h"
 #include "host/failure.h"
-#include "host/output_file.h"
 #include "host/playback.h"
-#include "host/progress.h"
 #include "host/splitter_file.h"
 
 namespace velahost {
@@ -39,7 +39,7 @@ struct ExtractOptions {
   std::filesystem::path file;
   std::filesystem::path audio;  ///< empty: not wanted
   std::filesystem::path video;  ///< empty: not wanted
-  Existing existing = Existing::keep;
+  cli::Existing existing = cli::Existing::keep;
   /// Whether what was written before a failure keeps the name asked for.
   bool keepPartial = false;
   Output output = Output::text;
@@ -47,7 +47,7 @@ struct ExtractOptions {
 /// Writes elementary streams. Nothing is created before the first packet can be written, and no
 /// output has its name before all of it is written.
 void extract(Session& session, const ExtractOptions& options, std::ostream& out, std::ostream& err,
-             Terminal errTerminal);
+             cli::Terminal errTerminal);
 
 struct SeekOptions {
   std::filesystem::path file;

@@ -5,11 +5,12 @@
 #include <system_error>
 #include <vector>
 
+#include "cli/output_file.h"
+#include "cli/text.h"
 #include "host/commands/commands.h"
 #include "host/elementary_writer.h"
 #include "host/failure.h"
 #include "host/json_output.h"
-#include "host/output_file.h"
 #include "host/stream_ends.h"
 #include "host/text.h"
 
@@ -26,20 +27,22 @@ Wanted wantedStreams(const ExtractOptions& options) {
 
 void refuseSharedFiles(const ExtractOptions& options) {
   for (const std::filesystem::path& output : {options.audio, options.video}) {
-    if (!output.empty() && sameFile(output, options.file)) {
-      throw Failure(ExitStatus::usage, "The output " + pathText(output) + " is the input itself.");
+    if (!output.empty() && cli::sameFile(output, options.file)) {
+      throw Failure(ExitStatus::usage,
+                    "The output " + cli::pathText(output) + " is the input itself.");
     }
   }
-  if (!options.audio.empty() && !options.video.empty() && sameFile(options.audio, options.video)) {
-    throw Failure(ExitStatus::usage,
-                  "The output " + pathText(options.video) + " can't take both audio and video.");
+  if (!options.audio.empty() && !options.video.empty() &&
+      cli::sameFile(options.audio, options.video)) {
+    throw Failure(ExitStatus::usage, "The output " + cli::pathText(options.video) +
+                                         " can't take both audio and video.");
   }
 }
 
 /// One stream on its way into a file.
 class Extraction {
  public:
-  Extraction(const char* kind, const std::filesystem::path& target, Existing existing)
+  Extraction(const char* kind, const std::filesystem::path& target, cli::Existing existing)
       : kind_(kind), file_(target, existing) {}
 
   template <class Format>
@@ -68,10 +71,10 @@ class Extraction {
     if (!file_.begun()) return "";
     try {
       file_.finish();
-    } catch (const Failure& failure) {
+    } catch (const cli::Failure& failure) {
       return std::string(" ") + failure.what();
     }
-    return " The output " + pathText(file_.target()) + " has the " +
+    return " The output " + cli::pathText(file_.target()) + " has the " +
            std::to_string(writer_->packets()) + " packets before that.";
   }
 
@@ -91,13 +94,13 @@ class Extraction {
 
  private:
   const char* kind_;
-  OutputFile file_;
+  cli::OutputFile file_;
   std::optional<ElementaryWriter> writer_;
   std::string mediaName_;
 };
 
 void copyPackets(Playback& playback, std::optional<Extraction>& audio,
-                 std::optional<Extraction>& video, Progress& progress, StreamEnds& ends) {
+                 std::optional<Extraction>& video, cli::Progress& progress, StreamEnds& ends) {
   uint64_t furthest = 0;
   for (StreamKind kind = playback.next(); kind != StreamKind::none; kind = playback.next()) {
     const bool isAudio = kind == StreamKind::audio;
@@ -115,7 +118,7 @@ void copyPackets(Playback& playback, std::optional<Extraction>& audio,
 }  // namespace
 
 void extract(Session& session, const ExtractOptions& options, std::ostream& out, std::ostream& err,
-             Terminal errTerminal) {
+             cli::Terminal errTerminal) {
   const Wanted wanted = wantedStreams(options);
   refuseSharedFiles(options);
   std::optional<Extraction> audio;
@@ -135,18 +138,18 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
     {
       std::error_code unknown;
       const auto length = std::filesystem::file_size(options.file, unknown);
-      Progress progress(err, errTerminal, unknown ? 0 : length);
+      cli::Progress progress(err, errTerminal, unknown ? 0 : length);
       copyPackets(playback, audio, video, progress, ends);
     }
     if (audio) audio->finish();
     refuseSharedFiles(options);  // names that differ in case may be one file, now that it exists
     if (video) video->finish();
-  } catch (const Failure& failure) {
+  } catch (const cli::Failure& failure) {
     if (!options.keepPartial) throw;
     std::string sentence = failure.what();
     if (audio) sentence += audio->keepPartial();
     if (video) sentence += video->keepPartial();
-    throw failure.withSentence(sentence);
+    throw Failure::of(failure).withSentence(sentence);
   }
   if (options.output == Output::json) {
     Json json = documentJson("extract", options.file.string());
@@ -154,7 +157,7 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
     addDuration(json, "duration", duration);
     json["audio"] = audio ? audio->json(StreamKind::audio, ends) : Json(nullptr);
     json["video"] = video ? video->json(StreamKind::video, ends) : Json(nullptr);
-    out << indented(json) << '\n';
+    out << cli::indented(json) << '\n';
     return;
   }
   if (audio) audio->report(out);

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "cli/text.h"
 #include "host/commands/commands.h"
 #include "host/failure.h"
 #include "host/item_report.h"
@@ -42,7 +43,7 @@ void wrapped(std::ostream& out, const std::string& label, const std::string& wor
   std::string shownLabel = label;
   std::istringstream in(words);
   for (std::string word; in >> word;) {
-    if (!current.empty() && columns(current) + 1 + columns(word) > kValueWidth) {
+    if (!current.empty() && cli::columns(current) + 1 + cli::columns(word) > kValueWidth) {
       line(out, std::exchange(shownLabel, ""), std::exchange(current, ""));
     }
     current += (current.empty() ? "" : " ") + word;
@@ -54,7 +55,7 @@ template <class Format>
 void writeFormat(std::ostream& out, const Format& format) {
   if (!format.present) return;
   line(out, "  media", guidText(format.mediaId));
-  wrapped(out, "  config", hexText(format.config, " "));
+  wrapped(out, "  config", cli::hexText(format.config, " "));
 }
 
 void writeFormats(std::ostream& out, const FileReport& report) {
@@ -62,7 +63,7 @@ void writeFormats(std::ostream& out, const FileReport& report) {
   if (record.audioFormatName[0] != '\0') {
     line(out, "Audio",
          std::string(record.audioFormatName) + ", " + std::to_string(record.sampleRate) + " Hz, " +
-             counted(record.channels, "channel"));
+             cli::counted(record.channels, "channel"));
     writeFormat(out, report.audioFormat);
   }
   if (record.videoFormatName[0] != '\0') {
@@ -81,7 +82,7 @@ void writeChapters(std::ostream& out, const MediaInfoRecord& whole) {
   line(out, "Chapters", std::to_string(whole.chapters.size()));
   for (size_t i = 0; i < whole.chapters.size(); ++i) {
     out << std::setw(4) << i + 1 << "  " << clockTime(whole.chapters[i].start);
-    const std::string title = printable(toUtf8(whole.chapters[i].title));
+    const std::string title = cli::printable(cli::toUtf8(whole.chapters[i].title));
     out << (title.empty() ? "" : "  ") << title << '\n';
   }
 }
@@ -101,7 +102,8 @@ std::vector<NamedValue> namedValues(const MediaInfoRecord& info) {
   std::vector<NamedValue> values;
   for (size_t i = 0; i < info.tags.size(); ++i) {
     const bool furtherValue = i > 0 && info.tags[i].name == info.tags[i - 1].name;
-    values.push_back({furtherValue ? "" : toUtf8(info.tags[i].name), toUtf8(info.tags[i].value)});
+    values.push_back(
+        {furtherValue ? "" : cli::toUtf8(info.tags[i].name), cli::toUtf8(info.tags[i].value)});
   }
   for (const ReplayGainValue& value : kReplayGainValues) {
     if (!(info.flags & value.flag)) continue;
@@ -116,12 +118,12 @@ void writeTags(std::ostream& out, const MediaInfoRecord& info) {
   const std::vector<NamedValue> values = namedValues(info);
   size_t widest = 0;
   for (const NamedValue& entry : values) {
-    widest = std::max(widest, columns(printable(entry.name)));
+    widest = std::max(widest, cli::columns(cli::printable(entry.name)));
   }
   for (const NamedValue& entry : values) {
-    std::string label = printable(entry.name);
-    for (const std::string& part : printableLines(entry.value)) {
-      const std::string padding(part.empty() ? 0 : widest - columns(label) + 2, ' ');
+    std::string label = cli::printable(entry.name);
+    for (const std::string& part : cli::printableLines(entry.value)) {
+      const std::string padding(part.empty() ? 0 : widest - cli::columns(label) + 2, ' ');
       out << "  " << label << padding << part << '\n';
       label.clear();
     }
@@ -158,7 +160,7 @@ void writeItem(std::ostream& out, const ItemReport& item) {
 }
 
 void writeText(std::ostream& out, const FileReport& report) {
-  line(out, "File", printable(report.file));
+  line(out, "File", cli::printable(report.file));
   line(out, "Filter",
        report.filter + (report.matchesFilter ? " (matches)" : " (the name does not match)"));
   line(out, "Duration", clockTime(report.whole.duration));
@@ -177,7 +179,7 @@ std::optional<Failure> info(Session& session, const InfoOptions& options, std::o
   FileReport report = reportOf(session, options.file);
   shareCommonTags(report);
   if (options.output == Output::json) {
-    out << indented(toJson(report)) << '\n';
+    out << cli::indented(toJson(report)) << '\n';
   } else {
     writeText(out, report);
   }

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "cli/text.h"
 #include "host/checksum.h"
 #include "host/commands/commands.h"
 #include "host/json_output.h"
@@ -47,12 +48,12 @@ void writePacket(std::ostream& out, const Playback& playback, StreamKind kind) {
 
 std::string totalsText(const Totals& totals) {
   if (!totals.present) return "none";
-  return counted(totals.packets, "packet") + ", " + counted(totals.bytes, "byte");
+  return cli::counted(totals.packets, "packet") + ", " + cli::counted(totals.bytes, "byte");
 }
 
 void writeTotals(std::ostream& out, const Totals& audio, const Totals& video) {
   out << "audio   " << totalsText(audio);
-  if (audio.present) out << ", " << counted(audio.frames, "frame");
+  if (audio.present) out << ", " << cli::counted(audio.frames, "frame");
   out << "\nvideo   " << totalsText(video) << '\n';
 }
 
@@ -99,7 +100,7 @@ void packets(Session& session, const PacketsOptions& options, std::ostream& out,
   if (options.from != 0) playback.seek(options.from);
 
   const bool json = options.output == Output::json;
-  if (json && !options.summary) out << compact(headingJson(options, playback)) << '\n';
+  if (json && !options.summary) out << cli::compact(headingJson(options, playback)) << '\n';
   if (!json && !options.summary) writeHeading(out);
   StreamEnds ends(duration, options.from);
   Totals audio;
@@ -116,13 +117,13 @@ void packets(Session& session, const PacketsOptions& options, std::ostream& out,
     }
     if (options.summary) continue;
     if (json) {
-      out << compact(packetJson(playback, kind)) << '\n';
+      out << cli::compact(packetJson(playback, kind)) << '\n';
     } else {
       writePacket(out, playback, kind);
     }
   }
   if (json) {
-    out << compact(summaryJson(options, duration, audio, video, ends)) << '\n';
+    out << cli::compact(summaryJson(options, duration, audio, video, ends)) << '\n';
     return;
   }
   if (options.summary) writeTotals(out, audio, video);

@@ -2,6 +2,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/text.h"
 #include "host/commands/commands.h"
 #include "host/failure.h"
 #include "host/json_output.h"
@@ -48,11 +49,12 @@ void writeAudio(std::ostream& out, const Playback& playback, const Landing& land
     out << "Audio   at its end\n";
     return;
   }
-  out << "Audio   " << counted(landing.prerollPackets, "packet") << " of pre-roll, then a packet";
+  out << "Audio   " << cli::counted(landing.prerollPackets, "packet")
+      << " of pre-roll, then a packet";
   if (playback.audio.startOffset != 0) {
-    out << " whose first " << counted(playback.audio.startOffset, "frame") << " are cut";
+    out << " whose first " << cli::counted(playback.audio.startOffset, "frame") << " are cut";
   }
-  out << "\n        " << counted(playback.audio.frames, "frame") << " to play; "
+  out << "\n        " << cli::counted(playback.audio.frames, "frame") << " to play; "
       << place(playback.audio.payload) << '\n';
 }
 
@@ -110,7 +112,7 @@ void seek(Session& session, const SeekOptions& options, std::ostream& out) {
   playback.start(options.item, Wanted::both);
   const Landing landing = land(playback, options.to);
   if (options.output == Output::json) {
-    out << indented(landingJson(options, playback, landing)) << '\n';
+    out << cli::indented(landingJson(options, playback, landing)) << '\n';
   } else {
     writeText(out, playback, landing, options.item);
   }

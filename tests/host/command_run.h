@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/command_line.h"
-#include "tests/host/media.h"
+#include "tests/programs/media.h"
 
 namespace command {
 
@@ -18,7 +18,7 @@ struct CommandRun {
 
 /// Runs a command line without a word of the test's own.
 inline CommandRun runAsGiven(std::vector<std::string> arguments,
-                             velahost::Terminal terminal = velahost::Terminal::no) {
+                             cli::Terminal terminal = cli::Terminal::no) {
   std::ostringstream out;
   std::ostringstream err;
   const int status = velahost::runCommandLine(std::move(arguments), out, err, terminal);
@@ -28,7 +28,7 @@ inline CommandRun runAsGiven(std::vector<std::string> arguments,
 /// Runs a command line against the built plug-in, in the folder of the media, so that what is
 /// printed holds no folder names.
 inline CommandRun run(std::vector<std::string> arguments,
-                      velahost::Terminal terminal = velahost::Terminal::no) {
+                      cli::Terminal terminal = cli::Terminal::no) {
   std::filesystem::current_path(media::dataFolder());
   arguments.insert(arguments.begin(), {"--plugin", media::pluginFile().string()});
   return runAsGiven(std::move(arguments), terminal);

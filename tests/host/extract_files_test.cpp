@@ -12,8 +12,8 @@
 #include <fstream>
 #include <string>
 
-#include "tests/host/child.h"
-#include "tests/host/media.h"
+#include "tests/programs/child.h"
+#include "tests/programs/media.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include "host/command_line.h"
 #include "host/text.h"
 #include "tests/host/golden_packets.h"
-#include "tests/host/media.h"
 #include "tests/host/plugin_session.h"
+#include "tests/programs/media.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ class Extracting : public testing::TestWithParam<media::File> {
     const int status =
         velahost::runCommandLine({"extract", GetParam().path().string(), kind.option, bare.string(),
                                   "--plugin", media::pluginFile().string()},
-                                 out, err, velahost::Terminal::no);
+                                 out, err, cli::Terminal::no);
     // "audio   AAC, 131 packets, 16241 bytes"
     const std::string told = out.str();
     const size_t comma = told.find(", ");

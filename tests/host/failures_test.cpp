@@ -8,8 +8,8 @@
 
 #include "host/host_objects.h"
 #include "host/splitter_file.h"
-#include "tests/host/child.h"
-#include "tests/host/media.h"
+#include "tests/programs/child.h"
+#include "tests/programs/media.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include "host/command_line.h"
 #include "tests/host/golden_packets.h"
-#include "tests/host/media.h"
+#include "tests/programs/media.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ CommandRun run(const std::string& command, const std::string& file) {
   std::ostringstream err;
   const auto start = std::chrono::steady_clock::now();
   const int status = velahost::runCommandLine(
-      {command, file, "--plugin", media::pluginFile().string()}, out, err, velahost::Terminal::no);
+      {command, file, "--plugin", media::pluginFile().string()}, out, err, cli::Terminal::no);
   const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
   return {status, out.str(), err.str(), taken.count()};
 }

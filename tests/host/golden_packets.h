@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/playback.h"
-#include "tests/host/media.h"
+#include "tests/programs/media.h"
 
 namespace golden {
 

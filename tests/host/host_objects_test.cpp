@@ -12,7 +12,7 @@
 #include "host/media_info.h"
 #include "host/packets.h"
 #include "host/splitter_file.h"
-#include "tests/host/media.h"
+#include "tests/programs/media.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "host/text.h"
+#include "cli/text.h"
 #include "tests/host/command_run.h"
 
 namespace {
@@ -59,8 +59,7 @@ INSTANTIATE_TEST_SUITE_P(Host, CommittedText, testing::ValuesIn(shownCommands())
 TEST_P(CommittedText, FitsIntoEightyColumns) {
   if (std::count(GetParam().arguments.begin(), GetParam().arguments.end(), "--json") != 0) return;
   std::istringstream lines(media::readText(GetParam().file()));
-  for (std::string line; std::getline(lines, line);)
-    EXPECT_LE(velahost::columns(line), 80u) << line;
+  for (std::string line; std::getline(lines, line);) EXPECT_LE(cli::columns(line), 80u) << line;
 }
 
 TEST(CommittedTexts, AllHaveACommand) {
@@ -158,7 +157,7 @@ TEST(Progress, IsDrawnOnATerminalOnly) {
   const std::vector<std::string> extract = {"extract", "sample.mp4", "--audio",
                                             (scratch / "out").string(), "--force"};
   EXPECT_EQ(run(extract).err, "");
-  const CommandRun onTerminal = run(extract, velahost::Terminal::yes);
+  const CommandRun onTerminal = run(extract, cli::Terminal::yes);
   EXPECT_THAT(onTerminal.err, testing::HasSubstr("##"));
   EXPECT_THAT(onTerminal.err, testing::EndsWith("\r")) << "the bar is taken away in the end";
 }

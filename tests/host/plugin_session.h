@@ -2,7 +2,7 @@
 #pragma once
 #include "host/playback.h"
 #include "host/splitter_file.h"
-#include "tests/host/media.h"
+#include "tests/programs/media.h"
 
 /// The plug-in loaded, one file opened for playing, nothing started yet.
 struct PlayedFile {

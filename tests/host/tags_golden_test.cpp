@@ -8,10 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "cli/text.h"
 #include "host/item_report.h"
 #include "host/text.h"
 #include "tests/host/golden_packets.h"
-#include "tests/host/media.h"
+#include "tests/programs/media.h"
 
 namespace {
 
@@ -83,8 +84,8 @@ std::string decimals(double value, const char* format) {
 std::map<std::string, std::string> tagsOf(const velahost::MediaInfoRecord& info) {
   std::map<std::string, std::string> tags;
   for (const velahost::Tag& tag : info.tags) {
-    const std::string value = cell(withoutLastLineEnds(velahost::toUtf8(tag.value)));
-    const auto [entry, isNew] = tags.try_emplace(cell(velahost::toUtf8(tag.name)), value);
+    const std::string value = cell(withoutLastLineEnds(cli::toUtf8(tag.value)));
+    const auto [entry, isNew] = tags.try_emplace(cell(cli::toUtf8(tag.name)), value);
     if (!isNew) entry->second += "\\n" + value;
   }
   if (info.flags & vela::kTrackGainPresent) {
@@ -125,7 +126,7 @@ TEST_P(GoldenTags, AreToldAsCommitted) {
     if (index < chapters.size()) {
       told = decimals(static_cast<double>(chapters[index].start) / vela::kHostUnitsPerSecond,
                       "%.3f ") +
-             velahost::toUtf8(chapters[index].title);
+             cli::toUtf8(chapters[index].title);
       ++chapterRows;
     }
     EXPECT_EQ(cell(told), row.ours);

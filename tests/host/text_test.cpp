@@ -11,31 +11,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 constexpr uint64_t kSecond = vela::kHostUnitsPerSecond;
-
-TEST(HostText, ConvertsUtf16OfEveryLengthBothWays) {
-  const std::u16string wide = u"a é € 𝄞";
-  const std::string narrow = "a \xc3\xa9 \xe2\x82\xac \xf0\x9d\x84\x9e";
-  EXPECT_EQ(velahost::toUtf8(wide), narrow);
-  EXPECT_EQ(velahost::toUtf16(narrow), wide);
-}
-
-TEST(HostText, ReplacesASurrogateWithoutItsPartner) {
-  EXPECT_EQ(velahost::toUtf8(u"x\xd834"), "x\xef\xbf\xbd");
-  EXPECT_EQ(velahost::toUtf8(u"\xdd1ex"), "\xef\xbf\xbdx");
-}
-
-TEST(HostText, ReplacesBytesThatAreNoCharacter) {
-  EXPECT_EQ(velahost::toUtf16("\xff"
-                              "a"),
-            u"\xfffd"
-            u"a");
-  EXPECT_EQ(velahost::toUtf16("\xc0\xaf"), u"\xfffd\xfffd") << "an overlong form";
-  EXPECT_EQ(velahost::toUtf16("\xed\xa0\x80"), u"\xfffd\xfffd\xfffd") << "half a pair";
-  EXPECT_EQ(velahost::toUtf16("\xe2\x82"), u"\xfffd\xfffd") << "cut short";
-}
 
 TEST(HostText, TakesTextByCountOrUpToTheNul) {
   const char16_t text[] = u"ab\0cd";
@@ -43,42 +19,6 @@ TEST(HostText, TakesTextByCountOrUpToTheNul) {
   EXPECT_EQ(velahost::takeText(text, 1), u"a");
   EXPECT_EQ(velahost::takeText(text, 5), std::u16string(text, 5));
   EXPECT_EQ(velahost::takeText(nullptr, vela::kUntilNul), u"");
-}
-
-TEST(HostText, CountsCharactersNotBytes) { EXPECT_EQ(velahost::columns("Größe"), 5u); }
-
-TEST(HostText, ShowsControlCharactersAsEscapes) {
-  EXPECT_EQ(velahost::printable("\x01 \x1b[31m\x7f"), "\\x01 \\x1b[31m\\x7f");
-  EXPECT_EQ(velahost::printable("one\r\ntwo\tthree"), "one\\x0d\\x0atwo\\x09three");
-  EXPECT_EQ(velahost::printable(velahost::toUtf8(u"a\u0080b\u0085c\u009b31m")),
-            "a\\u0080b\\u0085c\\u009b31m")
-      << "C1 controls";
-}
-
-TEST(HostText, ShowsCharactersThatReorderOrBreakLinesAsEscapes) {
-  for (const char16_t character :
-       u"\u061c\u200e\u200f\u2028\u2029\u202a\u202b\u202c\u202d\u202e\u2066\u2067\u2068\u2069") {
-    if (character == 0) continue;
-    char escape[8];
-    std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(character));
-    EXPECT_EQ(velahost::printable(velahost::toUtf8(std::u16string(1, character))), escape);
-  }
-}
-
-TEST(HostText, LeavesAllOtherCharactersAsTheyAre) {
-  const std::string text = "a\u00a0\u200d\u2027\u202f\u2065\u206a אב العربية 𝄞 \\";
-  EXPECT_EQ(velahost::printable(text), text);
-}
-
-TEST(HostText, ShowsBytesThatAreNotUtf8AsEscapes) {
-  EXPECT_EQ(velahost::printable("caf\xe9.mp4"), "caf\\xe9.mp4");
-  EXPECT_EQ(velahost::printable("\xe2\x82"), "\\xe2\\x82");
-}
-
-TEST(HostText, SplitsLinesAtEveryKindOfLineBreak) {
-  EXPECT_THAT(velahost::printableLines("one\ntwo\r\nthree\rfour\x02\n"),
-              ElementsAre("one", "two", "three", "four\\x02", ""));
-  EXPECT_THAT(velahost::printableLines(""), ElementsAre(""));
 }
 
 TEST(HostText, WritesClockTimesRoundedToMilliseconds) {

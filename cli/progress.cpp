@@ -1,9 +1,9 @@
-#include "host/progress.h"
+#include "cli/progress.h"
 
 #include <algorithm>
 #include <string>
 
-namespace velahost {
+namespace cli {
 namespace {
 
 constexpr int kBarWidth = 40;
@@ -25,4 +25,4 @@ void Progress::reach(uint64_t done) {
        << percent << " %" << std::flush;
 }
 
-}  // namespace velahost
+}  // namespace cli

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <ostream>
 
-namespace velahost {
+namespace cli {
 
 enum class Terminal { no, yes };
 
@@ -28,4 +28,4 @@ class Progress {
   int percent_ = -1;
 };
 
-}  // namespace velahost
+}  // namespace cli

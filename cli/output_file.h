@@ -2,11 +2,11 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
-#include <memory>
 
-namespace velahost {
+#include "cli/input_file.h"
+
+namespace cli {
 
 /// What becomes of a file that has the output's name already.
 enum class Existing { keep, replace };
@@ -40,21 +40,17 @@ class OutputFile {
   void finish();
 
  private:
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   void requireReplaceable() const;
   void create();
 
   std::filesystem::path target_;
   Existing existing_;
   std::filesystem::path unfinished_;  ///< the new file; empty when there is none
-  std::unique_ptr<std::FILE, Close> file_;
+  FileHandle file_;
 };
 
 /// Whether two names are names of one file, also through links; and for files that do not exist
 /// yet, whether they would be.
 bool sameFile(const std::filesystem::path& left, const std::filesystem::path& right);
 
-}  // namespace velahost
+}  // namespace cli

@@ -1,4 +1,4 @@
-#include "tests/host/child.h"
+#include "tests/programs/child.h"
 
 #include <fcntl.h>
 #include <linux/capability.h>
@@ -30,14 +30,30 @@ void apply(const Surroundings& surroundings) {
     prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
     prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH, 0, 0, 0);
   }
+  if (surroundings.largestMemory) {
+    const rlimit limit{*surroundings.largestMemory, *surroundings.largestMemory};
+    setrlimit(RLIMIT_AS, &limit);
+  }
+  if (!surroundings.output.empty()) {
+    const int output = open(surroundings.output.c_str(), O_WRONLY);
+    if (output < 0 || dup2(output, STDOUT_FILENO) < 0) _exit(126);
+  }
   if (!surroundings.folder.empty() && chdir(surroundings.folder.c_str()) != 0) _exit(126);
+}
+
+std::vector<std::string> withPlugin(std::vector<std::string> arguments) {
+  arguments.insert(arguments.end(), {"--plugin", media::pluginFile().string()});
+  return arguments;
 }
 
 }  // namespace
 
-Child::Child(std::vector<std::string> arguments, const Surroundings& surroundings) {
-  arguments.insert(arguments.begin(), media::hostProgram().string());
-  arguments.insert(arguments.end(), {"--plugin", media::pluginFile().string()});
+Child::Child(std::vector<std::string> arguments, const Surroundings& surroundings)
+    : Child(media::hostProgram(), withPlugin(std::move(arguments)), surroundings) {}
+
+Child::Child(const fs::path& program, std::vector<std::string> arguments,
+             const Surroundings& surroundings) {
+  arguments.insert(arguments.begin(), program.string());
   std::vector<char*> words;
   for (std::string& argument : arguments) words.push_back(argument.data());
   words.push_back(nullptr);
@@ -82,6 +98,11 @@ media::ProgramResult Child::wait() {
   }
   process_ = -1;
   return result;
+}
+
+media::ProgramResult runInspector(std::vector<std::string> arguments,
+                                  const Surroundings& surroundings) {
+  return Child(media::inspectorProgram(), std::move(arguments), surroundings).wait();
 }
 
 media::ProgramResult runHost(std::vector<std::string> arguments, const Surroundings& surroundings) {

@@ -1,16 +1,15 @@
-#include "host/interrupts.h"
+#include "cli/interrupts.h"
 
-#include <csignal>
 #include <cstddef>
 #include <iterator>
 
-namespace velahost {
+namespace cli {
 namespace {
 
-Token* g_cancelled = nullptr;
+volatile std::sig_atomic_t* g_flag = nullptr;
 
 void onSignal(int) {
-  if (g_cancelled) g_cancelled->cancel();
+  if (g_flag) *g_flag = 1;
 }
 
 #ifdef _WIN32
@@ -18,7 +17,7 @@ constexpr int kSignals[] = {SIGINT, SIGTERM};
 using Action = void (*)(int);
 
 Action install(int signal, const Action& action) { return std::signal(signal, action); }
-Action cancelling() { return onSignal; }
+Action flagging() { return onSignal; }
 bool isIgnored(const Action& action) { return action == SIG_IGN; }
 #else
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
@@ -30,7 +29,7 @@ Action install(int signal, const Action& action) {
   return previous;
 }
 /// Without SA_RESTART, so that the signal also ends the wait for a slow pipe.
-Action cancelling() {
+Action flagging() {
   Action action{};
   action.sa_handler = onSignal;
   return action;
@@ -42,17 +41,17 @@ Action g_previous[std::size(kSignals)];
 
 }  // namespace
 
-InterruptsCancel::InterruptsCancel(Token& token) {
-  g_cancelled = &token;
+InterruptsSet::InterruptsSet(volatile std::sig_atomic_t& flag) {
+  g_flag = &flag;
   for (size_t i = 0; i < std::size(kSignals); ++i) {
-    g_previous[i] = install(kSignals[i], cancelling());
+    g_previous[i] = install(kSignals[i], flagging());
     if (isIgnored(g_previous[i])) install(kSignals[i], g_previous[i]);
   }
 }
 
-InterruptsCancel::~InterruptsCancel() {
+InterruptsSet::~InterruptsSet() {
   for (size_t i = 0; i < std::size(kSignals); ++i) install(kSignals[i], g_previous[i]);
-  g_cancelled = nullptr;
+  g_flag = nullptr;
 }
 
-}  // namespace velahost
+}  // namespace cli

@@ -1,4 +1,4 @@
-#include "host/output_file.h"
+#include "cli/output_file.h"
 
 #include <cerrno>
 #include <random>
@@ -6,8 +6,8 @@
 #include <system_error>
 #include <utility>
 
-#include "host/failure.h"
-#include "host/text.h"
+#include "cli/failure.h"
+#include "cli/text.h"
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -16,7 +16,7 @@
 #include <sys/stat.h>
 #endif
 
-namespace velahost {
+namespace cli {
 namespace {
 
 namespace fs = std::filesystem;
@@ -50,7 +50,7 @@ std::FILE* createNew(const fs::path& file) {
 fs::path randomName() {
   std::random_device random;
   char name[40];
-  std::snprintf(name, sizeof name, ".velahost-%08x.part", static_cast<unsigned>(random()));
+  std::snprintf(name, sizeof name, ".vela-%08x.part", static_cast<unsigned>(random()));
   return name;
 }
 
@@ -135,4 +135,4 @@ bool sameFile(const fs::path& left, const fs::path& right) {
          fs::equivalent(folderOf(left), folderOf(right), ignored);
 }
 
-}  // namespace velahost
+}  // namespace cli

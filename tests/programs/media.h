@@ -14,9 +14,10 @@ namespace media {
 /// The folder tests/data.
 std::filesystem::path dataFolder();
 
-/// The built plug-in and the built reference host.
+/// The built plug-in, the built reference host and the built inspector.
 std::filesystem::path pluginFile();
 std::filesystem::path hostProgram();
+std::filesystem::path inspectorProgram();
 
 /// The corpus, if VELA_CORPUS names one: an absolute path, or one from the root of the repository,
 /// where the tests are started.

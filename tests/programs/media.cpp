@@ -1,4 +1,4 @@
-#include "tests/host/media.h"
+#include "tests/programs/media.h"
 
 #ifndef _WIN32
 #include <sys/wait.h>
@@ -18,6 +18,7 @@ namespace fs = std::filesystem;
 fs::path dataFolder() { return VELA_TEST_DATA; }
 fs::path pluginFile() { return VELA_PLUGIN_FILE; }
 fs::path hostProgram() { return VELA_HOST_PROGRAM; }
+fs::path inspectorProgram() { return VELA_INSPECT_PROGRAM; }
 
 std::optional<fs::path> corpusFolder() {
   const char* const folder = std::getenv("VELA_CORPUS");
@@ -67,7 +68,7 @@ std::vector<std::vector<std::string>> readTable(const fs::path& file) {
 ScratchFolder::ScratchFolder() {
   std::random_device random;
   do {
-    folder_ = fs::temp_directory_path() / ("velahost-test-" + std::to_string(random()));
+    folder_ = fs::temp_directory_path() / ("vela-test-" + std::to_string(random()));
   } while (!fs::create_directory(folder_));  // false where another test has it
 }
 

@@ -1,4 +1,4 @@
-// velahost as a program of its own, for what shows only from outside: signals, limits, files.
+// A program as a process of its own, for what shows only from outside: signals, limits, files.
 #pragma once
 #include <sys/types.h>
 
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/host/media.h"
+#include "tests/programs/media.h"
 
 /// What a child finds when it starts.
 struct Surroundings {
@@ -17,13 +17,17 @@ struct Surroundings {
   std::optional<uint64_t> largestFile = {};  ///< bytes; a longer write fails
   std::optional<int> ignoredSignal = {};
   bool obeysPermissions = false;  ///< also where the tests run as a user who may read everything
+  std::optional<uint64_t> largestMemory = {};  ///< bytes of address space
+  std::filesystem::path output = {};           ///< where standard output goes; empty: it is kept
 };
 
-/// A running velahost. Its two outputs are one.
+/// A running program. Its two outputs are one.
 class Child {
  public:
-  /// @param arguments  without the program's name; the plug-in of the build is added
+  /// Starts velahost. @param arguments  without its name; the plug-in of the build is added
   explicit Child(std::vector<std::string> arguments, const Surroundings& surroundings = {});
+  Child(const std::filesystem::path& program, std::vector<std::string> arguments,
+        const Surroundings& surroundings);
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
   /// Kills the program if nobody waited for it.
@@ -42,6 +46,10 @@ class Child {
 /// Runs velahost to its end.
 media::ProgramResult runHost(std::vector<std::string> arguments,
                              const Surroundings& surroundings = {});
+
+/// Runs velainspect to its end.
+media::ProgramResult runInspector(std::vector<std::string> arguments,
+                                  const Surroundings& surroundings = {});
 
 /// Everything in a folder, by name: the bytes of a file, "-> target" of a link, "?" of the rest.
 std::map<std::string, std::string> contents(const std::filesystem::path& folder);
