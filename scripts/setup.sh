@@ -8,7 +8,8 @@ set -euo pipefail
 packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libfmt-dev)
 job=${1:-run}
 if [ "$job" != run ]; then
-  packages+=(libgtest-dev libgmock-dev binutils ffmpeg ccache git python3 python3-jsonschema)
+  packages+=(libgtest-dev libgmock-dev binutils ffmpeg ccache git python3 python3-jsonschema
+    man-db pkgconf zsh)
 fi
 if [ "$job" = all ]; then
   packages+=(clang-14 clang-tidy-14 clang-format-14
