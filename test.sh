@@ -52,9 +52,10 @@ declare -A stages=(
   [arm]="build arm"
   [wince]="build wince-armv4"
   [device]="tested device"
+  [gst]="tested gst"
   [corpus]="corpus_was_used"
 )
-all=(format includes golden dev asan compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device)
+all=(format includes golden dev asan compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests}.xml)
 

@@ -36,6 +36,7 @@ ROOMS = {
     "inspect/commands": ["inspect", *INSPECTED],
     "host": ["host/commands", "cli", "frontend/vela_splitter.h"],
     "host/commands": ["host", "cli", "frontend/vela_splitter.h"],
+    "gst": ["frontend/vela_splitter.h"],
 }
 # The public header stands alone, so that a host needs no other file.
 ALONE = ["frontend/vela_splitter.h"]

@@ -1,13 +1,21 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that a job needs, where they are missing. Usage: setup.sh run|test|all
+# Installs the Debian packages that a job needs, where they are missing.
+# Usage: setup.sh run|play|test|all
 #   run   builds the plug-in, the reference host and the inspector
+#   play  builds the GStreamer element and plays through it
 #   test  builds and passes the tests
 #   all   also the other compilers and the checks of test.sh --all
 set -euo pipefail
 
 packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libfmt-dev)
 job=${1:-run}
-if [ "$job" != run ]; then
+gstreamer=(pkgconf libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+  gstreamer1.0-libav gstreamer1.0-x gstreamer1.0-tools gstreamer1.0-plugins-base-apps)
+if [ "$job" = play ]; then
+  # Sound comes through the system's own server where there is one.
+  packages+=("${gstreamer[@]}" gstreamer1.0-alsa gstreamer1.0-pulseaudio)
+elif [ "$job" != run ]; then
   packages+=(libgtest-dev libgmock-dev binutils ffmpeg ccache git python3 python3-jsonschema
     man-db pkgconf zsh)
 fi
@@ -15,7 +23,8 @@ if [ "$job" = all ]; then
   packages+=(clang-14 clang-tidy-14 clang-format-14
     g++-12-multilib googletest g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
     wine wine64 g++-arm-linux-gnueabi
-    gcc-arm-none-eabi libstdc++-arm-none-eabi-newlib libunicorn-dev python3-pefile)
+    gcc-arm-none-eabi libstdc++-arm-none-eabi-newlib libunicorn-dev python3-pefile
+    "${gstreamer[@]}" xvfb imagemagick)
 fi
 
 missing=()

@@ -1,0 +1,538 @@
+#include "gst/demuxer.h"
+
+#include <gst/pbutils/pbutils.h>
+
+#include <algorithm>
+
+#include "gst/tags.h"
+#include "gst/timeline.h"
+#include "gst/toc.h"
+
+GST_DEBUG_CATEGORY_EXTERN(vela_demux_debug);
+#define GST_CAT_DEFAULT vela_demux_debug
+
+namespace velagst {
+namespace {
+
+using vela::TIOResult;
+
+// A decoder of H.264 holds back at most 16 pictures to bring them into the order in which they are
+// shown. After more pictures in a row that come too late, none that is shown earlier can follow.
+constexpr uint32_t kReorderedPictures = 16;
+
+uint64_t unitsOrUnknown(uint64_t ns) {
+  return GST_CLOCK_TIME_IS_VALID(ns) ? hostUnitsFromNs(ns) : vela::kUnknown64;
+}
+
+}  // namespace
+
+Demuxer::Demuxer(GstElement* element, GstPad* sinkPad)
+    : element_(element), sinkPad_(sinkPad), context_(sinkPad), flows_(gst_flow_combiner_new()) {
+  gst_segment_init(&segment_, GST_FORMAT_TIME);
+}
+
+Demuxer::~Demuxer() { gst_flow_combiner_free(flows_); }
+
+// -------------------------------------------------------------------------------------------------
+// State changes
+
+bool Demuxer::loadLibrary() {
+  std::string problem;
+  const std::string file = findSplitterLibrary(library);
+  library_ = SplitterLibrary::load(file, &context_, problem);
+  if (library_) return true;
+  GST_ELEMENT_ERROR(element_, LIBRARY, INIT, ("%s", problem.c_str()), ("library %s", file.c_str()));
+  return false;
+}
+
+void Demuxer::unloadLibrary() { library_.reset(); }
+
+void Demuxer::prepare() {
+  token_.setClosing(false);
+  token_.setFlushing(false);
+  seek_ = {};
+  seekPending_ = false;
+  toldEarlyEnd_ = false;
+  sequence_ = gst_util_seqnum_next();
+  GST_OBJECT_LOCK(element_);
+  gst_segment_init(&segment_, GST_FORMAT_TIME);
+  durationNs_ = GST_CLOCK_TIME_NONE;
+  GST_OBJECT_UNLOCK(element_);
+}
+
+void Demuxer::cancel() { token_.setClosing(true); }
+
+bool Demuxer::activate(bool active) {
+  if (!active) cancel();
+  const std::lock_guard<std::mutex> lock(seekMutex_);
+  active_ = active;
+  if (active) return gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+  return gst_pad_stop_task(sinkPad_);
+}
+
+void Demuxer::closeFile() {
+  opened_ = false;
+  reader_.reset();
+  for (Output& output : outputs_) {
+    gst_flow_combiner_remove_pad(flows_, output.pad);
+    gst_pad_set_active(output.pad, FALSE);
+    gst_element_remove_pad(element_, output.pad);
+  }
+  outputs_.clear();
+  GST_OBJECT_LOCK(element_);
+  chapters_.clear();
+  hasToc_ = false;
+  GST_OBJECT_UNLOCK(element_);
+}
+
+// -------------------------------------------------------------------------------------------------
+// The task
+
+void Demuxer::runTask(gpointer self) { static_cast<Demuxer*>(self)->run(); }
+
+void Demuxer::run() {
+  if (!opened_ && !openFile()) return;
+  if (seekPending_ && !followSeek()) return;
+  pushNext();
+}
+
+void Demuxer::pause() { gst_pad_pause_task(sinkPad_); }
+
+bool Demuxer::openFile() {
+  reader_ = std::make_unique<ItemReader>(library_->factory(), token_);
+  if (const MaybeFailure failure = reader_->open(item)) {
+    fail(*failure);
+    return false;
+  }
+  GST_OBJECT_LOCK(element_);
+  durationNs_ = itemEndNs();
+  segment_.duration = durationNs_;
+  segment_.stop = durationNs_;
+  chapters_ = item == 0 ? reader_->chapters() : std::vector<ChapterMark>();
+  hasToc_ = chapters_.size() > 1;
+  GST_OBJECT_UNLOCK(element_);
+  return exposeOutputs();
+}
+
+/// Length of the item in its own time, up to the end of the last frame where there is sound.
+uint64_t Demuxer::itemEndNs() const {
+  const uint64_t duration = reader_->duration();
+  if (duration == vela::kUnknown64) return GST_CLOCK_TIME_NONE;
+  const uint64_t start = reader_->itemStart();
+  const uint32_t rate = reader_->sampleRate();
+  if (!reader_->audioFormat().present || rate == 0) return nsFromHostUnits(duration);
+  const uint64_t first = framesFromHostUnits(start, rate);
+  const uint64_t frames = framesFromHostUnits(duration, rate);
+  return segmentStartNs(first + frames, rate) - segmentStartNs(first, rate);
+}
+
+bool Demuxer::exposeOutputs() {
+  std::string problem;
+  GstCaps* audio = nullptr;
+  GstCaps* video = nullptr;
+  if (reader_->audioFormat().present) {
+    audio = makeAudioCaps(reader_->audioFormat(), reader_->info().description, problem);
+  }
+  if (problem.empty() && reader_->videoFormat().present) {
+    video = makeVideoCaps(reader_->videoFormat(), problem);
+  }
+  if (!problem.empty()) {
+    gst_clear_caps(&audio);
+    fail({TIOResult::failed, problem});
+    return false;
+  }
+  // Who gets a pad may seek at once.
+  opened_ = true;
+  outputs_.reserve(2);
+  const guint group = gst_util_group_id_next();
+  if (video) addOutput(StreamKind::video, "video_0", video, group);
+  if (audio) addOutput(StreamKind::audio, "audio_0", audio, group);
+  gst_element_no_more_pads(element_);
+  return true;
+}
+
+void Demuxer::addOutput(StreamKind kind, const char* name, GstCaps* caps, guint group) {
+  GstElementClass* const elementClass = GST_ELEMENT_GET_CLASS(element_);
+  GstPadTemplate* const model = gst_element_class_get_pad_template(
+      elementClass, kind == StreamKind::audio ? "audio_%u" : "video_%u");
+  Output output;
+  output.kind = kind;
+  output.pad = gst_pad_new_from_template(model, name);
+  gst_pad_set_event_function(output.pad, handleSourceEvent);
+  gst_pad_set_query_function(output.pad, handleSourceQuery);
+  gst_pad_use_fixed_caps(output.pad);
+  gst_pad_set_active(output.pad, TRUE);
+
+  gchar* const id = gst_pad_create_stream_id(output.pad, element_, name);
+  GstEvent* const begin = gst_event_new_stream_start(id);
+  gst_event_set_group_id(begin, group);
+  g_free(id);
+  gst_pad_push_event(output.pad, begin);
+  gst_pad_push_event(output.pad, gst_event_new_caps(caps));
+  gst_caps_unref(caps);
+
+  outputs_.push_back(output);
+  gst_flow_combiner_add_pad(flows_, output.pad);
+  gst_element_add_pad(element_, output.pad);
+}
+
+bool Demuxer::followSeek() {
+  seekPending_ = false;
+  if (const MaybeFailure failure = reader_->seek(hostUnitsFromNs(seek_.offsetNs), seek_.mode)) {
+    fail(*failure);
+    return false;
+  }
+  if (seek_.mode == SeekMode::keyUnit) {
+    // Reports say where playing really begins.
+    GST_OBJECT_LOCK(element_);
+    const uint64_t ns = std::min(nsFromHostUnits(reader_->offset()), segment_.start);
+    segment_.start = segment_.time = segment_.position = ns;
+    GST_OBJECT_UNLOCK(element_);
+  }
+  return true;
+}
+
+Output* Demuxer::outputOf(StreamKind kind) {
+  for (Output& output : outputs_) {
+    if (output.kind == kind) return &output;
+  }
+  return nullptr;
+}
+
+void Demuxer::pushNext() {
+  TimedPacket packet;
+  if (const MaybeFailure failure = reader_->next(packet)) {
+    fail(*failure);
+    return;
+  }
+  for (Output& output : outputs_) {
+    const bool isLast = packet.kind == output.kind;
+    if (!output.ended && !isLast && reader_->hasEnded(output.kind)) endOutput(output);
+  }
+  if (packet.kind == StreamKind::none) {
+    finish();
+    return;
+  }
+  Output& output = *outputOf(packet.kind);
+  if (isPastStop(output, packet)) {
+    cutShort_ = true;
+    reader_->end(packet.kind);
+    endOutput(output);
+    return;
+  }
+  const GstFlowReturn flow = push(output, packet);
+  const GstFlowReturn all = gst_flow_combiner_update_pad_flow(flows_, output.pad, flow);
+  if (flow == GST_FLOW_EOS && all >= GST_FLOW_EOS) {
+    cutShort_ = true;
+    reader_->end(output.kind);
+    endOutput(output);
+  } else if (all == GST_FLOW_FLUSHING) {
+    pause();
+  } else if (all == GST_FLOW_NOT_LINKED || all < GST_FLOW_EOS) {
+    GST_ELEMENT_FLOW_ERROR(element_, all);
+    for (Output& other : outputs_) endOutput(other);
+    pause();
+  }
+}
+
+// -------------------------------------------------------------------------------------------------
+// Pushing
+
+uint64_t Demuxer::stopUnits() const {
+  const uint64_t wanted = unitsOrUnknown(seek_.stopNs);
+  return std::min(wanted, reader_->duration());
+}
+
+uint64_t Demuxer::stopFrame() const {
+  const uint32_t rate = reader_->sampleRate();
+  const uint64_t itemStart = reader_->itemStart();
+  const uint64_t stop = stopUnits();
+  if (stop == vela::kUnknown64) return vela::kUnknown64;
+  // The length of an item is rounded to frames by itself, as the splitter does it.
+  if (stop == reader_->duration()) {
+    return framesFromHostUnits(itemStart, rate) + framesFromHostUnits(stop, rate);
+  }
+  return framesFromHostUnits(itemStart + stop, rate);
+}
+
+bool Demuxer::isPastStop(Output& output, const TimedPacket& packet) const {
+  const uint64_t stop = stopUnits();
+  if (stop == vela::kUnknown64) return false;
+  if (packet.kind == StreamKind::audio) return packet.frame >= stopFrame();
+  const bool late = packet.hostUnits >= reader_->itemStart() + stop;
+  output.late = late ? output.late + 1 : 0;
+  return output.late > kReorderedPictures;
+}
+
+GstSegment Demuxer::segmentOf(const Output& output) const {
+  GST_OBJECT_LOCK(element_);
+  GstSegment segment = segment_;
+  GST_OBJECT_UNLOCK(element_);
+  segment.duration = GST_CLOCK_TIME_NONE;
+  const uint64_t itemStart = reader_->itemStart();
+  const bool endless = stopUnits() == vela::kUnknown64;
+  if (output.kind == StreamKind::audio) {
+    const uint32_t rate = reader_->sampleRate();
+    segment.start = segmentStartNs(reader_->firstFrame(), rate);
+    const uint64_t origin = segmentStartNs(framesFromHostUnits(itemStart, rate), rate);
+    segment.time = segment.start - std::min(origin, segment.start);
+    segment.stop = endless ? GST_CLOCK_TIME_NONE : segmentStopNs(stopFrame(), rate);
+  } else {
+    segment.start = nsFromHostUnits(itemStart + reader_->offset());
+    segment.time = segment.start - nsFromHostUnits(itemStart);
+    segment.stop = endless ? GST_CLOCK_TIME_NONE : nsFromHostUnits(itemStart + stopUnits());
+  }
+  if (!endless) segment.stop = std::max(segment.start, segment.stop);
+  segment.position = segment.start;
+  return segment;
+}
+
+void Demuxer::announce(Output& output) {
+  if (output.needsSegment) {
+    output.needsSegment = false;
+    const GstSegment segment = segmentOf(output);
+    GstEvent* const event = gst_event_new_segment(&segment);
+    gst_event_set_seqnum(event, sequence_);
+    gst_pad_push_event(output.pad, event);
+  }
+  if (!output.told) {
+    output.told = true;
+    pushTags(output);
+    pushToc(output);
+  }
+}
+
+void Demuxer::pushTags(Output& output) {
+  const Title title = reader_->titleIsOfItem() ? Title::keep : Title::leaveOut;
+  if (GstTagList* const list = makeTagList(reader_->tags(), title)) {
+    gst_pad_push_event(output.pad, gst_event_new_tag(list));
+  }
+  GstTagList* const codec = gst_tag_list_new_empty();
+  gst_tag_list_set_scope(codec, GST_TAG_SCOPE_STREAM);
+  GstCaps* const caps = gst_pad_get_current_caps(output.pad);
+  gst_pb_utils_add_codec_description_to_tag_list(codec, nullptr, caps);
+  gst_caps_unref(caps);
+  gst_pad_push_event(output.pad, gst_event_new_tag(codec));
+}
+
+void Demuxer::pushToc(Output& output) {
+  if (!hasToc_) return;
+  GstToc* const toc = makeToc(reader_->chapters(), itemEndNs());
+  gst_pad_push_event(output.pad, gst_event_new_toc(toc, FALSE));
+  gst_toc_unref(toc);
+}
+
+GstFlowReturn Demuxer::push(Output& output, TimedPacket& packet) {
+  announce(output);
+  GstBuffer* const buffer = packet.buffer.release();
+  uint64_t reached = 0;
+  if (packet.kind == StreamKind::audio) {
+    const uint32_t rate = reader_->sampleRate();
+    const uint64_t end = bufferNs(packet.frame + packet.frames, rate);
+    GST_BUFFER_PTS(buffer) = bufferNs(packet.frame, rate);
+    GST_BUFFER_DURATION(buffer) = end - GST_BUFFER_PTS(buffer);
+    reached = end;
+  } else {
+    GST_BUFFER_PTS(buffer) = nsFromHostUnits(packet.hostUnits);
+    reached = GST_BUFFER_PTS(buffer);
+  }
+  if (output.discont) {
+    output.discont = false;
+    GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DISCONT);
+  }
+  const uint64_t origin = nsFromHostUnits(reader_->itemStart());
+  GST_OBJECT_LOCK(element_);
+  const uint64_t inItem = std::min(reached - std::min(origin, reached), durationNs_);
+  segment_.position = std::max(segment_.position, inItem);
+  GST_OBJECT_UNLOCK(element_);
+  return gst_pad_push(output.pad, buffer);
+}
+
+void Demuxer::endOutput(Output& output) {
+  if (output.ended) return;
+  output.ended = true;
+  announce(output);
+  if (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) return;
+  GstEvent* const event = gst_event_new_eos();
+  gst_event_set_seqnum(event, sequence_);
+  gst_pad_push_event(output.pad, event);
+}
+
+void Demuxer::finish() {
+  if (!cutShort_) tellEarlyEnd();
+  if (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) {
+    GST_OBJECT_LOCK(element_);
+    const uint64_t stop =
+        GST_CLOCK_TIME_IS_VALID(segment_.stop) ? segment_.stop : segment_.position;
+    segment_.position = stop;
+    GST_OBJECT_UNLOCK(element_);
+    const auto position = static_cast<gint64>(stop);
+    GstMessage* const message =
+        gst_message_new_segment_done(GST_OBJECT(element_), GST_FORMAT_TIME, position);
+    gst_message_set_seqnum(message, sequence_);
+    gst_element_post_message(element_, message);
+    GstEvent* const event = gst_event_new_segment_done(GST_FORMAT_TIME, position);
+    gst_event_set_seqnum(event, sequence_);
+    pushToOutputs(event);
+  }
+  pause();
+}
+
+void Demuxer::tellEarlyEnd() {
+  if (toldEarlyEnd_ || !reader_->picturesAreLeft()) return;
+  toldEarlyEnd_ = true;
+  GST_ELEMENT_INFO(element_, STREAM, DEMUX,
+                   ("The video ends before the last picture of the file: those that are left are "
+                    "shown at or after the end of the item."),
+                   (nullptr));
+}
+
+void Demuxer::fail(const Failure& failure) {
+  if (failure.result == TIOResult::cancelled) {
+    pause();
+    return;
+  }
+  if (failure.result == kPullFailed) {
+    GST_ELEMENT_ERROR(element_, RESOURCE, READ, ("The source could not be read."),
+                      ("%s", failure.sentence.c_str()));
+  } else {
+    GST_ELEMENT_ERROR(element_, STREAM, DEMUX, ("%s", failure.sentence.c_str()), (nullptr));
+  }
+  for (Output& output : outputs_) endOutput(output);
+  pause();
+}
+
+void Demuxer::pushToOutputs(GstEvent* event) {
+  for (const Output& output : outputs_) gst_pad_push_event(output.pad, gst_event_ref(event));
+  gst_event_unref(event);
+}
+
+// -------------------------------------------------------------------------------------------------
+// Events and queries
+
+bool Demuxer::handleSeek(GstEvent* event) {
+  gdouble rate = 1;
+  GstFormat format = GST_FORMAT_UNDEFINED;
+  GstSeekFlags flags = GST_SEEK_FLAG_NONE;
+  GstSeekType startType = GST_SEEK_TYPE_NONE;
+  GstSeekType stopType = GST_SEEK_TYPE_NONE;
+  gint64 start = 0;
+  gint64 stop = 0;
+  gst_event_parse_seek(event, &rate, &format, &flags, &startType, &start, &stopType, &stop);
+  if (format != GST_FORMAT_TIME || rate <= 0 || (flags & GST_SEEK_FLAG_INSTANT_RATE_CHANGE)) {
+    return false;
+  }
+  const guint32 sequence = gst_event_get_seqnum(event);
+  const bool flush = (flags & GST_SEEK_FLAG_FLUSH) != 0;
+
+  const std::lock_guard<std::mutex> lock(seekMutex_);
+  if (!active_ || !opened_) return false;
+  if (flush) {
+    token_.setFlushing(true);
+    GstEvent* const begin = gst_event_new_flush_start();
+    gst_event_set_seqnum(begin, sequence);
+    gst_pad_push_event(sinkPad_, gst_event_ref(begin));
+    pushToOutputs(begin);
+  }
+  gst_pad_pause_task(sinkPad_);
+  GST_PAD_STREAM_LOCK(sinkPad_);
+
+  GST_OBJECT_LOCK(element_);
+  GstSegment segment = segment_;
+  GST_OBJECT_UNLOCK(element_);
+  const uint64_t base =
+      flush ? 0 : gst_segment_to_running_time(&segment, GST_FORMAT_TIME, segment.position);
+  gboolean moves = FALSE;
+  const bool possible =
+      gst_segment_do_seek(&segment, rate, format, flags, startType, static_cast<guint64>(start),
+                          stopType, static_cast<guint64>(stop), &moves);
+  if (flush) {
+    GstEvent* const end = gst_event_new_flush_stop(TRUE);
+    gst_event_set_seqnum(end, sequence);
+    gst_pad_push_event(sinkPad_, gst_event_ref(end));
+    pushToOutputs(end);
+    token_.setFlushing(false);
+  }
+  if (possible || flush) {
+    // After a flush something has to follow, if only from where playing was.
+    segment.start = segment.time = segment.position;
+    segment.base = base;
+    segment.offset = 0;
+    sequence_ = sequence;
+    seek_.offsetNs = segment.position;
+    seek_.stopNs = segment.stop;
+    seek_.mode = (flags & GST_SEEK_FLAG_KEY_UNIT) && !(flags & GST_SEEK_FLAG_ACCURATE)
+                     ? SeekMode::keyUnit
+                     : SeekMode::accurate;
+    seekPending_ = true;
+    cutShort_ = false;
+    gst_flow_combiner_reset(flows_);
+    for (Output& output : outputs_) {
+      output.needsSegment = output.discont = true;
+      output.ended = false;
+      output.late = 0;
+    }
+    GST_OBJECT_LOCK(element_);
+    segment_ = segment;
+    GST_OBJECT_UNLOCK(element_);
+  }
+  gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+  GST_PAD_STREAM_UNLOCK(sinkPad_);
+  return possible;
+}
+
+bool Demuxer::handleTocSelect(GstEvent* event) {
+  gchar* uid = nullptr;
+  gst_event_parse_toc_select(event, &uid);
+  uint64_t start = 0;
+  GST_OBJECT_LOCK(element_);
+  const bool known = hasToc_ && uid && chapterStart(chapters_, uid, start);
+  const gdouble rate = segment_.rate;
+  GST_OBJECT_UNLOCK(element_);
+  g_free(uid);
+  if (!known) return false;
+  const auto flags = static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE);
+  GstEvent* const seek =
+      gst_event_new_seek(rate, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET,
+                         static_cast<gint64>(start), GST_SEEK_TYPE_NONE, GST_CLOCK_STIME_NONE);
+  const bool done = handleSeek(seek);
+  gst_event_unref(seek);
+  return done;
+}
+
+bool Demuxer::handleQuery(GstQuery* query) {
+  GST_OBJECT_LOCK(element_);
+  const GstSegment segment = segment_;
+  const uint64_t duration = durationNs_;
+  GST_OBJECT_UNLOCK(element_);
+  GstFormat format = GST_FORMAT_UNDEFINED;
+  switch (GST_QUERY_TYPE(query)) {
+    case GST_QUERY_POSITION:
+      gst_query_parse_position(query, &format, nullptr);
+      if (format != GST_FORMAT_TIME) return false;
+      gst_query_set_position(query, format, static_cast<gint64>(segment.position));
+      return true;
+    case GST_QUERY_DURATION:
+      gst_query_parse_duration(query, &format, nullptr);
+      if (format != GST_FORMAT_TIME || !GST_CLOCK_TIME_IS_VALID(duration)) return false;
+      gst_query_set_duration(query, format, static_cast<gint64>(duration));
+      return true;
+    case GST_QUERY_SEEKING: {
+      gst_query_parse_seeking(query, &format, nullptr, nullptr, nullptr);
+      const bool time = format == GST_FORMAT_TIME;
+      gst_query_set_seeking(query, format, time, time ? 0 : -1,
+                            time ? static_cast<gint64>(duration) : -1);
+      return true;
+    }
+    case GST_QUERY_SEGMENT: {
+      const uint64_t stop = GST_CLOCK_TIME_IS_VALID(segment.stop) ? segment.stop : duration;
+      gst_query_set_segment(query, segment.rate, GST_FORMAT_TIME,
+                            static_cast<gint64>(segment.start), static_cast<gint64>(stop));
+      return true;
+    }
+    default:
+      return false;
+  }
+}
+
+}  // namespace velagst

@@ -1,0 +1,108 @@
+// The streaming side of the element: a task on the sink pad that opens the file, follows seeks and
+// pushes packets; and the answers to events and queries that come from other threads.
+#pragma once
+#include <gst/base/gstflowcombiner.h>
+#include <gst/gst.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "gst/cancel_token.h"
+#include "gst/item_reader.h"
+#include "gst/output.h"
+#include "gst/pull_stream.h"
+#include "gst/splitter_library.h"
+
+namespace velagst {
+
+// Functions of the source pads, of the element's glue.
+gboolean handleSourceEvent(GstPad* pad, GstObject* parent, GstEvent* event);
+gboolean handleSourceQuery(GstPad* pad, GstObject* parent, GstQuery* query);
+
+class Demuxer {
+ public:
+  /// @param element, sinkPad  borrowed; outlive the object
+  Demuxer(GstElement* element, GstPad* sinkPad);
+  Demuxer(const Demuxer&) = delete;
+  Demuxer& operator=(const Demuxer&) = delete;
+  ~Demuxer();
+
+  // Properties. Set while the element is stopped.
+  std::string library;  ///< empty: the usual places
+  uint32_t item = 0;    ///< 0: the whole file
+
+  // State changes, in this order and back.
+  bool loadLibrary();
+  void prepare();
+  bool activate(bool active);  ///< starts or ends the task
+  void cancel();               ///< what runs in the task ends soon
+  void closeFile();
+  void unloadLibrary();
+
+  // From any thread. @return whether the event or query was answered; it stays the caller's
+  bool handleSeek(GstEvent* event);
+  bool handleTocSelect(GstEvent* event);
+  bool handleQuery(GstQuery* query);
+
+ private:
+  struct PendingSeek {
+    uint64_t offsetNs = 0;
+    uint64_t stopNs = GST_CLOCK_TIME_NONE;
+    SeekMode mode = SeekMode::accurate;
+  };
+
+  static void runTask(gpointer self);
+  void run();
+  bool openFile();
+  bool exposeOutputs();
+  void addOutput(StreamKind kind, const char* name, GstCaps* caps, guint group);
+  bool followSeek();
+  void pushNext();
+  GstFlowReturn push(Output& output, TimedPacket& packet);
+  bool isPastStop(Output& output, const TimedPacket& packet) const;
+  void announce(Output& output);
+  GstSegment segmentOf(const Output& output) const;
+  void pushToc(Output& output);
+  void pushTags(Output& output);
+  void endOutput(Output& output);
+  void finish();
+  void tellEarlyEnd();
+  void fail(const Failure& failure);
+  void pause();
+  void pushToOutputs(GstEvent* event);
+  Output* outputOf(StreamKind kind);
+  uint64_t itemEndNs() const;
+  uint64_t stopUnits() const;  ///< where playing stops, from the item's start, or kUnknown64
+  uint64_t stopFrame() const;  ///< the same as a frame of the file
+
+  GstElement* element_;
+  GstPad* sinkPad_;
+  PadContext context_;
+  CancelToken token_;
+  std::unique_ptr<SplitterLibrary> library_;
+  std::unique_ptr<ItemReader> reader_;
+
+  std::mutex seekMutex_;  // one seek, or one start or end of the task, at a time
+  bool active_ = false;   // guarded by seekMutex_
+  std::atomic<bool> opened_{false};
+
+  // Of the streaming thread, or of who holds its lock.
+  std::vector<Output> outputs_;
+  GstFlowCombiner* flows_;
+  bool seekPending_ = false;
+  PendingSeek seek_;
+  guint32 sequence_ = GST_SEQNUM_INVALID;
+  bool cutShort_ = false;  // a stream was ended before the file's own end of it
+  bool toldEarlyEnd_ = false;
+
+  // Guarded by the element's object lock: what queries look at. In the time of the item.
+  GstSegment segment_;
+  uint64_t durationNs_ = GST_CLOCK_TIME_NONE;
+  std::vector<ChapterMark> chapters_;
+  bool hasToc_ = false;
+};
+
+}  // namespace velagst

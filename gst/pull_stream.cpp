@@ -1,0 +1,101 @@
+#include "gst/pull_stream.h"
+
+#include <algorithm>
+#include <new>
+
+namespace velagst {
+namespace {
+
+using vela::TIOResult;
+
+class PadProvider final : public Counted<PadProvider, vela::SourceProvider> {
+ public:
+  explicit PadProvider(GstPad* pad) : pad_(pad) {}
+
+  void unusedSlot4() override {}
+  TIOResult open(const char16_t*, uint32_t, vela::CancelToken*, void** out) override {
+    auto* const stream = new (std::nothrow) PullStream(pad_);
+    if (!stream) return TIOResult::outOfMemory;
+    storeInOutSlot(out, static_cast<vela::HostStreamControl*>(stream));
+    return TIOResult::success;
+  }
+
+ private:
+  friend class Counted<PadProvider, vela::SourceProvider>;
+  ~PadProvider() = default;
+
+  GstPad* pad_;
+};
+
+TIOResult resultOf(GstFlowReturn flow) {
+  return flow == GST_FLOW_FLUSHING ? TIOResult::cancelled : kPullFailed;
+}
+
+}  // namespace
+
+PullStream::PullStream(GstPad* pad) : pad_(pad) {}
+
+// A position past the end is accepted: reads there deliver nothing.
+TIOResult PullStream::seek(uint32_t low, uint32_t high, vela::CancelToken*) {
+  position_ = vela::fromWord64({low, high});
+  return TIOResult::success;
+}
+
+TIOResult PullStream::setLength(uint32_t, uint32_t, vela::CancelToken*) {
+  return TIOResult::failed;
+}
+
+TIOResult PullStream::getLength(uint64_t* length, vela::CancelToken*) {
+  gint64 bytes = -1;
+  const bool known = gst_pad_peer_query_duration(pad_, GST_FORMAT_BYTES, &bytes) && bytes >= 0;
+  *length = known ? static_cast<uint64_t>(bytes) : vela::kUnknown64;
+  return TIOResult::success;
+}
+
+TIOResult PullStream::getPosition(uint64_t* position, vela::CancelToken*) {
+  *position = position_;
+  return TIOResult::success;
+}
+
+// A pull that delivers less than was asked for may be one that was cut by the source's own blocks,
+// so only an empty one, or the end that the source reports, ends the reading.
+TIOResult PullStream::read(void* buffer, uint32_t count, uint32_t* done, vela::CancelToken* token) {
+  *done = 0;
+  while (*done < count) {
+    if (token && token->isCancelled()) return TIOResult::cancelled;
+    GstBuffer* pulled = nullptr;
+    const GstFlowReturn flow = gst_pad_pull_range(pad_, position_, count - *done, &pulled);
+    if (flow == GST_FLOW_EOS) break;
+    if (flow != GST_FLOW_OK) return resultOf(flow);
+    const gsize got =
+        gst_buffer_extract(pulled, 0, static_cast<uint8_t*>(buffer) + *done, count - *done);
+    gst_buffer_unref(pulled);
+    if (got == 0) break;
+    position_ += got;
+    *done += static_cast<uint32_t>(got);
+  }
+  return TIOResult::success;
+}
+
+TIOResult PullStream::skip(uint32_t count, uint32_t* done, vela::CancelToken* token) {
+  uint64_t length = vela::kUnknown64;
+  getLength(&length, token);
+  const uint64_t left = length > position_ ? length - position_ : 0;
+  *done = static_cast<uint32_t>(std::min<uint64_t>(count, left));
+  position_ += *done;
+  return TIOResult::success;
+}
+
+TIOResult PullStream::write(const void*, uint32_t, uint32_t* done, vela::CancelToken*) {
+  *done = 0;
+  return TIOResult::failed;
+}
+
+uint32_t PadContext::resolveSource(const char16_t*, void** out) {
+  auto* const provider = new (std::nothrow) PadProvider(pad_);
+  if (!provider) return 0;
+  storeInOutSlot(out, provider);
+  return 1;
+}
+
+}  // namespace velagst
