@@ -1,13 +1,13 @@
 #include "atomkit/core/tables/sample_tables.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "atomkit/core/containers/exception.h"
 #include "atomkit/core/streams/value_readers.h"
 
 namespace atomkit {
 namespace {
-
-// Words of an entry of the sample-to-chunk map.
-enum MapWord : uint32_t { kFirstChunk, kSamplesPerChunk, kDescription, kWordsPerEntry };
 
 // Where the media data begins when a media data box with a short header opens the file.
 constexpr uint64_t kOffsetWithoutTable = 8;
@@ -26,6 +26,7 @@ void SampleTables::readSampleSizes(AtomReader& reader) {
   if (constantSampleSize_ != 0) return;
   requireEntries(reader, sampleCount, sizeof(uint32_t));
   readU32Table(reader, sampleSizes_, sampleCount);
+  indexTable(sampleSizes_, sampleCount, sizeIndex_);
 }
 
 // 'stsc' SampleToChunkBox
@@ -37,8 +38,9 @@ void SampleTables::readChunkMap(AtomReader& reader) {
   const uint32_t entries = readU32(reader);
   chunkMapEntries_ = 0;
   // The bytes of the table fit 32 bits from here on, and so does its number of words.
-  requireEntries(reader, entries, kWordsPerEntry * sizeof(uint32_t));
-  readU32Table(reader, chunkMap_, kWordsPerEntry * entries);
+  requireEntries(reader, entries, kChunkMapWords * sizeof(uint32_t));
+  readU32Table(reader, chunkMap_, kChunkMapWords * entries);
+  indexTable(chunkMap_, entries, chunkMapIndex_);
   chunkMapEntries_ = entries;
 }
 
@@ -50,67 +52,117 @@ void SampleTables::readChunkOffsets(AtomReader& reader, ChunkOffsetWidth width) 
   const uint32_t entries = readU32(reader);
   const bool wide = width == ChunkOffsetWidth::bits64;
   requireEntries(reader, entries, wide ? sizeof(uint64_t) : sizeof(uint32_t));
+  shortChunkOffsets_.resize(0);
+  longChunkOffsets_.resize(0);
   if (wide) {
-    readU64Table(reader, chunkOffsets_, entries);
+    readU64Table(reader, longChunkOffsets_, entries);
   } else {
-    readU32TableWidened(reader, chunkOffsets_, entries);
+    readU32Table(reader, shortChunkOffsets_, entries);
   }
 }
 
-uint32_t SampleTables::sampleSize(uint32_t sample) const {
-  return constantSampleSize_ != 0 ? constantSampleSize_ : sampleSizes_[sample];
+// DELIBERATE D-201: the size is signed and the number of samples an unsigned 32-bit word, so a size
+// with the top bit set, or an end before the first sample, gives a wrapped product.
+uint64_t SampleTables::bytesOfConstantSize(uint32_t samples) const noexcept {
+  return samples * static_cast<uint64_t>(int64_t{static_cast<int32_t>(constantSampleSize_)});
 }
 
+// DELIBERATE D-202: the end must be an existing sample, although its size is not added.
 uint64_t SampleTables::bytesBetween(uint32_t first, uint32_t end) const {
-  if (constantSampleSize_ != 0) {
-    // DELIBERATE D-201: the size is signed and the number of samples an unsigned 32-bit word, so a
-    // size with the top bit set, or an end before the first sample, gives a wrapped product.
-    const auto size = static_cast<uint64_t>(int64_t{static_cast<int32_t>(constantSampleSize_)});
-    return uint64_t{end - first} * size;
-  }
-  // DELIBERATE D-202: the end must be an existing sample, although its size is not added.
+  if (constantSampleSize_ != 0) return bytesOfConstantSize(end - first);
   if (end >= sampleSizes_.count()) throw exception(kFrameOutOfRange);
+  // Whole blocks between the two are the difference of two marks.
+  const uint32_t firstBlock = first / kBlockEntries + 1;
+  const uint32_t endBlock = end / kBlockEntries;
+  if (firstBlock >= endBlock || endBlock > sizeIndex_.markedBlocks()) return addSizes(first, end);
+  return addSizes(first, firstBlock * kBlockEntries) +
+         (sizeIndex_.bytesBefore(endBlock) - sizeIndex_.bytesBefore(firstBlock)) +
+         addSizes(endBlock * kBlockEntries, end);
+}
+
+uint64_t SampleTables::addSizes(uint32_t first, uint32_t end) const noexcept {
+  const uint32_t* const sizes = sampleSizes_.data();
   uint64_t bytes = 0;
-  for (uint32_t sample = first; sample < end; ++sample) bytes += sampleSizes_[sample];
+  for (uint32_t sample = first; sample < end; ++sample) bytes += sizes[sample];
   return bytes;
 }
 
+// All arithmetic is modulo 2^32: first chunks that don't rise, or runs that are too long, give some
+// chunk, but never an access outside the tables.
 ChunkLocation SampleTables::locateChunk(uint32_t sample, ChunkMapPosition& position) const {
-  // All arithmetic is modulo 2^32: first chunks that don't rise, or runs that are too long, give
-  // some chunk, but never an access outside the tables.
-  uint32_t runFirstChunk = 1;
-  uint32_t samplesPerChunk = 0;
-  if (position.entry > 0) {
-    runFirstChunk = mapWord(position.entry - 1, kFirstChunk);
-    samplesPerChunk = mapWord(position.entry - 1, kSamplesPerChunk);
-  }
+  MapEntry run = position.entry > 0 ? mapEntry(position.entry - 1) : kRunBeforeTheMap;
   while (position.entry < chunkMapEntries_) {
-    const uint32_t nextFirstChunk = mapWord(position.entry, kFirstChunk);
-    const uint32_t span = (nextFirstChunk - runFirstChunk) * samplesPerChunk;
-    if (sample < position.firstSample + span) break;
-    samplesPerChunk = mapWord(position.entry, kSamplesPerChunk);
-    runFirstChunk = nextFirstChunk;
-    position.firstSample += span;
+    if (position.entry % kBlockEntries == 0 && skipBlocks(sample, position)) {
+      run = mapEntry(position.entry - 1);
+    }
+    const MapEntry next = mapEntry(position.entry);
+    const uint32_t end = position.firstSample + samplesBetween(run, next);
+    if (sample < end) break;
+    run = next;
+    position.firstSample = end;
     ++position.entry;
   }
-  if (samplesPerChunk == 0) return {1, position.firstSample};
-  const uint32_t chunksIntoRun = (sample - position.firstSample) / samplesPerChunk;
-  return {chunksIntoRun + runFirstChunk, position.firstSample + chunksIntoRun * samplesPerChunk};
+  if (run.samplesPerChunk == 0) return {1, position.firstSample};
+  const uint32_t chunksIntoRun = (sample - position.firstSample) / run.samplesPerChunk;
+  return {chunksIntoRun + run.firstChunk,
+          position.firstSample + chunksIntoRun * run.samplesPerChunk};
+}
+
+/// Moves a position at the start of a block on to the block in which the walk will end. The index
+/// knows the walk that began at the first entry; a position that is not on its way, or past its end
+/// as after a step back, stays.
+/// @return whether the position moved
+bool SampleTables::skipBlocks(uint32_t sample, ChunkMapPosition& position) const noexcept {
+  const RunIndex<uint32_t>& samples = chunkMapIndex_.samples();
+  const uint32_t block = position.entry / kBlockEntries;
+  const uint32_t target = samples.blockOf(sample);
+  if (target <= block || samples.totalBefore(block) != position.firstSample) return false;
+  position = {target * kBlockEntries, samples.totalBefore(target)};
+  return true;
+}
+
+// Within a run the sample is in the same chunk as the one before it or in the next one, which saves
+// the division.
+void SampleTables::locateNext(uint32_t sample, ChunkMapPosition& position,
+                              ChunkLocation& location) const {
+  if (position.entry > 0) {
+    const MapEntry run = mapEntry(position.entry - 1);
+    const uint32_t before = location.firstSample - position.firstSample;
+    const uint32_t inRun = sample - position.firstSample;
+    if (inRun >= before && staysInRun(sample, position, run)) {
+      if (inRun - before < run.samplesPerChunk) return;
+      if (inRun - before - run.samplesPerChunk < run.samplesPerChunk) {
+        location = {location.chunk + 1, location.firstSample + run.samplesPerChunk};
+        return;
+      }
+    }
+  }
+  location = locateChunk(sample, position);
 }
 
 uint64_t SampleTables::chunkOffset(uint32_t chunk) const {
+  // DELIBERATE D-204: a chunk number past the table means the last chunk. Chunk 0 wraps to an index
+  // that no table has.
+  const uint32_t shortCount = shortChunkOffsets_.count();
+  if (shortCount != 0) return shortChunkOffsets_[std::min(chunk, shortCount) - 1];
+  const uint32_t longCount = longChunkOffsets_.count();
+  if (longCount != 0) return longChunkOffsets_[std::min(chunk, longCount) - 1];
   // DELIBERATE D-203: the chunks of a track without chunk offsets begin right after the header of a
   // media data box that opens the file.
-  if (chunkOffsets_.count() == 0) return kOffsetWithoutTable;
-  // DELIBERATE D-204: a chunk number past the table means the last chunk.
-  if (chunk > chunkOffsets_.count()) return chunkOffsets_[chunkOffsets_.count() - 1];
-  return chunkOffsets_[chunk - 1];  // chunk 0 wraps to an index that no table has
+  return kOffsetWithoutTable;
 }
 
-uint32_t SampleTables::mapWord(uint32_t entry, uint32_t word) const {
-  // Compared as entries: the index of a word could wrap.
-  const uint32_t checked = checkedIndex(entry, chunkMap_.count() / kWordsPerEntry);
-  return chunkMap_[kWordsPerEntry * checked + word];
+bool SampleTables::staysInRun(uint32_t sample, const ChunkMapPosition& position,
+                              const MapEntry& run) const {
+  if (position.entry >= chunkMapEntries_) return true;  // the last run goes on without end
+  return sample < position.firstSample + samplesBetween(run, mapEntry(position.entry));
+}
+
+// Compared as entries: the index of a word could wrap.
+SampleTables::MapEntry SampleTables::mapEntry(uint32_t entry) const {
+  const uint32_t* const words =
+      chunkMap_.data() + size_t{kChunkMapWords} * checkedIndex(entry, chunkMapEntries_);
+  return {words[kFirstChunk], words[kSamplesPerChunk]};
 }
 
 }  // namespace atomkit

@@ -4,8 +4,10 @@
 #pragma once
 #include <cstdint>
 
+#include "atomkit/core/containers/exception.h"
 #include "atomkit/core/containers/plain_array.h"
 #include "atomkit/core/streams/byte_stream.h"
+#include "atomkit/core/tables/place_indexes.h"
 
 namespace atomkit {
 
@@ -36,18 +38,32 @@ class SampleTables {
 
   /// Size of a sample in bytes. A constant size answers for any sample number.
   /// @throws exception "array access out of range"
-  uint32_t sampleSize(uint32_t sample) const;
+  uint32_t sampleSize(uint32_t sample) const {
+    return constantSampleSize_ != 0 ? constantSampleSize_ : sampleSizes_[sample];
+  }
 
   /// Bytes of the samples `first` to `end` - 1.
   /// @throws exception "frame out of range" when sizes are listed and `end` is not an existing
   ///         sample
+  /// Cost: that of at most 128 samples, however many there are between the two.
   uint64_t bytesBetween(uint32_t first, uint32_t end) const;
+
+  /// bytesBetween() of the sample before `sample` and itself. @pre sample > 0
+  uint64_t bytesOfSampleBefore(uint32_t sample) const {
+    if (constantSampleSize_ != 0) return bytesOfConstantSize(1);
+    if (sample >= sampleSizes_.count()) throw exception(kFrameOutOfRange);
+    return sampleSizes_.data()[sample - 1];
+  }
 
   /// Chunk that holds `sample`. Samples beyond the last map entry continue its run without end.
   /// @param position  where the last lookup ended; moved forward
   /// @throws exception "array access out of range"
-  /// Cost: linear in the map entries between the two samples.
+  /// Cost: logarithmic in the map entries between the two samples.
   ChunkLocation locateChunk(uint32_t sample, ChunkMapPosition& position) const;
+
+  /// locateChunk() for a sample after the one that was located last.
+  /// @param location  what locateChunk() gave for that one, with this position; replaced
+  void locateNext(uint32_t sample, ChunkMapPosition& position, ChunkLocation& location) const;
 
   /// File offset of a chunk in bytes: 8 when the track has no chunk offsets, that of the last chunk
   /// for a number past it.
@@ -55,14 +71,35 @@ class SampleTables {
   uint64_t chunkOffset(uint32_t chunk) const;
 
  private:
-  uint32_t mapWord(uint32_t entry, uint32_t word) const;
+  /// An entry of the sample-to-chunk map.
+  struct MapEntry {
+    uint32_t firstChunk;
+    uint32_t samplesPerChunk;
+  };
+
+  /// What holds before the first entry: no samples, from chunk 1 on.
+  static constexpr MapEntry kRunBeforeTheMap{1, 0};
+
+  /// Samples of the run that `next` ends.
+  static uint32_t samplesBetween(const MapEntry& run, const MapEntry& next) noexcept {
+    return (next.firstChunk - run.firstChunk) * run.samplesPerChunk;
+  }
+  /// @throws exception "array access out of range"
+  MapEntry mapEntry(uint32_t entry) const;
+  bool staysInRun(uint32_t sample, const ChunkMapPosition& position, const MapEntry& run) const;
+  bool skipBlocks(uint32_t sample, ChunkMapPosition& position) const noexcept;
+  uint64_t bytesOfConstantSize(uint32_t samples) const noexcept;
+  uint64_t addSizes(uint32_t first, uint32_t end) const noexcept;
 
   uint32_t constantSampleSize_ = 0;  // bytes; 0 when the sizes are listed
   PlainArray<uint32_t> sampleSizes_;
-  // Three words per entry: first chunk, samples per chunk, description.
-  PlainArray<uint32_t> chunkMap_;
+  SizeIndex sizeIndex_;
+  PlainArray<uint32_t> chunkMap_;  // kChunkMapWords words per entry
   uint32_t chunkMapEntries_ = 0;
-  PlainArray<uint64_t> chunkOffsets_;
+  ChunkMapIndex chunkMapIndex_;
+  // One of the two is empty: 'stco' keeps its width.
+  PlainArray<uint32_t> shortChunkOffsets_;
+  PlainArray<uint64_t> longChunkOffsets_;
 };
 
 }  // namespace atomkit

@@ -28,49 +28,10 @@ static_assert(offsetof(SampleInfo, fileOffset) < offsetof(SampleInfo, size));
 
 namespace {
 
-void placeInComposition(const TimingTables& timing, SampleCursor& cursor, uint32_t sample) {
-  cursor.compositionRun = kNoIndex;
-  cursor.compositionPosition = kNoIndex;
-  uint32_t first = 0;
-  for (uint32_t run = 0; run < timing.compositionRunCount(); ++run) {
-    const uint32_t end = first + timing.compositionRunLength(run);
-    if (sample < end) {
-      cursor.compositionRun = run;
-      cursor.compositionPosition = sample - first;
-      return;
-    }
-    first = end;
-  }
-}
-
-// DELIBERATE D-325: a sample past the time table is not an error: it has no run, and its decoding
-// time and duration are 0.
-void placeInTime(const TimingTables& timing, SampleCursor& cursor, uint32_t sample) {
-  cursor.timeRun = kNoIndex;
-  cursor.timePosition = kNoIndex;
-  cursor.decodeTime = 0;
-  uint32_t first = 0;
-  uint64_t start = 0;
-  for (uint32_t index = 0; index < timing.timeRunCount(); ++index) {
-    const TimeRun run = timing.timeRun(index);
-    const uint32_t end = first + run.sampleCount;
-    if (sample < end) {
-      cursor.timeRun = index;
-      cursor.timePosition = sample - first;
-      cursor.decodeTime = start + uint64_t{run.sampleDelta} * cursor.timePosition;
-      return;
-    }
-    first = end;
-    start += uint64_t{run.sampleCount} * run.sampleDelta;
-  }
-}
-
 // DELIBERATE D-328: a step goes to the next run whatever its length, so the cursor stands on a run
 // of no samples for one sample. A reposition passes over such a run.
-template <class RunLength>
-void stepInRuns(uint32_t& run, uint32_t& position, uint32_t runCount, RunLength runLength) {
-  ++position;
-  if (position < runLength(run)) return;
+void stepInRuns(uint32_t& run, uint32_t& position, uint32_t runLength, uint32_t runCount) {
+  if (position < runLength) return;
   position = 0;
   ++run;
   if (run >= runCount) run = position = kNoIndex;
@@ -82,8 +43,12 @@ void stepInRuns(uint32_t& run, uint32_t& position, uint32_t runCount, RunLength 
 // throws leaves the cursor on the new number with the rest half done.
 uint64_t reposition(const TrackRecord& record, SampleCursor& cursor, uint32_t sample) {
   cursor.sample = sample;
-  placeInComposition(record.timing, cursor, sample);
-  placeInTime(record.timing, cursor, sample);
+  const PlaceInRun composition = record.timing.compositionPlace(sample);
+  cursor.compositionRun = composition.run;
+  cursor.compositionPosition = composition.position;
+  const PlaceInRun time = record.timing.timePlace(sample, cursor.decodeTime);
+  cursor.timeRun = time.run;
+  cursor.timePosition = time.position;
   cursor.chunkMap = {};
   cursor.chunk = record.samples.locateChunk(sample, cursor.chunkMap);
   cursor.offsetInChunk = record.samples.bytesBetween(cursor.chunk.firstSample, sample);
@@ -97,21 +62,23 @@ bool step(const TrackRecord& record, SampleCursor& cursor) {
   ++cursor.sample;
 
   if (cursor.compositionRun != kNoIndex) {
-    stepInRuns(cursor.compositionRun, cursor.compositionPosition, timing.compositionRunCount(),
-               [&](uint32_t run) { return timing.compositionRunLength(run); });
+    ++cursor.compositionPosition;
+    stepInRuns(cursor.compositionRun, cursor.compositionPosition,
+               timing.compositionRunLength(cursor.compositionRun), timing.compositionRunCount());
   }
   if (cursor.timeRun != kNoIndex) {
-    cursor.decodeTime += timing.timeRun(cursor.timeRun).sampleDelta;
-    stepInRuns(cursor.timeRun, cursor.timePosition, timing.timeRunCount(),
-               [&](uint32_t run) { return timing.timeRun(run).sampleCount; });
+    const TimeRun run = timing.timeRun(cursor.timeRun);
+    cursor.decodeTime += run.sampleDelta;
+    ++cursor.timePosition;
+    stepInRuns(cursor.timeRun, cursor.timePosition, run.sampleCount, timing.timeRunCount());
   }
 
   const uint32_t previousFirst = cursor.chunk.firstSample;
-  cursor.chunk = record.samples.locateChunk(cursor.sample, cursor.chunkMap);
+  record.samples.locateNext(cursor.sample, cursor.chunkMap, cursor.chunk);
   if (cursor.chunk.firstSample != previousFirst) {
     cursor.offsetInChunk = record.samples.bytesBetween(cursor.chunk.firstSample, cursor.sample);
   } else {
-    cursor.offsetInChunk += record.samples.bytesBetween(cursor.sample - 1, cursor.sample);
+    cursor.offsetInChunk += record.samples.bytesOfSampleBefore(cursor.sample);
   }
   return true;
 }

@@ -2,8 +2,22 @@
 
 #include "atomkit/core/containers/exception.h"
 #include "atomkit/core/streams/value_readers.h"
+#include "atomkit/core/tables/run_index.h"
 
 namespace atomkit {
+namespace {
+
+// Sample and remainder of a time in samples of equal length. Two words are divided only where the
+// time needs both, as not every machine can divide them by itself.
+SampleAtTime divided(uint64_t time, uint32_t delta) {
+  if (time <= UINT32_MAX) {
+    const auto ticks = static_cast<uint32_t>(time);
+    return {ticks / delta, ticks % delta};
+  }
+  return {static_cast<uint32_t>(time / delta), time % delta};
+}
+
+}  // namespace
 
 // DELIBERATE D-321: a second box is an error only when the table holds an entry; after a box
 // without entries it fills the table.
@@ -12,8 +26,8 @@ void RunTable::read(AtomReader& reader, const char* duplicateMessage) {
   skipVersionAndFlags(reader);
   const uint32_t runs = readU32(reader);
   // The bytes of the table fit 32 bits from here on, and so does its number of words.
-  requireEntries(reader, runs, kWordsPerRun * sizeof(uint32_t));
-  readU32Table(reader, words_, kWordsPerRun * runs);
+  requireEntries(reader, runs, kRunWords * sizeof(uint32_t));
+  readU32Table(reader, words_, kRunWords * runs);
 }
 
 // 'stts' TimeToSampleBox
@@ -23,9 +37,7 @@ void RunTable::read(AtomReader& reader, const char* duplicateMessage) {
 // DELIBERATE D-320: the number of samples is the total of the counts, which wraps at 2^32.
 void TimingTables::readTimeToSample(AtomReader& reader) {
   timeToSample_.read(reader, "duplicate stts data");
-  uint32_t total = 0;
-  for (uint32_t i = 0; i < timeToSample_.count(); ++i) total += timeToSample_.sampleCount(i);
-  sampleCount_ = total;
+  indexTable(timeToSample_.words(), timeToSample_.count(), timeIndex_);
 }
 
 // 'ctts' CompositionOffsetBox
@@ -34,6 +46,7 @@ void TimingTables::readTimeToSample(AtomReader& reader) {
 // The offset is signed in both versions of the box: many files have negative offsets in version 0.
 void TimingTables::readCompositionOffsets(AtomReader& reader) {
   composition_.read(reader, "duplicate ctts data");
+  indexTable(composition_.words(), composition_.count(), compositionIndex_);
 }
 
 // 'stss' SyncSampleBox
@@ -54,32 +67,59 @@ void TimingTables::readSyncSamples(AtomReader& reader) {
 }
 
 // DELIBERATE D-320: a walk through the runs adds their counts in 32 bits, which wrap like the
-// total, here and in the cursor. The times wrap only in tables that no real file has. The walk goes
-// on while the time is at or past the end of a run, so the subtraction doesn't wrap. A run of delta
-// 0 never stops the walk, so the divisor is not 0.
+// total. The times wrap only in tables that no real file has. The walk goes on while the time is at
+// or past the end of a run, so the subtraction doesn't wrap. A run of delta 0 never stops the walk,
+// so the divisor is not 0.
 SampleAtTime TimingTables::sampleAt(uint64_t time) const {
-  uint32_t samples = 0;
-  uint64_t start = 0;
-  for (uint32_t i = 0; i < timeToSample_.count(); ++i) {
-    const TimeRun run = timeRun(i);
-    const uint64_t end = start + uint64_t{run.sampleCount} * run.sampleDelta;
+  TimeRunStart start = timeIndex_.beforeTime(time);
+  for (; start.run < timeToSample_.count(); ++start.run) {
+    const uint32_t* const run = timeToSample_.uncheckedRun(start.run);
+    const uint64_t end = start.time + uint64_t{run[kRunSamples]} * run[kRunValue];
     if (time < end) {
-      const uint64_t inRun = time - start;
-      return {samples + static_cast<uint32_t>(inRun / run.sampleDelta), inRun % run.sampleDelta};
+      const SampleAtTime inRun = divided(time - start.time, run[kRunValue]);
+      return {start.samples + inRun.sample, inRun.remainder};
     }
-    samples += run.sampleCount;
-    start = end;
+    start.samples += run[kRunSamples];
+    start.time = end;
   }
   throw exception(kFrameOutOfRange);
 }
 
-int32_t TimingTables::compositionOffset(uint32_t sample) const noexcept {
-  uint32_t end = 0;
-  for (uint32_t i = 0; i < composition_.count(); ++i) {
-    end += compositionRunLength(i);
-    if (sample < end) return compositionRunOffset(i);
+// DELIBERATE D-325: a sample past the time table is not an error: it has no run, and its decoding
+// time and duration are 0.
+PlaceInRun TimingTables::timePlace(uint32_t sample, uint64_t& decodeTime) const noexcept {
+  TimeRunStart start = timeIndex_.beforeSample(sample);
+  for (; start.run < timeToSample_.count(); ++start.run) {
+    const uint32_t* const run = timeToSample_.uncheckedRun(start.run);
+    const uint32_t end = start.samples + run[kRunSamples];
+    if (sample < end) {
+      const uint32_t position = sample - start.samples;
+      decodeTime = start.time + uint64_t{run[kRunValue]} * position;
+      return {start.run, position};
+    }
+    start.time += uint64_t{run[kRunSamples]} * run[kRunValue];
+    start.samples = end;
   }
-  return 0;
+  decodeTime = 0;
+  return {};
+}
+
+PlaceInRun TimingTables::compositionPlace(uint32_t sample) const noexcept {
+  const RunIndex<uint32_t>& index = compositionIndex_.samples();
+  const uint32_t block = index.blockOf(sample);
+  uint32_t first = index.totalBefore(block);
+  for (uint32_t run = block * kBlockEntries; run < composition_.count(); ++run) {
+    const uint32_t end = first + composition_.uncheckedRun(run)[kRunSamples];
+    if (sample < end) return {run, sample - first};
+    first = end;
+  }
+  return {};
+}
+
+int32_t TimingTables::compositionOffset(uint32_t sample) const noexcept {
+  const PlaceInRun place = compositionPlace(sample);
+  if (place.run == kNoIndex) return 0;
+  return static_cast<int32_t>(composition_.uncheckedRun(place.run)[kRunValue]);
 }
 
 // DELIBERATE D-322: the one-based number of the sample is compared with the zero-based entries, so

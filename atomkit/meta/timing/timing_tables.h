@@ -2,11 +2,13 @@
 // which sample can be decoded by itself?" for one track: the boxes stts, ctts and stss. Lifetime:
 // owns its tables; keeps no reference to the stream.
 #pragma once
+#include <cstddef>
 #include <cstdint>
 
 #include "atomkit/core/containers/exception.h"
 #include "atomkit/core/containers/plain_array.h"
 #include "atomkit/core/streams/byte_stream.h"
+#include "atomkit/meta/timing/timing_indexes.h"
 
 namespace atomkit {
 
@@ -34,22 +36,27 @@ class RunTable {
   ///         "past end" message; "out of memory when resizing array"
   void read(AtomReader& reader, const char* duplicateMessage);
 
-  uint32_t count() const noexcept { return words_.count() / kWordsPerRun; }
-  /// @throws exception "array access out of range"
-  uint32_t sampleCount(uint32_t run) const { return word(run, 0); }
-  /// @throws exception "array access out of range"
-  uint32_t value(uint32_t run) const { return word(run, 1); }
+  uint32_t count() const noexcept { return words_.count() / kRunWords; }
+  const PlainArray<uint32_t>& words() const noexcept { return words_; }
 
- private:
-  static constexpr uint32_t kWordsPerRun = 2;
-
-  uint32_t word(uint32_t run, uint32_t index) const {
+  /// The two words of a run. @throws exception "array access out of range"
+  const uint32_t* run(uint32_t run) const {
     // Compared as runs: the index of a word could wrap.
-    if (run >= count()) throw exception(kIndexOutOfRange);
-    return words_[kWordsPerRun * run + index];
+    return uncheckedRun(checkedIndex(run, count()));
+  }
+  /// @pre run < count()
+  const uint32_t* uncheckedRun(uint32_t run) const noexcept {
+    return words_.data() + size_t{kRunWords} * run;
   }
 
+ private:
   PlainArray<uint32_t> words_;
+};
+
+/// A run and a place in it; both kNoIndex for a sample that no run holds.
+struct PlaceInRun {
+  uint32_t run = kNoIndex;
+  uint32_t position = kNoIndex;
 };
 
 class TimingTables {
@@ -67,16 +74,25 @@ class TimingTables {
   void readSyncSamples(AtomReader& reader);
 
   /// Sum of the sample counts of 'stts', wrapping at 2^32.
-  uint32_t sampleCount() const noexcept { return sampleCount_; }
+  uint32_t sampleCount() const noexcept { return timeIndex_.sampleCount(); }
 
   /// Sample that is being decoded at `time`.
   /// @param time  media ticks (the track's mdhd timescale)
   /// @throws exception "frame out of range" at or past the end of the table
-  /// Cost: linear in the number of runs, no I/O.
+  /// Cost: logarithmic in the number of runs, no I/O.
   SampleAtTime sampleAt(uint64_t time) const;
 
+  /// The 'stts' run that holds `sample`; none past the table.
+  /// @param decodeTime  receives the decoding time of the sample in ticks; 0 past the table
+  /// Cost: logarithmic in the number of runs.
+  PlaceInRun timePlace(uint32_t sample, uint64_t& decodeTime) const noexcept;
+
+  /// The 'ctts' run that holds `sample`; none beyond the table.
+  /// Cost: logarithmic in the number of runs.
+  PlaceInRun compositionPlace(uint32_t sample) const noexcept;
+
   /// Ticks between decoding and showing `sample`; 0 for a sample beyond the table.
-  /// Cost: linear in the number of runs.
+  /// Cost: logarithmic in the number of runs.
   int32_t compositionOffset(uint32_t sample) const noexcept;
 
   /// Sync sample at or before (backward), or at or after (forward), the sample that follows
@@ -88,21 +104,25 @@ class TimingTables {
   uint32_t timeRunCount() const noexcept { return timeToSample_.count(); }
   /// @throws exception "array access out of range"
   TimeRun timeRun(uint32_t index) const {
-    return {timeToSample_.sampleCount(index), timeToSample_.value(index)};
+    const uint32_t* const run = timeToSample_.run(index);
+    return {run[kRunSamples], run[kRunValue]};
   }
 
   uint32_t compositionRunCount() const noexcept { return composition_.count(); }
   /// Samples of a 'ctts' run. @throws exception "array access out of range"
-  uint32_t compositionRunLength(uint32_t index) const { return composition_.sampleCount(index); }
+  uint32_t compositionRunLength(uint32_t index) const {
+    return composition_.run(index)[kRunSamples];
+  }
   /// Offset of a 'ctts' run in ticks. @throws exception "array access out of range"
   int32_t compositionRunOffset(uint32_t index) const {
-    return static_cast<int32_t>(composition_.value(index));
+    return static_cast<int32_t>(composition_.run(index)[kRunValue]);
   }
 
  private:
-  uint32_t sampleCount_ = 0;
-  RunTable timeToSample_;             // values: ticks
-  RunTable composition_;              // values: ticks, signed
+  RunTable timeToSample_;  // values: ticks
+  TimeIndex timeIndex_;
+  RunTable composition_;  // values: ticks, signed
+  CompositionIndex compositionIndex_;
   PlainArray<uint32_t> syncSamples_;  // zero-based, strictly increasing
 };
 

@@ -1,0 +1,55 @@
+#include "atomkit/meta/timing/timing_indexes.h"
+
+#include <algorithm>
+
+namespace atomkit {
+
+void CompositionIndex::start(uint32_t entries) noexcept {
+  totals_.start(entries);
+  samples_ = 0;
+}
+
+void CompositionIndex::take(const uint32_t* words, uint32_t count) noexcept {
+  uint32_t highest = 0;
+  for (const uint32_t* const end = words + count; words != end; words += kRunWords) {
+    samples_ += words[kRunSamples];
+    highest = std::max(highest, samples_);
+  }
+  totals_.append(samples_, highest);
+}
+
+void TimeIndex::start(uint32_t entries) noexcept {
+  sampleTotals_.start(entries);
+  timeTotals_.start(entries);
+  samples_ = 0;
+  time_ = 0;
+}
+
+void TimeIndex::take(const uint32_t* words, uint32_t count) noexcept {
+  uint32_t highestSamples = 0;
+  uint64_t highestTime = 0;
+  for (const uint32_t* const end = words + count; words != end; words += kRunWords) {
+    samples_ += words[kRunSamples];
+    time_ += uint64_t{words[kRunSamples]} * words[kRunValue];
+    highestSamples = std::max(highestSamples, samples_);
+    highestTime = std::max(highestTime, time_);
+  }
+  sampleTotals_.append(samples_, highestSamples);
+  timeTotals_.append(time_, highestTime);
+}
+
+TimeRunStart TimeIndex::beforeSample(uint32_t sample) const noexcept {
+  return startOf(sampleTotals_.blockOf(sample));
+}
+
+TimeRunStart TimeIndex::beforeTime(uint64_t time) const noexcept {
+  return startOf(timeTotals_.blockOf(time));
+}
+
+// Where there was memory for one kind of marks only, the walk begins at the first entry.
+TimeRunStart TimeIndex::startOf(uint32_t block) const noexcept {
+  if (block > std::min(sampleTotals_.markedBlocks(), timeTotals_.markedBlocks())) return {};
+  return {block * kBlockEntries, sampleTotals_.totalBefore(block), timeTotals_.totalBefore(block)};
+}
+
+}  // namespace atomkit
