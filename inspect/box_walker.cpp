@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <unordered_map>
+
+#include "inspect/box_catalog.h"
+#include "inspect/payload.h"
 
 namespace inspect {
 namespace {
@@ -14,33 +16,8 @@ uint32_t big32(const uint8_t* bytes) {
 
 uint64_t big64(const uint8_t* bytes) { return uint64_t{big32(bytes)} << 32 | big32(bytes + 4); }
 
-template <size_t kCount>
-bool isAmong(FourCC type, const FourCC (&types)[kCount]) {
-  return std::find(std::begin(types), std::end(types), type) != std::end(types);
-}
-
-/// Boxes that hold boxes and nothing else.
-constexpr FourCC kContainers[] = {
-    fourCC("moov"), fourCC("trak"), fourCC("edts"), fourCC("mdia"), fourCC("minf"),
-    fourCC("dinf"), fourCC("stbl"), fourCC("udta"), fourCC("mvex"), fourCC("moof"),
-    fourCC("traf"), fourCC("mfra"), fourCC("tref"), fourCC("sinf"), fourCC("schi"),
-    fourCC("gmhd"), fourCC("wave"), fourCC("ilst"), fourCC("tags"), fourCC("tseg"),
-    fourCC("meco"), fourCC("strk"), fourCC("rinf"), fourCC("iprp"), fourCC("ipco")};
-
-constexpr FourCC kVideoEntries[] = {
-    fourCC("mp4v"), fourCC("avc1"), fourCC("avc2"), fourCC("avc3"), fourCC("avc4"), fourCC("hvc1"),
-    fourCC("hev1"), fourCC("vvc1"), fourCC("av01"), fourCC("vp08"), fourCC("vp09"), fourCC("s263"),
-    fourCC("jpeg"), fourCC("mjpa"), fourCC("encv"), fourCC("apch"), fourCC("apcn"), fourCC("apcs")};
-
-constexpr FourCC kAudioEntries[] = {fourCC("mp4a"), fourCC("alac"), fourCC("enca"), fourCC("ac-3"),
-                                    fourCC("ec-3"), fourCC("samr"), fourCC("sawb"), fourCC("Opus"),
-                                    fourCC("fLaC"), fourCC(".mp3"), fourCC("sowt"), fourCC("twos"),
-                                    fourCC("lpcm"), fourCC("ulaw"), fourCC("alaw"), fourCC("dtsc")};
-
 constexpr uint64_t kFullBoxBytes = 4;         // version and flags
 constexpr uint64_t kEntryListBytes = 8;       // version, flags and a count
-constexpr uint64_t kAudioEntryBytes = 28;     // the fixed part of an audio sample entry
-constexpr uint64_t kVideoEntryBytes = 78;     // and of a video sample entry
 constexpr uint64_t kSoundVersion1Bytes = 16;  // what QuickTime's sound description 1 adds
 constexpr uint64_t kSoundVersion2Bytes = 36;  // and 2
 
@@ -171,19 +148,19 @@ class Walk {
 };
 
 /// Looks for one box, and goes into no box that can't hold it.
-class Search : public BoxVisitor {
+class OneBoxSearch : public BoxVisitor {
  public:
   BoxChain take() { return std::move(found_); }
 
  protected:
-  ~Search() = default;
+  ~OneBoxSearch() = default;
   void found(const Box& box) { found_ = BoxChain(box); }
 
  private:
   BoxChain found_;
 };
 
-class SearchByOffset final : public Search {
+class SearchByOffset final : public OneBoxSearch {
  public:
   explicit SearchByOffset(uint64_t offset) : offset_(offset) {}
 
@@ -199,7 +176,7 @@ class SearchByOffset final : public Search {
   uint64_t offset_;
 };
 
-class SearchByPath final : public Search {
+class SearchByPath final : public OneBoxSearch {
  public:
   explicit SearchByPath(std::span<const PathStep> path) : path_(path) {}
 
@@ -221,11 +198,11 @@ class SearchByPath final : public Search {
 std::optional<uint64_t> childrenStart(File& file, const Box& box) {
   if (box.isIn(fourCC("ilst"))) return box.payload();
   if (box.isIn(fourCC("stsd"))) {
-    if (isAmong(box.type, kVideoEntries)) return box.payload() + kVideoEntryBytes;
-    if (isAmong(box.type, kAudioEntries)) return box.payload() + audioEntryBytes(file, box);
+    if (isVideoEntry(box.type)) return box.payload() + kVideoEntryBytes;
+    if (isAudioEntry(box.type)) return box.payload() + audioEntryBytes(file, box);
     return std::nullopt;
   }
-  if (isAmong(box.type, kContainers)) return box.payload();
+  if (isPlainContainer(box.type)) return box.payload();
   switch (box.type) {
     case fourCC("stsd"):
     case fourCC("dref"):
@@ -245,6 +222,37 @@ std::optional<uint64_t> childrenStart(File& file, const Box& box) {
 
 void walkBoxes(File& file, BoxVisitor& visitor) {
   Walk(file, visitor).boxesBetween(0, file.size(), nullptr);
+}
+
+void walkBoxesIn(File& file, const Box& box, BoxVisitor& visitor) {
+  if (const auto start = childrenStart(file, box)) {
+    Walk(file, visitor).boxesBetween(*start, box.end, &box);
+  }
+}
+
+uint32_t mediaTimescale(File& file, const Box& trak) {
+  class Search final : public BoxVisitor {
+   public:
+    explicit Search(File& searched) : file_(searched) {}
+    Go enter(const Box& box) override {
+      if (box.type == fourCC("mdia")) return Go::into;
+      if (box.type != fourCC("mdhd") || !box.isIn(fourCC("mdia"))) return Go::past;
+      Payload payload(file_, box.payload(), box.end);
+      const uint8_t version = payload.u8();
+      payload.skip(3);
+      payload.word(version);
+      payload.word(version);
+      timescale = payload.u32();
+      return Go::stop;
+    }
+    uint32_t timescale = 0;
+
+   private:
+    File& file_;
+  };
+  Search search(file);
+  walkBoxesIn(file, trak, search);
+  return search.timescale;
 }
 
 BoxChain::BoxChain(const Box& deepest) {

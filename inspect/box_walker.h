@@ -55,6 +55,12 @@ std::optional<uint64_t> childrenStart(File& file, const Box& box);
 /// Payloads are not read, but for the few bytes that tell where inner boxes begin.
 void walkBoxes(File& file, BoxVisitor& visitor);
 
+/// Walks the boxes inside a box.
+void walkBoxesIn(File& file, const Box& box, BoxVisitor& visitor);
+
+/// Ticks per second of a track, from the first 'mdhd' in its 'trak'; 0 when there is none.
+uint32_t mediaTimescale(File& file, const Box& trak);
+
 /// A copy of a box and of the boxes around it, which outlives the walk.
 class BoxChain {
  public:
