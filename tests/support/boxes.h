@@ -33,6 +33,12 @@ inline Bytes i32(int32_t value) { return bigEndian(static_cast<uint32_t>(value),
 inline Bytes u64(uint64_t value) { return bigEndian(value, 8); }
 inline Bytes zeros(size_t count) { return Bytes(count, 0); }
 inline Bytes repeat(uint8_t byte, size_t count) { return Bytes(count, byte); }
+inline Bytes repeated(const Bytes& piece, size_t count) {
+  Bytes all;
+  all.reserve(piece.size() * count);
+  for (size_t i = 0; i < count; ++i) all.insert(all.end(), piece.begin(), piece.end());
+  return all;
+}
 inline Bytes text(std::string_view characters) { return {characters.begin(), characters.end()}; }
 inline Bytes raw(std::initializer_list<uint8_t> bytes) { return bytes; }
 

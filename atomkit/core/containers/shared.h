@@ -88,6 +88,8 @@ class LazyHandle {
   /// @throws exception "out of memory"
   T& operator*() const { return *access(); }
   T* operator->() const { return &*access(); }
+  /// The object if it has been made, otherwise null.
+  const T* peek() const noexcept { return handle_ ? &*handle_ : nullptr; }
   uint32_t references() const noexcept { return handle_.references(); }
 
  private:

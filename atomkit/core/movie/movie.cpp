@@ -60,7 +60,10 @@ void Movie::walkTopLevel(ByteStream& stream, ScanRange range) {
   }
 }
 
-const TrackRecord& Movie::track(uint32_t index) const { return *model_.tracks[index]; }
+const TrackRecord& Movie::track(uint32_t index) const {
+  const TrackRecord* const record = model_.tracks[index].peek();
+  return record ? *record : emptyTrack_;
+}
 
 CodecKind Movie::codecKind(uint32_t index) const { return track(index).description.codecKind; }
 

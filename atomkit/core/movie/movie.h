@@ -102,6 +102,8 @@ class Movie {
   const TrackRecord& track(uint32_t index) const;
 
   MovieModel model_;
+  /// Answers for each track of which the file says nothing.
+  const TrackRecord emptyTrack_;
 };
 
 }  // namespace atomkit

@@ -16,7 +16,7 @@ void MovieBoxHandler::handleBox(AtomReader& reader, FourCC type, uint64_t payloa
       model_->header = readMovieHeader(reader);
       return;
     case fourCC("trak"): {
-      TrackBoxHandler handler(model_->options, *model_->tracks.append({}));
+      TrackBoxHandler handler(model_->options, model_->tracks.append({}));
       walkChildren(handler, reader, payloadSize);
       return;
     }

@@ -15,12 +15,13 @@ uint64_t determineDuration(MovieModel& model) {
   uint64_t start = 0;
   uint64_t end = 0;
   for (uint32_t i = 0; i < model.tracks.count(); ++i) {
-    const TrackRecord& record = *model.tracks[i];
-    if (isAudio(record.description.codecKind)) {
+    const TrackRecord* const record = model.tracks[i].peek();
+    if (!record) continue;  // a track of which the file says nothing
+    if (isAudio(record->description.codecKind)) {
       ++audioTracks;
-      start = toHundredNs(leadingAudioOffset(record), record.mediaTimescale);
-      end = toHundredNs(record.mediaDuration, record.mediaTimescale);
-    } else if (isVideo(record.description.codecKind)) {
+      start = toHundredNs(leadingAudioOffset(*record), record->mediaTimescale);
+      end = toHundredNs(record->mediaDuration, record->mediaTimescale);
+    } else if (isVideo(record->description.codecKind)) {
       videoPresent = true;
     }
   }
@@ -66,7 +67,7 @@ void buildMarkedChapters(MovieModel& model, const TagStore* tagSource) {
     const ChapterEntry& mark = model.chapterMarks[i];
     Chapter& chapter = model.chapters[i];
     // DELIBERATE D-213: a title that the tags give the whole file hides the names of its marks.
-    if (mark.title && !mark.title->empty() && lacks(chapter.tags, "title")) {
+    if (!mark.title.empty() && lacks(chapter.tags, "title")) {
       chapter.tags.set("title", mark.title, TagFlag::extensible);
     }
     if (count > 1 && !model.tagging.seen && lacks(chapter.tags, "track")) {

@@ -38,6 +38,7 @@ struct MovieModel {
   FourCC lastTopLevelType = 0;
   uint64_t scannedEnd = 0;  ///< file offset past the last top-level box that was met
   MovieHeader header;
+  // The record of a track is made when a box fills it.
   // DELIBERATE D-212: the list grows with spare room, unlike the arrays that are sized from a
   // count. A hostile file may hold as many tracks as it has room for empty boxes.
   GrowingArray<LazyHandle<TrackRecord>> tracks;

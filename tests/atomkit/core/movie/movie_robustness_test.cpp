@@ -13,6 +13,7 @@
 #include "tests/atomkit/core/movie/movie_reading.h"
 #include "tests/support/boxes.h"
 #include "tests/support/counting_allocator.h"
+#include "tests/support/memory_meter.h"
 #include "tests/support/memory_source.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/throws_message.h"
@@ -229,12 +230,49 @@ constexpr double kSecondsAllowed = 5;
 
 TEST(Deliberate, D212_ManyEmptyTracksCostTimeInProportion) {
   constexpr uint32_t kTracks = 131072;
-  const Bytes empty = box("trak");
-  Bytes tracks;
-  for (uint32_t i = 0; i < kTracks; ++i) tracks.insert(tracks.end(), empty.begin(), empty.end());
+  const Bytes tracks = repeated(box("trak"), kTracks);
   Movie movie;
   EXPECT_LT(secondsToParse(join(ftyp(), box("moov", mvhd(), tracks)), movie), kSecondsAllowed);
   EXPECT_EQ(movie.trackCount(), kTracks);
+}
+
+TEST(Robustness, ATrackOfWhichTheFileSaysNothingHasNoRecord) {
+  // A box in each of these containers, but none that fills anything in.
+  const Bytes hollow[] = {
+      box("trak"), box("trak", box("mdia")), box("trak", box("tkhd", zeros(84))),
+      box("trak", box("mdia", box("hdlr", zeros(24)), box("minf"))),
+      box("trak", box("mdia", box("minf", box("stbl", box("sdtp", zeros(8))))))};
+  for (const Bytes& track : hollow) {
+    const Bytes file = join(ftyp(), box("moov", mvhd(), track));
+    MemorySource source(file);
+    Movie movie;
+    FailingAllocation memory;
+    movie.parse(source, ScanRange::wholeFile, kEverything, file.size());
+    ASSERT_EQ(movie.trackCount(), 1u);
+    EXPECT_LT(memory.largestBlock(), sizeof(TrackRecord));
+    const uint64_t allocations = memory.allocations();
+
+    TrackSummary summary;
+    movie.summary(0, summary);
+    EXPECT_EQ(summary.timescale, 0u);
+    EXPECT_EQ(summary.sampleCount, 0u);
+    EXPECT_EQ(movie.codecKind(0), CodecKind::none);
+    EXPECT_THROWS_MESSAGE(movie.sampleAt(0, 0), "frame out of range");
+    SampleCursor cursor;
+    EXPECT_THROWS_MESSAGE(movie.open(cursor, 0), "frame out of range");
+    EXPECT_EQ(memory.allocations(), allocations) << "queries make no record";
+  }
+}
+
+TEST(Robustness, EmptyTracksTakeLessThanFourTimesTheirBytes) {
+  constexpr uint32_t kTracks = 100'000;
+  const Bytes file = join(ftyp(), box("moov", mvhd(), repeated(box("trak"), kTracks)));
+  MemorySource source(file);
+  MemoryMeter memory;
+  Movie movie;
+  movie.parse(source, ScanRange::wholeFile, kEverything, file.size());
+  EXPECT_EQ(movie.trackCount(), kTracks);
+  EXPECT_LT(memory.mostBytesHeld(), 4 * file.size());
 }
 
 /// Processor time of the quickest of three parses of a file with these segments, which no chapter
@@ -253,9 +291,7 @@ double secondsWithSegments(const Bytes& segments, uint32_t chapters) {
 
 TEST(Robustness, ManyChapterSegmentsCostTimeInProportion) {
   constexpr uint32_t kSegments = 70000;
-  Bytes segments;
-  const Bytes one = box("tseg", box("tshd", u32(1000)));
-  for (uint32_t i = 0; i < kSegments; ++i) segments.insert(segments.end(), one.begin(), one.end());
+  const Bytes segments = repeated(box("tseg", box("tshd", u32(1000))), kSegments);
   // One walk over the segments serves all chapters. A search for each of them would take a
   // thousand walks, many times what reading the segments takes.
   const double withOneChapter = secondsWithSegments(segments, 1);
