@@ -30,13 +30,11 @@ class HostText {
   VBufferString text_;
 };
 
-const char* bytesOf(const atomkit::SharedString& value) { return value ? value->text() : ""; }
-
 /// The first value of the first "title" entry; empty when there is none.
 const char* titleOf(const atomkit::TagStore& tags) {
   const uint32_t entry = tags.find("title");
   if (entry == atomkit::TagStore::kNoTag || tags.valueCount(entry) == 0) return "";
-  return bytesOf(tags.value(entry, 0));
+  return tags.value(entry, 0).text();
 }
 
 /// Copies a format name, which is shorter than the record's field.
@@ -66,7 +64,7 @@ void reportTags(const atomkit::TagStore& tags, MediaInfo& info) {
     const HostText name(entry.name.text());
     const auto gain = atomkit::ReplayGainText(name.string()).field();
     for (uint32_t k = 0; k < entry.values.count(); ++k) {
-      const HostText value(bytesOf(entry.values[k]));
+      const HostText value(entry.values[k].text());
       if (gain) {
         atomkit::setReplayGain(info, *gain, value.string());
       } else {

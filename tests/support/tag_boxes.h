@@ -42,7 +42,7 @@ inline std::vector<std::string> listed(const atomkit::TagSource& source) {
   for (uint32_t i = 0; i < source.entryCount(); ++i) {
     std::string entry = source.entryName(i);
     for (uint32_t k = 0; k < source.valueCount(i); ++k) {
-      entry += (k ? "|" : "=") + std::string(source.value(i, k)->text());
+      entry += (k ? "|" : "=") + std::string(source.value(i, k).text());
     }
     if (source.flag(i) == atomkit::TagFlag::single) entry += " (single)";
     all.push_back(entry);

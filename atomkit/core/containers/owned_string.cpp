@@ -32,11 +32,6 @@ void OwnedString::assign(const char* text) {
   std::memcpy(text_, text, bytes);
 }
 
-void OwnedString::adopt(char* block) noexcept {
-  clear();
-  text_ = block;
-}
-
 uint32_t OwnedString::length() const noexcept { return static_cast<uint32_t>(std::strlen(text())); }
 
 int compareIgnoringCase(const char* left, const char* right) noexcept {

@@ -2,8 +2,6 @@
 #pragma once
 #include <cstdint>
 
-#include "atomkit/core/containers/shared.h"
-
 namespace atomkit {
 
 /// A NUL-terminated 8-bit text in the encoding of the file. The empty text owns no memory.
@@ -21,10 +19,6 @@ class OwnedString {
 
   /// Frees the text.
   void clear() noexcept;
-  /// Takes over a block of allocate() that ends with a zero byte. Bytes after an earlier zero byte
-  /// are kept, but text() does not show them.
-  void adopt(char* block) noexcept;
-
   /// The text; never null.
   const char* text() const noexcept { return text_ ? text_ : ""; }
   /// Bytes before the first zero byte.
@@ -35,9 +29,6 @@ class OwnedString {
  private:
   char* text_ = nullptr;
 };
-
-/// A text with several owners: a tag's value, a chapter's name.
-using SharedString = Handle<OwnedString>;
 
 /// Compares two texts with 'A' to 'Z' folded to lower case. All other bytes, those above 0x7F
 /// included, compare as they are, unsigned.

@@ -51,7 +51,7 @@ void readTable(ByteStream& stream, PlainArray<Word>& table, uint32_t count) {
   table.resize(0);
   if (count == 0) return;
   const uint32_t bytes = count * static_cast<uint32_t>(sizeof(Word));
-  Word* const words = static_cast<Word*>(readBlock(stream, bytes, 0, kOutOfMemoryInArray));
+  Word* const words = static_cast<Word*>(readBlock(stream, bytes, {}, kOutOfMemoryInArray));
   toMachineOrder(words, count);
   table.adopt(words, count);
 }
@@ -110,12 +110,13 @@ void readU32ArrayWidened(ByteStream& stream, uint64_t* values, uint32_t count) {
   }
 }
 
-void* readBlock(ByteStream& stream, uint32_t count, uint32_t spare, const char* outOfMemory) {
+void* readBlock(ByteStream& stream, uint32_t count, SpareRoom spare, const char* outOfMemory) {
   uint32_t room = stream.isLengthKnown() ? count : std::min(count, kFirstPiece);
   GrowingBlock block;
   for (uint32_t done = 0;;) {
-    block.grow(done, uint64_t{room} + spare, outOfMemory);
-    stream.readExact(block.bytes() + done, room - done);
+    const uint32_t kept = done > 0 ? spare.before + done : 0;
+    block.grow(kept, uint64_t{spare.before} + room + spare.after, outOfMemory);
+    stream.readExact(block.bytes() + spare.before + done, room - done);
     if (room == count) return block.take();
     done = room;
     room = static_cast<uint32_t>(std::min<uint64_t>(count, uint64_t{room} * 2));
@@ -126,7 +127,7 @@ void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count) {
   stream.requireBytes(count);
   bytes.resize(0);
   if (count == 0) return;
-  void* const block = readBlock(stream, count, 0, kOutOfMemoryInArray);
+  void* const block = readBlock(stream, count, {}, kOutOfMemoryInArray);
   bytes.adopt(static_cast<uint8_t*>(block), count);
 }
 
@@ -153,13 +154,12 @@ void readU32TableWidened(ByteStream& stream, PlainArray<uint64_t>& table, uint32
   table.swap(wide);
 }
 
-// The text takes the block over only when it is complete: one that ended early has no zero byte.
-void readString(ByteStream& stream, OwnedString& text, uint32_t count) {
+SharedString readString(ByteStream& stream, uint32_t count) {
   stream.requireBytes(count);
-  text.clear();
-  char* const block = static_cast<char*>(readBlock(stream, count, 1, kOutOfMemory));
-  block[count] = 0;
-  text.adopt(block);
+  constexpr SpareRoom kRoom = {.before = SharedString::kHeaderBytes, .after = 1};
+  char* const block = static_cast<char*>(readBlock(stream, count, kRoom, kOutOfMemory));
+  block[kRoom.before + count] = 0;
+  return SharedString::adopt(block);
 }
 
 uint32_t readExpandableLength(ByteStream& stream) {

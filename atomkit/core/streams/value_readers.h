@@ -3,8 +3,8 @@
 #pragma once
 #include <cstdint>
 
-#include "atomkit/core/containers/owned_string.h"
 #include "atomkit/core/containers/plain_array.h"
+#include "atomkit/core/containers/shared_string.h"
 #include "atomkit/core/streams/byte_stream.h"
 
 namespace atomkit {
@@ -26,13 +26,19 @@ void readU64Array(ByteStream& stream, uint64_t* values, uint32_t count);
 /// stack.
 void readU32ArrayWidened(ByteStream& stream, uint64_t* values, uint32_t count);
 
-/// Reads the next `count` bytes into a block of allocate() that has room for `spare` more. One
+/// Room in a block besides the bytes that are read into it.
+struct SpareRoom {
+  uint32_t before = 0;  ///< bytes
+  uint32_t after = 0;   ///< bytes
+};
+
+/// Reads the next `count` bytes into a block of allocate() that has `spare` room around them. One
 /// allocation and one exact read when the source knows its length. Otherwise the block begins with
 /// 64 KiB and doubles as the bytes arrive, whatever the boxes claim.
 /// @pre stream.requireBytes(count) did not throw
 /// @return a block that the caller owns
 /// @throws exception (past end); exception with the message `outOfMemory`; the block is then freed
-void* readBlock(ByteStream& stream, uint32_t count, uint32_t spare, const char* outOfMemory);
+void* readBlock(ByteStream& stream, uint32_t count, SpareRoom spare, const char* outOfMemory);
 
 /// Replaces the contents of `bytes` with the next `count` bytes of the stream.
 /// @throws what ByteStream::requireBytes() throws, leaving `bytes` as it was; exception (past end)
@@ -51,11 +57,11 @@ void readU64Table(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t coun
 /// allocated when all of the narrow one is there.
 void readU32TableWidened(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count);
 
-/// Replaces `text` with the next `count` bytes of the stream and a zero byte after them. Bytes
-/// after a zero byte among them are kept, but OwnedString::text() does not show them.
-/// @throws what ByteStream::requireBytes() throws, leaving `text` as it was; exception (past end)
-///         when the source turns out to be shorter, or "out of memory", both leaving it empty
-void readString(ByteStream& stream, OwnedString& text, uint32_t count);
+/// Reads the next `count` bytes of the stream as a text, which ends at the first zero byte among
+/// them.
+/// @throws what ByteStream::requireBytes() throws, before anything is read; exception (past end)
+///         when the source turns out to be shorter, or "out of memory"
+SharedString readString(ByteStream& stream, uint32_t count);
 
 /// Length of an MPEG-4 descriptor: up to four bytes of seven bits each, most significant first; a
 /// byte whose top bit is clear is the last. After a fourth byte the value is taken as it stands.

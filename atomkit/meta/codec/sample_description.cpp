@@ -98,8 +98,7 @@ void readVideoEntry(SampleDescription& description, AtomReader& entry, const Ent
   readU32(entry);
   readU32(entry);
   readU16(entry);
-  description.compressorName = SharedString::make();
-  readString(entry, *description.compressorName, kCompressorNameBytes);
+  description.compressorName = readString(entry, kCompressorNameBytes);
   readU16(entry);
   readU16(entry);
   readFirstChild(description, entry, entryType);

@@ -2,8 +2,8 @@
 #pragma once
 #include <cstdint>
 
-#include "atomkit/core/containers/owned_string.h"
 #include "atomkit/core/containers/plain_array.h"
+#include "atomkit/core/containers/shared_string.h"
 #include "atomkit/core/streams/byte_stream.h"
 #include "atomkit/core/streams/parse_options.h"
 

@@ -31,8 +31,7 @@ void readChapterList(ChapterMarks& marks, AtomReader& reader) {
   for (uint32_t i = 0; i < count; ++i) {
     marks[i].start = longStarts ? readU64(reader) : readU32(reader);
     const uint8_t titleLength = readU8(reader);
-    marks[i].title = SharedString::make();
-    readString(reader, *marks[i].title, titleLength);
+    marks[i].title = readString(reader, titleLength);
   }
 }
 

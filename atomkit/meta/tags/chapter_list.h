@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "atomkit/core/containers/object_array.h"
-#include "atomkit/core/containers/owned_string.h"
+#include "atomkit/core/containers/shared_string.h"
 #include "atomkit/core/streams/byte_stream.h"
 
 namespace atomkit {
@@ -14,7 +14,7 @@ inline constexpr uint32_t kMaxChapters = 1024;
 /// One mark of the list.
 struct ChapterEntry {
   uint64_t start = 0;  ///< 100 ns
-  SharedString title;  ///< bytes as in the file; an empty handle until it is read
+  SharedString title;  ///< bytes as in the file
 };
 
 using ChapterMarks = ObjectArray<ChapterEntry>;

@@ -26,7 +26,7 @@ SharedString makeDecimalText(uint32_t value, uint32_t minimumDigits, const char*
   const size_t suffixBytes = std::min(std::strlen(suffix), kMostSuffixBytes);
   std::memcpy(end, suffix, suffixBytes);
   end[suffixBytes] = 0;
-  return makeSharedString(digit);
+  return SharedString::copyOf(digit);
 }
 
 }  // namespace atomkit

@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "atomkit/core/containers/owned_string.h"
+#include "atomkit/core/containers/shared_string.h"
 
 namespace atomkit {
 

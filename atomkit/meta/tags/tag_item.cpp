@@ -17,10 +17,10 @@ constexpr uint32_t kNumberBytes = 2;      // value of a 'tmpo' or 'gnre' item
 constexpr uint32_t kNumberPairBytes = 8;  // value of a 'trkn' or 'disk' item
 constexpr uint32_t kTempoDigits = 5;
 
-void readText(OwnedString& text, AtomReader& reader, uint64_t bytes) {
+SharedString readText(AtomReader& reader, uint64_t bytes) {
   reader.requireBytes(bytes);
   if (bytes > UINT32_MAX) throw exception(kOutOfMemory);
-  readString(reader, text, static_cast<uint32_t>(bytes));
+  return readString(reader, static_cast<uint32_t>(bytes));
 }
 
 // Collects what the children of an item hold.
@@ -34,13 +34,13 @@ class ItemBoxHandler final : public BoxHandler {
       readData(reader, payloadSize);
     } else if (type == fourCC("name")) {
       skipVersionAndFlags(reader);
-      readText(name_, reader, payloadSize - kNameHeaderBytes);
+      name_ = readText(reader, payloadSize - kNameHeaderBytes);
     }
   }
 
   /// Adds the tag of an item whose value is text. For the other items readData() has done it.
   void finish() {
-    if (!value_ || value_->empty()) return;
+    if (value_.empty()) return;
     const char* name = name_.empty() ? tagNameOf(itemType_) : canonicalTagName(name_.text());
     if (name) addTag(*tags_, name, std::move(value_));
   }
@@ -68,8 +68,7 @@ class ItemBoxHandler final : public BoxHandler {
     } else if (itemType_ == fourCC("disk")) {
       if (valueBytes >= kNumberPairBytes) readNumberPair(reader, "disc", "totaldiscs");
     } else {
-      value_ = SharedString::make();
-      readText(*value_, reader, valueBytes);
+      value_ = readText(reader, valueBytes);
     }
   }
 
@@ -81,7 +80,7 @@ class ItemBoxHandler final : public BoxHandler {
 
   void readGenre(AtomReader& reader) {
     if (const char* name = genreName(readU16(reader))) {
-      addTag(*tags_, "genre", makeSharedString(name));
+      addTag(*tags_, "genre", SharedString::copyOf(name));
     }
     handled_ = true;
   }
@@ -99,7 +98,7 @@ class ItemBoxHandler final : public BoxHandler {
   TagStore* tags_;
   FourCC itemType_;
   SharedString value_;
-  OwnedString name_;
+  SharedString name_;
   bool handled_ = false;
 };
 

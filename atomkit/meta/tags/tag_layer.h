@@ -6,6 +6,7 @@
 #include "atomkit/core/containers/growing_array.h"
 #include "atomkit/core/containers/owned_string.h"
 #include "atomkit/core/containers/shared.h"
+#include "atomkit/core/containers/shared_string.h"
 
 namespace atomkit {
 

@@ -158,10 +158,4 @@ void TagStore::share() const {
   base_ = std::move(shared);
 }
 
-SharedString makeSharedString(const char* text) {
-  SharedString shared = SharedString::make();
-  shared->assign(text);
-  return shared;
-}
-
 }  // namespace atomkit

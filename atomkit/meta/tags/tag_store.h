@@ -95,7 +95,4 @@ class TagStore final : public TagSource {
   mutable TagLayer added_;
 };
 
-/// The text as a value of its own. @throws exception "out of memory"
-SharedString makeSharedString(const char* text);
-
 }  // namespace atomkit

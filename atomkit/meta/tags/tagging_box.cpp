@@ -123,9 +123,7 @@ void readField(TagStore& fields, TagFlag flag, AtomReader& reader) {
   name[nameLength] = 0;
   const uint32_t field = fields.append(name, flag);
   for (uint16_t values = readValueCount(reader); values > 0; --values) {
-    SharedString value = SharedString::make();
-    readString(reader, *value, readValueLength(reader));
-    fields.addValue(field, std::move(value));
+    fields.addValue(field, readString(reader, readValueLength(reader)));
   }
 }
 

@@ -44,21 +44,6 @@ TEST(OwnedString, AssigningItsOwnStorageChangesNothing) {
   EXPECT_EQ(memory.allocations(), 1u);
 }
 
-TEST(OwnedString, AdoptingABlockFreesTheOldOneAndOwnsTheNewOne) {
-  FailingAllocation memory;
-  {
-    OwnedString text;
-    text.assign("old");
-    auto* const block = static_cast<char*>(allocate(2));
-    block[0] = 'n';
-    block[1] = 0;
-    text.adopt(block);
-    EXPECT_EQ(text.text(), block);
-    EXPECT_EQ(memory.blocksHeld(), 1u);
-  }
-  EXPECT_EQ(memory.blocksHeld(), 0u);
-}
-
 TEST(OwnedString, AFailedAssignmentIsOutOfMemoryAndLeavesItEmpty) {
   FailingAllocation memory(1);
   OwnedString text;

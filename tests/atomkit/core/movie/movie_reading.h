@@ -35,7 +35,7 @@ inline std::string describe(const TagStore& tags) {
     if (tags.flag(i) == TagFlag::single) line += '!';
     for (uint32_t v = 0; v < tags.valueCount(i); ++v) {
       line += v == 0 ? '=' : '|';
-      line += tags.value(i, v)->text();
+      line += tags.value(i, v).text();
     }
   }
   return line;

@@ -281,11 +281,27 @@ TEST(ValueReaders, EveryFailedAllocationOfBytesIsReportedAndLeaksNothing) {
 TEST(ReadString, ReadsBytesOfAStreamAndEndsThem) {
   MemorySource source(text("title"));
   HostStreamAdapter stream(source, source.size());
-  OwnedString text;
-  readString(stream, text, 4);
-  EXPECT_STREQ(text.text(), "titl");
-  readString(stream, text, 0);
-  EXPECT_STREQ(text.text(), "");
+  EXPECT_STREQ(readString(stream, 4).text(), "titl");
+  EXPECT_STREQ(readString(stream, 0).text(), "");
+}
+
+TEST(ReadString, EndsAtTheFirstZeroByteAndConsumesWhatFollows) {
+  MemorySource source(join(text("ab"), u8(0), text("cd"), text("next")));
+  HostStreamAdapter stream(source, source.size());
+  EXPECT_STREQ(readString(stream, 5).text(), "ab");
+  EXPECT_STREQ(readString(stream, 4).text(), "next");
+}
+
+TEST(ReadString, HoldsOneBlockForATextAndNoneForAnEmptyOne) {
+  MemorySource source(join(text("title"), u8(0), text("hidden")));
+  HostStreamAdapter stream(source, source.size());
+  FailingAllocation memory;
+  const SharedString title = readString(stream, 5);
+  EXPECT_EQ(memory.blocksHeld(), 1u);
+  EXPECT_TRUE(readString(stream, 0).empty());
+  const SharedString hidden = readString(stream, 7);
+  EXPECT_TRUE(hidden.empty());
+  EXPECT_EQ(memory.blocksHeld(), 1u);
 }
 
 TEST(ReadString, ReadsNothingAndAllocatesNothingWhenTheBytesCantBeThere) {
@@ -293,42 +309,24 @@ TEST(ReadString, ReadsNothingAndAllocatesNothingWhenTheBytesCantBeThere) {
   MemorySource source(text("title"));
   HostStreamAdapter stream(source, kUnknownLength);
   AtomReader reader(stream, 5);
-  OwnedString text;
-  EXPECT_THROWS_MESSAGE(readString(reader, text, 6), "attempting to read past end of atom");
+  EXPECT_THROWS_MESSAGE(readString(reader, 6), "attempting to read past end of atom");
   EXPECT_EQ(memory.allocations(), 0u);
   EXPECT_EQ(source.reads, 0u);
 }
 
-TEST(ReadString, KeepsTheOldTextWhenTheBytesCantBeThere) {
-  MemorySource source(text("title"));
-  HostStreamAdapter stream(source, source.size());
-  OwnedString text;
-  text.assign("before");
-  EXPECT_THROWS_MESSAGE(readString(stream, text, 6), "attempting to read past end of file");
-  EXPECT_STREQ(text.text(), "before");
-}
-
-TEST(ReadString, IsEmptyWhenTheSourceEndsInsideTheText) {
+TEST(ReadString, HoldsNothingWhenTheSourceEndsInsideTheText) {
   MemorySource source(text("title"));
   HostStreamAdapter stream(source, kUnknownLength);
   FailingAllocation memory;
-  OwnedString text;
-  text.assign("before");
-  EXPECT_THROWS_MESSAGE(readString(stream, text, 9), "attempting to read past end of file");
-  EXPECT_TRUE(text.empty());
-  EXPECT_STREQ(text.text(), "");
-  EXPECT_EQ(text.length(), 0u);
+  EXPECT_THROWS_MESSAGE(readString(stream, 9), "attempting to read past end of file");
   EXPECT_EQ(memory.blocksHeld(), 0u);
 }
 
-TEST(ReadString, AReadWithoutMemoryIsOutOfMemoryAndLeavesItEmpty) {
+TEST(ReadString, AReadWithoutMemoryIsOutOfMemory) {
   MemorySource source(text("title"));
   HostStreamAdapter stream(source, source.size());
-  OwnedString text;
-  text.assign("before");
   FailingAllocation memory(0);
-  EXPECT_THROWS_MESSAGE(readString(stream, text, 5), "out of memory");
-  EXPECT_TRUE(text.empty());
+  EXPECT_THROWS_MESSAGE(readString(stream, 5), "out of memory");
 }
 
 TEST(ReadString, ALongTextOfASourceOfUnknownLengthIsReadWhole) {
@@ -336,20 +334,19 @@ TEST(ReadString, ALongTextOfASourceOfUnknownLengthIsReadWhole) {
   for (uint32_t i = 0; i < 300'000; ++i) bytes.push_back(static_cast<uint8_t>(1 + i % 251));
   MemorySource source(bytes);
   HostStreamAdapter stream(source, kUnknownLength);
-  OwnedString text;
-  readString(stream, text, 300'000);
-  ASSERT_EQ(text.length(), 300'000u);
+  const SharedString text = readString(stream, 300'000);
+  ASSERT_EQ(std::strlen(text.text()), 300'000u);
   EXPECT_EQ(std::memcmp(text.text(), bytes.data(), bytes.size()), 0);
 }
 
 TEST(ReadString, TheRoomOfTheLongestTextAndItsZeroByteDoesNotWrap) {
   MemorySource source({});
   HostStreamAdapter stream(source, 0xffffffff);
-  OwnedString text;
   FailingAllocation memory(0);
-  EXPECT_THROWS_MESSAGE(readString(stream, text, 0xffffffff), "out of memory");
+  EXPECT_THROWS_MESSAGE(readString(stream, 0xffffffff), "out of memory");
   // Where a size has 32 bits, such a block can't even be asked for.
-  EXPECT_EQ(memory.largestBlock(), sizeof(size_t) > 4 ? uint64_t{1} << 32 : 0);
+  const uint64_t wanted = uint64_t{0xffffffff} + SharedString::kHeaderBytes + 1;
+  EXPECT_EQ(memory.largestBlock(), sizeof(size_t) > 4 ? wanted : 0);
 }
 
 }  // namespace

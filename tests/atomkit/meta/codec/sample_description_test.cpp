@@ -338,14 +338,13 @@ TEST(VideoEntry, FieldsComeFromTheirPlaces) {
            description);
   EXPECT_EQ(description.width, 0x1234u);
   EXPECT_EQ(description.height, 0xfedcu);
-  EXPECT_STREQ(description.compressorName->text(), "ABCDEFGHIJKLMNOPQRSTUVWXYZ012345");
+  EXPECT_STREQ(description.compressorName.text(), "ABCDEFGHIJKLMNOPQRSTUVWXYZ012345");
 }
 
 TEST(VideoEntry, ZeroCompressorNameIsEmpty) {
   SampleDescription description;
   readStsd(stsd(avc1({.compressorName = zeros(32)})), description);
-  ASSERT_TRUE(description.compressorName);
-  EXPECT_TRUE(description.compressorName->empty());
+  EXPECT_TRUE(description.compressorName.empty());
 }
 
 TEST(VideoEntry, CompressorNameOfALaterEntryReplacesTheFirst) {
@@ -353,7 +352,7 @@ TEST(VideoEntry, CompressorNameOfALaterEntryReplacesTheFirst) {
   readStsd(stsd(avc1({.compressorName = repeat('a', 32)}),
                 avc1({.compressorName = join(text("b"), zeros(31))})),
            description);
-  EXPECT_STREQ(description.compressorName->text(), "b");
+  EXPECT_STREQ(description.compressorName.text(), "b");
 }
 
 TEST(VideoEntry, HolderOfAnEarlierCompressorNameKeepsIt) {
@@ -361,8 +360,8 @@ TEST(VideoEntry, HolderOfAnEarlierCompressorNameKeepsIt) {
   readStsd(stsd(avc1({.compressorName = repeat('a', 32)})), description);
   const SharedString held = description.compressorName;
   readStsd(stsd(avc1({.compressorName = repeat('b', 32)})), description);
-  EXPECT_EQ(held->text(), std::string(32, 'a'));
-  EXPECT_EQ(description.compressorName->text(), std::string(32, 'b'));
+  EXPECT_EQ(held.text(), std::string(32, 'a'));
+  EXPECT_EQ(description.compressorName.text(), std::string(32, 'b'));
 }
 
 TEST(VideoEntry, VideoOptionAloneGivesTheDetails) {
@@ -373,8 +372,7 @@ TEST(VideoEntry, VideoOptionAloneGivesTheDetails) {
     readStsd(stsd(entry), description, kWantVideo);
     EXPECT_EQ(description.width, 640u);
     EXPECT_EQ(description.height, 480u);
-    ASSERT_TRUE(description.compressorName);
-    EXPECT_STREQ(description.compressorName->text(), "name");
+    EXPECT_STREQ(description.compressorName.text(), "name");
     EXPECT_GT(description.decoderConfig.count(), 0u);
   }
 }
@@ -386,7 +384,7 @@ TEST(VideoEntry, WithoutTheVideoOptionOnlyTheKindIsSet) {
     EXPECT_TRUE(isVideo(description.codecKind));
     EXPECT_EQ(description.width, 0u);
     EXPECT_EQ(description.height, 0u);
-    EXPECT_FALSE(description.compressorName);
+    EXPECT_TRUE(description.compressorName.empty());
     EXPECT_EQ(description.decoderConfig.count(), 0u);
   }
   EXPECT_EQ(entryMessage(box("avc1"), kWantAudio), "");
@@ -517,7 +515,7 @@ TEST(Deliberate, D303_OnlyTheFirstChildIsLookedAt) {
 TEST(Deliberate, D304_CompressorNameKeepsItsLengthByte) {
   SampleDescription description;
   readStsd(stsd(avc1({.compressorName = join(u8(5), text("codec"), zeros(26))})), description);
-  EXPECT_STREQ(description.compressorName->text(),
+  EXPECT_STREQ(description.compressorName.text(),
                "\x05"
                "codec");
 }

@@ -160,22 +160,22 @@ TEST(HostileMetadata, AThousandChaptersThatBeginAsCopiesOfManyTags) {
   constexpr uint32_t kChapters = 1024;
   TagStore file;
   for (uint32_t i = 0; i < kTags; ++i) {
-    file.set(("n" + std::to_string(i)).c_str(), makeSharedString("v"), TagFlag::extensible);
+    file.set(("n" + std::to_string(i)).c_str(), SharedString::copyOf("v"), TagFlag::extensible);
   }
   FailingAllocation counted;
   std::vector<TagStore> chapters(kChapters);
   const double seconds = secondsOf([&] {
     for (uint32_t i = 0; i < kChapters; ++i) {
       chapters[i].copyFrom(file);
-      chapters[i].set("title", makeSharedString("t"), TagFlag::extensible);
+      chapters[i].set("title", SharedString::copyOf("t"), TagFlag::extensible);
       TagStore own;
-      own.set(("n" + std::to_string(i)).c_str(), makeSharedString("own"), TagFlag::single);
+      own.set(("n" + std::to_string(i)).c_str(), SharedString::copyOf("own"), TagFlag::single);
       chapters[i].merge(own);
     }
   });
   EXPECT_EQ(chapters[7].entryCount(), kTags + 1);
-  EXPECT_STREQ(chapters[7].value(7, 0)->text(), "own");
-  EXPECT_STREQ(chapters[7].value(8, 0)->text(), "v");
+  EXPECT_STREQ(chapters[7].value(7, 0).text(), "own");
+  EXPECT_STREQ(chapters[7].value(8, 0).text(), "v");
   EXPECT_LT(counted.largestBlock(), 1000u) << "no chapter has a list of all tags of its own";
   EXPECT_LT(counted.blocksHeld(), kChapters * 13);
   EXPECT_LT(seconds, kSecondsAllowed);

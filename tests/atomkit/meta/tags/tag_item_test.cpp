@@ -261,16 +261,16 @@ TEST(TagItem, NamesThatOnlyResembleThoseCollectTheirValues) {
 
 TEST(AddTag, DropsAValueForATagThatTakesNoFurtherOnes) {
   TagStore store;
-  store.set("Artist", makeSharedString("only"), TagFlag::single);
-  addTag(store, "artist", makeSharedString("dropped"));
+  store.set("Artist", SharedString::copyOf("only"), TagFlag::single);
+  addTag(store, "artist", SharedString::copyOf("dropped"));
   EXPECT_EQ(listed(store), Listed{"Artist=only (single)"});
 }
 
 TEST(AddTag, ReplacesAllValuesOfAReplayGainTagAndClosesIt) {
   TagStore store;
-  store.set("Tool", makeSharedString("a"), TagFlag::extensible);
-  store.addValue(0, makeSharedString("b"));
-  addTag(store, "tool", makeSharedString("c"));
+  store.set("Tool", SharedString::copyOf("a"), TagFlag::extensible);
+  store.addValue(0, SharedString::copyOf("b"));
+  addTag(store, "tool", SharedString::copyOf("c"));
   EXPECT_EQ(listed(store), Listed{"Tool=c (single)"});
 }
 
