@@ -31,6 +31,8 @@ compatibility() {
   cmake --preset dev && cmake --build --preset dev --target velahost vela_splitter_mp4 \
     && tests/compatibility/check.sh build/dev
 }
+# Instructions are the same on every machine, so this needs no quiet one.
+short_bench() { build bench && /usr/bin/python3 -B bench/short.py --build build/bench; }
 corpus_was_used() { python3 -B scripts/test_report.py corpus "${corpus_reports[@]}"; }
 
 # ---- the stages: a name and what it does, one line each
@@ -52,10 +54,11 @@ declare -A stages=(
   [arm]="build arm"
   [wince]="build wince-armv4"
   [device]="tested device"
+  [bench]="short_bench"
   [gst]="tested gst"
   [corpus]="corpus_was_used"
 )
-all=(format includes golden dev asan compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst)
+all=(format includes golden dev asan compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst bench)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests}.xml)
 

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs, where they are missing.
-# Usage: setup.sh run|play|test|all
+# Usage: setup.sh run|play|test|bench|all
 #   run   builds the plug-in, the reference host and the inspector
 #   play  builds the GStreamer element and plays through it
 #   test  builds and passes the tests
+#   bench measures (bench/run.sh); also libavformat, for comparison
 #   all   also the other compilers and the checks of test.sh --all
 set -euo pipefail
 
@@ -15,6 +16,8 @@ gstreamer=(pkgconf libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
 if [ "$job" = play ]; then
   # Sound comes through the system's own server where there is one.
   packages+=("${gstreamer[@]}" gstreamer1.0-alsa gstreamer1.0-pulseaudio)
+elif [ "$job" = bench ]; then
+  packages+=(libbenchmark-dev valgrind libavformat-dev pkgconf ffmpeg binutils python3)
 elif [ "$job" != run ]; then
   packages+=(libgtest-dev libgmock-dev binutils ffmpeg ccache git python3 python3-jsonschema
     man-db pkgconf zsh)
@@ -24,7 +27,7 @@ if [ "$job" = all ]; then
     g++-12-multilib googletest g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
     wine wine64 g++-arm-linux-gnueabi
     gcc-arm-none-eabi libstdc++-arm-none-eabi-newlib libunicorn-dev python3-pefile
-    "${gstreamer[@]}" xvfb imagemagick)
+    "${gstreamer[@]}" xvfb imagemagick libbenchmark-dev valgrind)
 fi
 
 missing=()
