@@ -32,7 +32,10 @@ compatibility() {
     && tests/compatibility/check.sh build/dev
 }
 # Instructions are the same on every machine, so this needs no quiet one.
-short_bench() { build bench && /usr/bin/python3 -B bench/short.py --build build/bench; }
+short_bench() {
+  cmake --preset bench && cmake --build --preset bench --target vela_callgrind write_media &&
+    /usr/bin/python3 -B bench/short.py --build build/bench
+}
 corpus_was_used() { python3 -B scripts/test_report.py corpus "${corpus_reports[@]}"; }
 
 # ---- the stages: a name and what it does, one line each
