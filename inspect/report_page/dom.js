@@ -1,0 +1,27 @@
+"use strict";
+
+// Makes elements. Text only ever becomes a text node, so what a file says can't turn into markup.
+const dom = {
+  // make("td", {class: "text"}, "words", otherElement, ...)
+  make(name, attributes, ...children) {
+    const element = document.createElement(name);
+    for (const [key, value] of Object.entries(attributes)) element.setAttribute(key, value);
+    element.append(...children.filter((child) => child !== null));
+    return element;
+  },
+
+  // A value that may be missing.
+  orNone(text) {
+    return text === null || text === "" ? dom.make("span", {class: "none"}, "none") : text;
+  },
+
+  // columns: [{name, class}]; rows: lists of texts or elements, null where there is nothing.
+  table(columns, rows) {
+    const head = columns.map((column) => dom.make("th", {scope: "col", class: column.class}, column.name));
+    const body = rows.map((row) => dom.make("tr", {},
+      ...row.map((cell, i) => dom.make("td", {class: columns[i].class}, cell === null ? "" : cell))));
+    const tall = rows.length > 12 ? "frame tall" : "frame";
+    return dom.make("div", {class: tall, tabindex: "0"}, dom.make("table", {},
+      dom.make("thead", {}, dom.make("tr", {}, ...head)), dom.make("tbody", {}, ...body)));
+  },
+};
