@@ -37,7 +37,7 @@ const plots = {
       scales: {x: {time: false}, y: {range: (chart, low, high) => [0, high > 0 ? high * 1.05 : 1]}},
       axes: [
         {...axis, values: (chart, ticks) => ticks.map((tick) => format.clock(tick, plots.decimals(ticks))), space: 80},
-        {...axis, values: (chart, ticks) => ticks.map(wanted.axis), size: 76},
+        {...axis, values: (chart, ticks) => ticks.map(wanted.axis), size: plots.axisWidth},
       ],
       series: [{label: "time", value: (chart, time) => time === null ? "–" : format.clock(time)}, ...wanted.series],
       cursor: {drag: {x: true, y: false}},
@@ -46,6 +46,12 @@ const plots = {
     const old = entry.chart;
     entry.chart = new uPlot(options, wanted.data, entry.place);
     if (old !== null) old.destroy();
+  },
+
+  // Room for the longest label, in pixels.
+  axisWidth(chart, labels) {
+    const longest = (labels ?? []).reduce((most, label) => Math.max(most, label.length), 0);
+    return 20 + 7 * longest;
   },
 
   // Enough decimals to tell the ticks apart.
