@@ -27,6 +27,10 @@ void addFiles(CLI::App& app, std::vector<std::filesystem::path>& files) {
   app.add_option("FILE", files, "The MP4 files")->required()->type_name("");
 }
 
+void addPluginOption(CLI::App& app, std::filesystem::path& plugin) {
+  app.add_option("--plugin", plugin, "The plug-in's library")->type_name("PATH");
+}
+
 ExitStatus graver(ExitStatus left, ExitStatus right) {
   constexpr std::array kRising = {ExitStatus::success,     ExitStatus::differs,
                                   ExitStatus::warnings,    ExitStatus::errors,

@@ -59,6 +59,8 @@ class Command {
 void addJsonOption(CLI::App& app, Output& output);
 /// Adds the one file, or the several, that a command is about.
 void addFile(CLI::App& app, std::filesystem::path& file);
+/// Adds "--plugin", the library to ask; empty for the one in the usual places.
+void addPluginOption(CLI::App& app, std::filesystem::path& plugin);
 void addFiles(CLI::App& app, std::vector<std::filesystem::path>& files);
 
 /// Runs `one` for every file. One that fails is told to people (and, with JSON, to scripts), and

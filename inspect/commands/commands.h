@@ -9,6 +9,9 @@
 namespace inspect {
 
 std::unique_ptr<Command> makeTree();
+std::unique_ptr<Command> makeChapters();
+std::unique_ptr<Command> makeTags();
+std::unique_ptr<Command> makeCovers();
 
 /// In the order in which the help lists them.
 std::vector<std::unique_ptr<Command>> allCommands();
