@@ -26,6 +26,7 @@ constexpr char kFooter[] =
     "  11  check: warnings\n"
     "  12  check: errors\n"
     "  64  wrong usage\n"
+    "  69  no plug-in, so that what it tells is missing\n"
     "  74  the output can't be written, as when a pipe is closed early\n"
     "With several files the gravest counts; 5, 3, 7 and 6 are graver than 12.\n"
     "With --json a failure is also an object on standard output.";
