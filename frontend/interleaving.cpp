@@ -1,6 +1,5 @@
 #include "frontend/interleaving.h"
 
-#include "frontend/host_time.h"
 #include "frontend/splitter_session.h"
 
 namespace vela {
@@ -20,11 +19,10 @@ TIOResult SplitterSession::nextStream(uint32_t& which) {
   } else if (!videoLeft) {
     which = kNextAudio;
   } else {
-    const atomkit::SampleInfo audio = locate(audioCursor_, audioNextSample_);
-    const atomkit::SampleInfo video = locate(videoCursor_, videoNextSample_);
-    which = chooseStream(
-        {ticksToHostUnits(audio.compositionTime, audio.timescale), audio.fileOffset},
-        {ticksToHostUnits(video.compositionTime, video.timescale), video.fileOffset}, rangeEnd_);
+    const uint64_t audioOffset = locate(audioCursor_, audioLocated_, audioNextSample_).fileOffset;
+    const uint64_t videoOffset = locate(videoCursor_, videoLocated_, videoNextSample_).fileOffset;
+    which = chooseStream({timeOf(audioLocated_, audioScale_), audioOffset},
+                         {timeOf(videoLocated_, videoScale_), videoOffset}, rangeEnd_);
   }
   return TIOResult::success;
 }

@@ -16,6 +16,7 @@ const uint8_t* bytesOf(const atomkit::ByteArray& config) {
 TIOResult SplitterSession::startItem(uint32_t itemId, AudioFormat* audioFormat,
                                      VideoFormat* videoFormat) {
   selectItem(itemId);
+  sought_.isKnown = 0;  // it may lack a stream that is now wanted
   startAudio(audioFormat);
   startVideo(videoFormat);
   if (!audioEnabled_ && !videoEnabled_) return TIOResult::failed;
@@ -33,6 +34,7 @@ void SplitterSession::startAudio(AudioFormat* format) {
   atomkit::ByteArray config;
   movie_.decoderConfig(track, config);
   format->set(&audioMediaId_, bytesOf(config), config.count());
+  audioLocated_.isKnown = 0;
   movie_.open(audioCursor_, track);
 }
 
@@ -47,6 +49,7 @@ void SplitterSession::startVideo(VideoFormat* format) {
   atomkit::ByteArray config;
   movie_.decoderConfig(track, config);
   format->set(&videoMediaId_, bytesOf(config), config.count(), width_, height_);
+  videoLocated_.isKnown = 0;
   movie_.open(videoCursor_, track);
 }
 

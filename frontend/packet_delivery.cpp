@@ -7,11 +7,25 @@
 
 namespace vela {
 
-atomkit::SampleInfo SplitterSession::locate(atomkit::SampleCursor& cursor, uint32_t sample) const {
+// What was known is forgotten before the cursor moves: a lookup that throws leaves the cursor half
+// moved, with the new number, and the next call describes it as it then stands.
+const atomkit::SampleInfo& SplitterSession::locate(atomkit::SampleCursor& cursor, Located& located,
+                                                   uint32_t sample) const {
+  if (located.isKnown && sample == cursor.sample) return located.info;
+  located.isKnown = 0;
+  located.isTimeKnown = 0;
   movie_.move(cursor, sample);
-  atomkit::SampleInfo info;
-  movie_.sampleInfo(cursor, info);
-  return info;
+  movie_.sampleInfo(cursor, located.info);
+  located.isKnown = 1;
+  return located.info;
+}
+
+uint64_t SplitterSession::timeOf(Located& located, const Timescale& timescale) noexcept {
+  if (!located.isTimeKnown) {
+    located.time = ticksToHostUnits(located.info.compositionTime, timescale);
+    located.isTimeKnown = 1;
+  }
+  return located.time;
 }
 
 // The place counts as unknown until the packet is filled, so that after a failure the next read
@@ -32,9 +46,9 @@ TIOResult SplitterSession::readAudioPacket(AudioPacket& packet, uint8_t& endOfSt
     endOfStream = 1;
     return TIOResult::success;
   }
-  const atomkit::SampleInfo sample = locate(audioCursor_, audioNextSample_);
+  const atomkit::SampleInfo& sample = locate(audioCursor_, audioLocated_, audioNextSample_);
   const auto frames =
-      static_cast<uint32_t>(ticksToFrames(sample.duration, sampleRate_, audioTimescale_));
+      static_cast<uint32_t>(ticksToFrames(sample.duration, sampleRate_, audioScale_));
   if (frames == 0) {
     endOfStream = 1;
     return TIOResult::success;
@@ -96,8 +110,8 @@ TIOResult SplitterSession::readVideoPacket(VideoPacket& packet, uint8_t& endOfSt
     endOfStream = 1;
     return TIOResult::success;
   }
-  const atomkit::SampleInfo sample = locate(videoCursor_, videoNextSample_);
-  const uint64_t presentation = ticksToHostUnits(sample.compositionTime, sample.timescale);
+  const atomkit::SampleInfo& sample = locate(videoCursor_, videoLocated_, videoNextSample_);
+  const uint64_t presentation = timeOf(videoLocated_, videoScale_);
   if (presentation >= rangeEnd_) {
     endOfStream = 1;
     return TIOResult::success;

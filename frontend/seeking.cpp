@@ -26,31 +26,47 @@ TIOResult SplitterSession::seekTo(uint64_t offset) {
     if (videoEnabled_) videoNextSample_ = videoSampleCount_;
     return TIOResult::success;
   }
-  if (audioEnabled_ && !seekAudio(target)) return TIOResult::failed;
-  if (videoEnabled_) seekVideo(target);
+  // The tables don't change, so the lookups of the last seek hold for the same target.
+  const bool isFound = sought_.isKnown && sought_.target == target;
+  sought_.isKnown = 0;
+  if (audioEnabled_) {
+    if (!isFound) findAudio(target);
+    if (sought_.audioSample == atomkit::kNoIndex) return TIOResult::failed;
+    goToAudio(target);
+  }
+  if (videoEnabled_) {
+    if (!isFound) findVideo(target);
+    videoNextSample_ = sought_.videoSample;
+  }
+  sought_.target = target;
+  sought_.isKnown = 1;
   return TIOResult::success;
 }
 
+void SplitterSession::findAudio(uint64_t target) {
+  const atomkit::SampleAtTime found = movie_.sampleAt(static_cast<uint32_t>(audioTrack_),
+                                                      hostUnitsToTicks(target, audioTimescale_));
+  sought_.audioSample = found.sample;
+  sought_.framesToDrop =
+      static_cast<uint32_t>(ticksToFrames(found.remainder, sampleRate_, audioScale_));
+}
+
+void SplitterSession::findVideo(uint64_t target) {
+  const auto track = static_cast<uint32_t>(videoTrack_);
+  const uint32_t sample = movie_.sampleAt(track, hostUnitsToTicks(target, videoTimescale_)).sample;
+  sought_.videoSample = movie_.nearestSyncSample(track, sample, atomkit::Direction::backward);
+}
+
+// The frames left are counted anew at each seek, as a description can select another range.
 // DELIBERATE D-042: where the duration is unknown the range ends at all ones, and its product with
 // the sampling rate wraps: at the item's start no frames are left, so audio is at its end at once.
 // DELIBERATE D-046: the start and the length of a range are rounded to frames each by itself. Where
 // chapters meet between two frames, one may be left out or played twice.
-bool SplitterSession::seekAudio(uint64_t target) {
-  const atomkit::SampleAtTime found = movie_.sampleAt(static_cast<uint32_t>(audioTrack_),
-                                                      hostUnitsToTicks(target, audioTimescale_));
-  if (found.sample == atomkit::kNoIndex) return false;
-  prerollLeft_ = std::min(found.sample, kPrerollPackets);
-  audioNextSample_ = found.sample - prerollLeft_;
-  framesToDrop_ =
-      static_cast<uint32_t>(ticksToFrames(found.remainder, sampleRate_, audioTimescale_));
+void SplitterSession::goToAudio(uint64_t target) noexcept {
+  prerollLeft_ = std::min(sought_.audioSample, kPrerollPackets);
+  audioNextSample_ = sought_.audioSample - prerollLeft_;
+  framesToDrop_ = sought_.framesToDrop;
   framesLeft_ = hostUnitsToTicks(rangeEnd_ - target, sampleRate_);
-  return true;
-}
-
-void SplitterSession::seekVideo(uint64_t target) {
-  const auto track = static_cast<uint32_t>(videoTrack_);
-  const uint32_t sample = movie_.sampleAt(track, hostUnitsToTicks(target, videoTimescale_)).sample;
-  videoNextSample_ = movie_.nearestSyncSample(track, sample, atomkit::Direction::backward);
 }
 
 // The packet shows the picture at the seek point at once; the second seek lets the next read

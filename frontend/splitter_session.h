@@ -5,6 +5,7 @@
 
 #include "atomkit/core/movie/movie.h"
 #include "atomkit/meta/timing/sample_cursor.h"
+#include "frontend/host_time.h"
 #include "frontend/out_slot.h"
 #include "frontend/vela_splitter.h"
 
@@ -84,9 +85,29 @@ class SplitterSession {
   /// The record of describeItem().
   ItemDescription describeStreams(CancelToken* token);
 
+  /// The sample on which a cursor stands, for as long as the cursor stays there.
+  struct Located {
+    atomkit::SampleInfo info;
+    uint64_t time = 0;        // presentation, host units; once it was asked for
+    uint8_t isKnown = 0;      // `info` holds
+    uint8_t isTimeKnown = 0;  // `time` holds
+  };
+
+  /// What a seek found, for another one to the same target.
+  struct Sought {
+    uint64_t target = 0;        // host units
+    uint32_t audioSample = 0;   // holds the target
+    uint32_t framesToDrop = 0;  // from the start of that sample to the target
+    uint32_t videoSample = 0;   // the key frame to begin at
+    uint8_t isKnown = 0;
+  };
+
   // Delivery and seeking. Those that touch the stream throw the host's code.
-  /// Moves the cursor to `sample` and describes it.
-  atomkit::SampleInfo locate(atomkit::SampleCursor& cursor, uint32_t sample) const;
+  /// Moves the cursor to `sample`, unless it stands there, and describes it.
+  const atomkit::SampleInfo& locate(atomkit::SampleCursor& cursor, Located& located,
+                                    uint32_t sample) const;
+  /// Presentation time in host units of what was located.
+  static uint64_t timeOf(Located& located, const Timescale& timescale) noexcept;
   /// Puts the stream on `offset` unless it stands there, and forgets where it stands.
   void positionStream(uint64_t offset, CancelToken* token);
   void fillAudio(AudioPacket& packet, uint32_t size, uint32_t frames, CancelToken* token);
@@ -95,9 +116,9 @@ class SplitterSession {
   void startAudio(AudioFormat* format);
   void startVideo(VideoFormat* format);
   /// @param target  host units
-  /// @return false when the lookup gives the number that means "no sample"
-  bool seekAudio(uint64_t target);
-  void seekVideo(uint64_t target);
+  void findAudio(uint64_t target);
+  void findVideo(uint64_t target);
+  void goToAudio(uint64_t target) noexcept;
 
   HostContext* hostContext_;  // the host's; outlives every splitter
   int32_t audioTrack_ = -1;   // index in the movie; -1 for none
@@ -131,6 +152,11 @@ class SplitterSession {
   int32_t selectedChapter_ = -1;          // -1 for the whole file
   uint64_t framesLeft_ = 0;               // sample frames until rangeEnd_
   uint64_t nextReadOffset_ = kUnknown64;  // file offset just after the last packet; or unknown
+  Timescale audioScale_;                  // of audioTimescale_
+  Timescale videoScale_;                  // of videoTimescale_
+  Located audioLocated_;                  // by audioCursor_
+  Located videoLocated_;                  // by videoCursor_
+  Sought sought_;
 };
 
 }  // namespace vela

@@ -72,11 +72,13 @@ void SplitterSession::takeTrackFigures() {
     channels_ = audio.channelCount;
     if (sampleRate_ == 0 || channels_ == 0) throw TIOResult::failed;
     audioTimescale_ = audio.timescale;
+    audioScale_ = Timescale(audio.timescale);
     audioSampleCount_ = audio.sampleCount;
   }
   if (hasVideo()) {
     movie_.summary(static_cast<uint32_t>(videoTrack_), video);
     videoTimescale_ = video.timescale;
+    videoScale_ = Timescale(video.timescale);
     videoSampleCount_ = video.sampleCount;
     width_ = pixelsOrUnknown(video.width);
     height_ = pixelsOrUnknown(video.height);

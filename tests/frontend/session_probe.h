@@ -92,7 +92,12 @@ class SessionProbe {
             field("rangeEnd", s.rangeEnd_),
             field("selectedChapter", s.selectedChapter_),
             field("framesLeft", s.framesLeft_),
-            field("nextReadOffset", s.nextReadOffset_)};
+            field("nextReadOffset", s.nextReadOffset_),
+            field("audioScale", s.audioScale_),
+            field("videoScale", s.videoScale_),
+            field("audioLocated", s.audioLocated_),
+            field("videoLocated", s.videoLocated_),
+            field("sought", s.sought_)};
   }
 };
 

@@ -121,15 +121,16 @@ bool SampleTables::skipBlocks(uint32_t sample, ChunkMapPosition& position) const
   return true;
 }
 
-// Within a run the sample is in the same chunk as the one before it or in the next one, which saves
-// the division.
+// Within a run the sample is mostly in the same chunk as the last one or in the next, which saves
+// the division. The differences don't wrap: a position that a walk has reached is never past its
+// sample.
 void SampleTables::locateNext(uint32_t sample, ChunkMapPosition& position,
                               ChunkLocation& location) const {
   if (position.entry > 0) {
     const MapEntry run = mapEntry(position.entry - 1);
     const uint32_t before = location.firstSample - position.firstSample;
     const uint32_t inRun = sample - position.firstSample;
-    if (inRun >= before && staysInRun(sample, position, run)) {
+    if (staysInRun(sample, position, run)) {
       if (inRun - before < run.samplesPerChunk) return;
       if (inRun - before - run.samplesPerChunk < run.samplesPerChunk) {
         location = {location.chunk + 1, location.firstSample + run.samplesPerChunk};

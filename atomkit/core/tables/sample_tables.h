@@ -62,7 +62,8 @@ class SampleTables {
   ChunkLocation locateChunk(uint32_t sample, ChunkMapPosition& position) const;
 
   /// locateChunk() for a sample after the one that was located last.
-  /// @param location  what locateChunk() gave for that one, with this position; replaced
+  /// @param position  carried from zeros on
+  /// @param location  what locateChunk() gave for that sample; replaced
   void locateNext(uint32_t sample, ChunkMapPosition& position, ChunkLocation& location) const;
 
   /// File offset of a chunk in bytes: 8 when the track has no chunk offsets, that of the last chunk
