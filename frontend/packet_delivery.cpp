@@ -9,23 +9,12 @@ namespace vela {
 
 // What was known is forgotten before the cursor moves: a lookup that throws leaves the cursor half
 // moved, with the new number, and the next call describes it as it then stands.
-const atomkit::SampleInfo& SplitterSession::locate(atomkit::SampleCursor& cursor, Located& located,
-                                                   uint32_t sample) const {
-  if (located.isKnown && sample == cursor.sample) return located.info;
+void SplitterSession::locateAnew(atomkit::SampleCursor& cursor, Located& located,
+                                 uint32_t sample) const {
   located.isKnown = 0;
   located.isTimeKnown = 0;
-  movie_.move(cursor, sample);
-  movie_.sampleInfo(cursor, located.info);
+  movie_.moveAndDescribe(cursor, sample, located.info);
   located.isKnown = 1;
-  return located.info;
-}
-
-uint64_t SplitterSession::timeOf(Located& located, const Timescale& timescale) noexcept {
-  if (!located.isTimeKnown) {
-    located.time = ticksToHostUnits(located.info.compositionTime, timescale);
-    located.isTimeKnown = 1;
-  }
-  return located.time;
 }
 
 // The place counts as unknown until the packet is filled, so that after a failure the next read

@@ -105,9 +105,19 @@ class SplitterSession {
   // Delivery and seeking. Those that touch the stream throw the host's code.
   /// Moves the cursor to `sample`, unless it stands there, and describes it.
   const atomkit::SampleInfo& locate(atomkit::SampleCursor& cursor, Located& located,
-                                    uint32_t sample) const;
+                                    uint32_t sample) const {
+    if (!located.isKnown || sample != cursor.sample) locateAnew(cursor, located, sample);
+    return located.info;
+  }
+  void locateAnew(atomkit::SampleCursor& cursor, Located& located, uint32_t sample) const;
   /// Presentation time in host units of what was located.
-  static uint64_t timeOf(Located& located, const Timescale& timescale) noexcept;
+  static uint64_t timeOf(Located& located, const Timescale& timescale) noexcept {
+    if (!located.isTimeKnown) {
+      located.time = ticksToHostUnits(located.info.compositionTime, timescale);
+      located.isTimeKnown = 1;
+    }
+    return located.time;
+  }
   /// Puts the stream on `offset` unless it stands there, and forgets where it stands.
   void positionStream(uint64_t offset, CancelToken* token);
   void fillAudio(AudioPacket& packet, uint32_t size, uint32_t frames, CancelToken* token);

@@ -113,13 +113,13 @@ void Movie::reposition(SampleCursor& cursor, uint32_t sample) const {
 bool Movie::step(SampleCursor& cursor) const { return atomkit::step(track(cursor.track), cursor); }
 
 void Movie::move(SampleCursor& cursor, uint32_t sample) const {
-  if (sample == cursor.sample) return;
-  // In 64 bits: sample 0 does not follow the largest number.
-  if (sample != uint64_t{cursor.sample} + 1) {
-    reposition(cursor, sample);
-  } else if (!step(cursor)) {
-    throw exception("error advancing iterator");
-  }
+  if (sample != cursor.sample) atomkit::move(track(cursor.track), cursor, sample);
+}
+
+uint32_t Movie::moveAndDescribe(SampleCursor& cursor, uint32_t sample, SampleInfo& info) const {
+  const TrackRecord& record = track(cursor.track);
+  atomkit::move(record, cursor, sample);
+  return atomkit::sampleInfo(record, cursor, info);
 }
 
 uint32_t Movie::sampleInfo(const SampleCursor& cursor, SampleInfo& info) const {

@@ -71,6 +71,8 @@ class Movie {
   /// Goes to `sample` in the cheapest way: not at all, by one step, or by a reposition.
   /// @throws exception "error advancing iterator" when the step finds no next sample
   void move(SampleCursor& cursor, uint32_t sample) const;
+  /// move() and sampleInfo().
+  uint32_t moveAndDescribe(SampleCursor& cursor, uint32_t sample, SampleInfo& info) const;
   /// Describes the cursor's sample. @return its size in bytes
   uint32_t sampleInfo(const SampleCursor& cursor, SampleInfo& info) const;
 

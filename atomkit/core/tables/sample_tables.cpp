@@ -1,18 +1,11 @@
 #include "atomkit/core/tables/sample_tables.h"
 
 #include <algorithm>
-#include <cstddef>
 
 #include "atomkit/core/containers/exception.h"
 #include "atomkit/core/streams/value_readers.h"
 
 namespace atomkit {
-namespace {
-
-// Where the media data begins when a media data box with a short header opens the file.
-constexpr uint64_t kOffsetWithoutTable = 8;
-
-}  // namespace
 
 // 'stsz' SampleSizeBox
 //   u8 version, u24 flags (both ignored), u32 sample_size, u32 sample_count,
@@ -90,80 +83,47 @@ uint64_t SampleTables::addSizes(uint32_t first, uint32_t end) const noexcept {
 // All arithmetic is modulo 2^32: first chunks that don't rise, or runs that are too long, give some
 // chunk, but never an access outside the tables.
 ChunkLocation SampleTables::locateChunk(uint32_t sample, ChunkMapPosition& position) const {
-  MapEntry run = position.entry > 0 ? mapEntry(position.entry - 1) : kRunBeforeTheMap;
+  if (position.entry > 0) checkedIndex(position.entry - 1, chunkMapEntries_);
   while (position.entry < chunkMapEntries_) {
-    if (position.entry % kBlockEntries == 0 && skipBlocks(sample, position)) {
-      run = mapEntry(position.entry - 1);
-    }
-    const MapEntry next = mapEntry(position.entry);
-    const uint32_t end = position.firstSample + samplesBetween(run, next);
-    if (sample < end) break;
-    run = next;
-    position.firstSample = end;
-    ++position.entry;
+    if (position.entry % kBlockEntries == 0) skipBlocks(sample, position);
+    if (walkInBlock(sample, position)) break;
   }
+  const MapEntry run = runBefore(position);
   if (run.samplesPerChunk == 0) return {1, position.firstSample};
   const uint32_t chunksIntoRun = (sample - position.firstSample) / run.samplesPerChunk;
   return {chunksIntoRun + run.firstChunk,
           position.firstSample + chunksIntoRun * run.samplesPerChunk};
 }
 
+/// Moves a position on to the entry that ends the sample's run, or to the end of its block.
+/// @return whether it found the entry
+bool SampleTables::walkInBlock(uint32_t sample, ChunkMapPosition& position) const noexcept {
+  const uint32_t blockEnd = position.entry / kBlockEntries * kBlockEntries + kBlockEntries;
+  const uint32_t* words = chunkMap_.data() + size_t{kChunkMapWords} * position.entry;
+  const uint32_t* const end =
+      chunkMap_.data() + size_t{kChunkMapWords} * std::min(blockEnd, chunkMapEntries_);
+  auto [runFirstChunk, samplesPerChunk] = runBefore(position);
+  uint32_t firstSample = position.firstSample;
+  for (; words != end; words += kChunkMapWords) {
+    const uint32_t runEnd = firstSample + (words[kFirstChunk] - runFirstChunk) * samplesPerChunk;
+    if (sample < runEnd) break;
+    runFirstChunk = words[kFirstChunk];
+    samplesPerChunk = words[kSamplesPerChunk];
+    firstSample = runEnd;
+  }
+  position = {static_cast<uint32_t>((words - chunkMap_.data()) / kChunkMapWords), firstSample};
+  return words != end;
+}
+
 /// Moves a position at the start of a block on to the block in which the walk will end. The index
 /// knows the walk that began at the first entry; a position that is not on its way, or past its end
 /// as after a step back, stays.
-/// @return whether the position moved
-bool SampleTables::skipBlocks(uint32_t sample, ChunkMapPosition& position) const noexcept {
+void SampleTables::skipBlocks(uint32_t sample, ChunkMapPosition& position) const noexcept {
   const RunIndex<uint32_t>& samples = chunkMapIndex_.samples();
   const uint32_t block = position.entry / kBlockEntries;
   const uint32_t target = samples.blockOf(sample);
-  if (target <= block || samples.totalBefore(block) != position.firstSample) return false;
+  if (target <= block || samples.totalBefore(block) != position.firstSample) return;
   position = {target * kBlockEntries, samples.totalBefore(target)};
-  return true;
-}
-
-// Within a run the sample is mostly in the same chunk as the last one or in the next, which saves
-// the division. The differences don't wrap: a position that a walk has reached is never past its
-// sample.
-void SampleTables::locateNext(uint32_t sample, ChunkMapPosition& position,
-                              ChunkLocation& location) const {
-  if (position.entry > 0) {
-    const MapEntry run = mapEntry(position.entry - 1);
-    const uint32_t before = location.firstSample - position.firstSample;
-    const uint32_t inRun = sample - position.firstSample;
-    if (staysInRun(sample, position, run)) {
-      if (inRun - before < run.samplesPerChunk) return;
-      if (inRun - before - run.samplesPerChunk < run.samplesPerChunk) {
-        location = {location.chunk + 1, location.firstSample + run.samplesPerChunk};
-        return;
-      }
-    }
-  }
-  location = locateChunk(sample, position);
-}
-
-uint64_t SampleTables::chunkOffset(uint32_t chunk) const {
-  // DELIBERATE D-204: a chunk number past the table means the last chunk. Chunk 0 wraps to an index
-  // that no table has.
-  const uint32_t shortCount = shortChunkOffsets_.count();
-  if (shortCount != 0) return shortChunkOffsets_[std::min(chunk, shortCount) - 1];
-  const uint32_t longCount = longChunkOffsets_.count();
-  if (longCount != 0) return longChunkOffsets_[std::min(chunk, longCount) - 1];
-  // DELIBERATE D-203: the chunks of a track without chunk offsets begin right after the header of a
-  // media data box that opens the file.
-  return kOffsetWithoutTable;
-}
-
-bool SampleTables::staysInRun(uint32_t sample, const ChunkMapPosition& position,
-                              const MapEntry& run) const {
-  if (position.entry >= chunkMapEntries_) return true;  // the last run goes on without end
-  return sample < position.firstSample + samplesBetween(run, mapEntry(position.entry));
-}
-
-// Compared as entries: the index of a word could wrap.
-SampleTables::MapEntry SampleTables::mapEntry(uint32_t entry) const {
-  const uint32_t* const words =
-      chunkMap_.data() + size_t{kChunkMapWords} * checkedIndex(entry, chunkMapEntries_);
-  return {words[kFirstChunk], words[kSamplesPerChunk]};
 }
 
 }  // namespace atomkit

@@ -2,6 +2,8 @@
 // for one track: the boxes stsz, stsc, stco and co64. Samples are zero-based, chunks one-based as
 // in the file. Lifetime: owns its tables; keeps no reference to the stream.
 #pragma once
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "atomkit/core/containers/exception.h"
@@ -64,12 +66,38 @@ class SampleTables {
   /// locateChunk() for a sample after the one that was located last.
   /// @param position  carried from zeros on
   /// @param location  what locateChunk() gave for that sample; replaced
-  void locateNext(uint32_t sample, ChunkMapPosition& position, ChunkLocation& location) const;
+  void locateNext(uint32_t sample, ChunkMapPosition& position, ChunkLocation& location) const {
+    // Within a run the sample is mostly in the same chunk as the last one or in the next, which
+    // saves the division. The differences don't wrap: a position that a walk has reached is never
+    // past its sample.
+    if (position.entry > 0) {
+      const MapEntry run = uncheckedMapEntry(checkedIndex(position.entry - 1, chunkMapEntries_));
+      // The last run goes on without end.
+      if (position.entry == chunkMapEntries_ ||
+          sample < position.firstSample + samplesBetween(run, uncheckedMapEntry(position.entry))) {
+        const uint32_t inChunk = sample - location.firstSample;
+        if (inChunk < run.samplesPerChunk) return;
+        if (inChunk - run.samplesPerChunk < run.samplesPerChunk) {
+          location = {location.chunk + 1, location.firstSample + run.samplesPerChunk};
+          return;
+        }
+      }
+    }
+    location = locateChunk(sample, position);
+  }
 
   /// File offset of a chunk in bytes: 8 when the track has no chunk offsets, that of the last chunk
   /// for a number past it.
   /// @throws exception "array access out of range" for chunk 0
-  uint64_t chunkOffset(uint32_t chunk) const;
+  uint64_t chunkOffset(uint32_t chunk) const {
+    // DELIBERATE D-204: a chunk number past the table means the last chunk. Chunk 0 wraps to an
+    // index that no table has.
+    const uint32_t shortCount = shortChunkOffsets_.count();
+    if (shortCount != 0) return shortChunkOffsets_[std::min(chunk, shortCount) - 1];
+    const uint32_t longCount = longChunkOffsets_.count();
+    if (longCount != 0) return longChunkOffsets_[std::min(chunk, longCount) - 1];
+    return kOffsetWithoutTable;
+  }
 
  private:
   /// An entry of the sample-to-chunk map.
@@ -78,17 +106,26 @@ class SampleTables {
     uint32_t samplesPerChunk;
   };
 
-  /// What holds before the first entry: no samples, from chunk 1 on.
-  static constexpr MapEntry kRunBeforeTheMap{1, 0};
+  /// DELIBERATE D-203: the chunks of a track without chunk offsets begin right after the short
+  /// header of a media data box that opens the file.
+  static constexpr uint64_t kOffsetWithoutTable = 8;
 
   /// Samples of the run that `next` ends.
   static uint32_t samplesBetween(const MapEntry& run, const MapEntry& next) noexcept {
     return (next.firstChunk - run.firstChunk) * run.samplesPerChunk;
   }
-  /// @throws exception "array access out of range"
-  MapEntry mapEntry(uint32_t entry) const;
-  bool staysInRun(uint32_t sample, const ChunkMapPosition& position, const MapEntry& run) const;
-  bool skipBlocks(uint32_t sample, ChunkMapPosition& position) const noexcept;
+  /// @pre entry < chunkMapEntries_
+  MapEntry uncheckedMapEntry(uint32_t entry) const noexcept {
+    const uint32_t* const words = chunkMap_.data() + size_t{kChunkMapWords} * entry;
+    return {words[kFirstChunk], words[kSamplesPerChunk]};
+  }
+  /// The run in which a position stands: before the first entry there are no samples, from chunk 1
+  /// on. @pre the position is in the map or at its end
+  MapEntry runBefore(const ChunkMapPosition& position) const noexcept {
+    return position.entry > 0 ? uncheckedMapEntry(position.entry - 1) : MapEntry{1, 0};
+  }
+  bool walkInBlock(uint32_t sample, ChunkMapPosition& position) const noexcept;
+  void skipBlocks(uint32_t sample, ChunkMapPosition& position) const noexcept;
   uint64_t bytesOfConstantSize(uint32_t samples) const noexcept;
   uint64_t addSizes(uint32_t first, uint32_t end) const noexcept;
 

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "atomkit/core/containers/exception.h"
+
 namespace atomkit {
 
 static_assert(offsetof(SampleCursor, sample) == 0);
@@ -81,6 +83,16 @@ bool step(const TrackRecord& record, SampleCursor& cursor) {
     cursor.offsetInChunk += record.samples.bytesOfSampleBefore(cursor.sample);
   }
   return true;
+}
+
+void move(const TrackRecord& record, SampleCursor& cursor, uint32_t sample) {
+  if (sample == cursor.sample) return;
+  // In 64 bits: sample 0 does not follow the largest number.
+  if (sample != uint64_t{cursor.sample} + 1) {
+    reposition(record, cursor, sample);
+  } else if (!step(record, cursor)) {
+    throw exception("error advancing iterator");
+  }
 }
 
 // DELIBERATE D-323: the composition time adds the offset as an unsigned word, so a negative offset

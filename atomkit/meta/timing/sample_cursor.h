@@ -40,6 +40,10 @@ uint64_t reposition(const TrackRecord& record, SampleCursor& cursor, uint32_t sa
 /// @throws exception "frame out of range", "array access out of range"
 bool step(const TrackRecord& record, SampleCursor& cursor);
 
+/// Goes to `sample` in the cheapest way: not at all, by one step, or by a reposition.
+/// @throws exception as those two; "error advancing iterator" when the step finds no next sample
+void move(const TrackRecord& record, SampleCursor& cursor, uint32_t sample);
+
 /// Describes the cursor's sample. @return its size in bytes
 /// @throws exception "array access out of range"
 uint32_t sampleInfo(const TrackRecord& record, const SampleCursor& cursor, SampleInfo& info);

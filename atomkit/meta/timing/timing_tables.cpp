@@ -71,16 +71,16 @@ void TimingTables::readSyncSamples(AtomReader& reader) {
 // or past the end of a run, so the subtraction doesn't wrap. A run of delta 0 never stops the walk,
 // so the divisor is not 0.
 SampleAtTime TimingTables::sampleAt(uint64_t time) const {
-  TimeRunStart start = timeIndex_.beforeTime(time);
-  for (; start.run < timeToSample_.count(); ++start.run) {
-    const uint32_t* const run = timeToSample_.uncheckedRun(start.run);
-    const uint64_t end = start.time + uint64_t{run[kRunSamples]} * run[kRunValue];
-    if (time < end) {
-      const SampleAtTime inRun = divided(time - start.time, run[kRunValue]);
-      return {start.samples + inRun.sample, inRun.remainder};
+  auto [first, samples, start] = timeIndex_.beforeTime(time);
+  const uint32_t* const end = timeToSample_.end();
+  for (const uint32_t* run = timeToSample_.from(first); run != end; run += kRunWords) {
+    const uint64_t runEnd = start + uint64_t{run[kRunSamples]} * run[kRunValue];
+    if (time < runEnd) {
+      const SampleAtTime inRun = divided(time - start, run[kRunValue]);
+      return {samples + inRun.sample, inRun.remainder};
     }
-    start.samples += run[kRunSamples];
-    start.time = end;
+    samples += run[kRunSamples];
+    start = runEnd;
   }
   throw exception(kFrameOutOfRange);
 }
@@ -88,17 +88,16 @@ SampleAtTime TimingTables::sampleAt(uint64_t time) const {
 // DELIBERATE D-325: a sample past the time table is not an error: it has no run, and its decoding
 // time and duration are 0.
 PlaceInRun TimingTables::timePlace(uint32_t sample, uint64_t& decodeTime) const noexcept {
-  TimeRunStart start = timeIndex_.beforeSample(sample);
-  for (; start.run < timeToSample_.count(); ++start.run) {
-    const uint32_t* const run = timeToSample_.uncheckedRun(start.run);
-    const uint32_t end = start.samples + run[kRunSamples];
-    if (sample < end) {
-      const uint32_t position = sample - start.samples;
-      decodeTime = start.time + uint64_t{run[kRunValue]} * position;
-      return {start.run, position};
+  auto [first, samples, start] = timeIndex_.beforeSample(sample);
+  const uint32_t* const end = timeToSample_.end();
+  for (const uint32_t* run = timeToSample_.from(first); run != end; run += kRunWords) {
+    const uint32_t runEnd = samples + run[kRunSamples];
+    if (sample < runEnd) {
+      decodeTime = start + uint64_t{run[kRunValue]} * (sample - samples);
+      return {timeToSample_.indexOf(run), sample - samples};
     }
-    start.time += uint64_t{run[kRunSamples]} * run[kRunValue];
-    start.samples = end;
+    start += uint64_t{run[kRunSamples]} * run[kRunValue];
+    samples = runEnd;
   }
   decodeTime = 0;
   return {};
@@ -107,11 +106,13 @@ PlaceInRun TimingTables::timePlace(uint32_t sample, uint64_t& decodeTime) const 
 PlaceInRun TimingTables::compositionPlace(uint32_t sample) const noexcept {
   const RunIndex<uint32_t>& index = compositionIndex_.samples();
   const uint32_t block = index.blockOf(sample);
-  uint32_t first = index.totalBefore(block);
-  for (uint32_t run = block * kBlockEntries; run < composition_.count(); ++run) {
-    const uint32_t end = first + composition_.uncheckedRun(run)[kRunSamples];
-    if (sample < end) return {run, sample - first};
-    first = end;
+  uint32_t samples = index.totalBefore(block);
+  const uint32_t* const end = composition_.end();
+  for (const uint32_t* run = composition_.from(block * kBlockEntries); run != end;
+       run += kRunWords) {
+    const uint32_t runEnd = samples + run[kRunSamples];
+    if (sample < runEnd) return {composition_.indexOf(run), sample - samples};
+    samples = runEnd;
   }
   return {};
 }
@@ -119,7 +120,7 @@ PlaceInRun TimingTables::compositionPlace(uint32_t sample) const noexcept {
 int32_t TimingTables::compositionOffset(uint32_t sample) const noexcept {
   const PlaceInRun place = compositionPlace(sample);
   if (place.run == kNoIndex) return 0;
-  return static_cast<int32_t>(composition_.uncheckedRun(place.run)[kRunValue]);
+  return static_cast<int32_t>(composition_.from(place.run)[kRunValue]);
 }
 
 // DELIBERATE D-322: the one-based number of the sample is compared with the zero-based entries, so

@@ -39,14 +39,20 @@ class RunTable {
   uint32_t count() const noexcept { return words_.count() / kRunWords; }
   const PlainArray<uint32_t>& words() const noexcept { return words_; }
 
-  /// The two words of a run. @throws exception "array access out of range"
+  /// The words of a run. @throws exception "array access out of range"
   const uint32_t* run(uint32_t run) const {
     // Compared as runs: the index of a word could wrap.
-    return uncheckedRun(checkedIndex(run, count()));
+    return from(checkedIndex(run, count()));
   }
-  /// @pre run < count()
-  const uint32_t* uncheckedRun(uint32_t run) const noexcept {
+
+  // For a walk: the words of the runs from one on, their end, and the number of a run in between.
+  /// @pre run <= count()
+  const uint32_t* from(uint32_t run) const noexcept {
     return words_.data() + size_t{kRunWords} * run;
+  }
+  const uint32_t* end() const noexcept { return words_.data() + words_.count(); }
+  uint32_t indexOf(const uint32_t* run) const noexcept {
+    return static_cast<uint32_t>((run - words_.data()) / kRunWords);
   }
 
  private:
