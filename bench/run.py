@@ -33,16 +33,20 @@ def table_files(folder):
 def measured_times(tools, plugin, files, rounds):
     with tempfile.TemporaryDirectory() as folder:
         out = pathlib.Path(folder) / "times.json"
-        subprocess.run(
+        # Google Benchmark tells about the machine on the error channel, too.
+        done = subprocess.run(
             [tools / "vela_times", plugin, str(rounds),
              *(f"{name}={path}" for name, path in files.items()),
              f"--benchmark_out={out}", "--benchmark_out_format=json"],
-            check=True, stdout=subprocess.DEVNULL)
+            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, check=False)
+        if done.returncode != 0:
+            raise SystemExit(f"vela_times:\n{done.stderr}")
         return figures.times(json.loads(out.read_text())["benchmarks"])
 
 
-def measured_memory(tools, plugin, path):
-    done = subprocess.run([tools / "vela_memory", plugin, path], check=True, capture_output=True)
+def measured_memory(tools, plugin, path, *options):
+    done = subprocess.run([tools / "vela_memory", *options, plugin, path], check=True,
+                          stdout=subprocess.PIPE)
     return json.loads(done.stdout)
 
 
@@ -113,9 +117,10 @@ def main():
         found = measured_times(chosen.tools, plugin, tables, min(chosen.rounds, 5))
         points = []
         for name, path in tables.items():
-            memory = measured_memory(chosen.tools, plugin, path)
-            times = sorted(found["open", name]["ours"])
-            points.append((memory["moov"], times[len(times) // 2], memory["heap"]))
+            memory = measured_memory(chosen.tools, plugin, path, "--open-only")
+            opened = callgrind.run(chosen.tools / "vela_callgrind", plugin, path, "open")[0]
+            points.append(figures.GrowthPoint(memory["moov"], memory["heap"], opened.total(),
+                                              found["open", name]))
         figures.add_growth(table, points)
     if "size" in chosen.only:
         add_sizes(table, plugin, chosen.armv4)

@@ -1,11 +1,13 @@
-// Counts what the plug-in takes from the heap. Usage: vela_memory PLUGIN FILE
+// Counts what the plug-in takes from the heap. Usage: vela_memory [--open-only] PLUGIN FILE
 // Prints one line of JSON: the bytes of the movie box, the bytes held after an open and the
-// allocations made by it, and the allocations of a play of all packets and of a series of seeks.
+// allocations made by it; then, unless only that is wanted, the bytes held after all packets and a
+// series of seeks, and the allocations of each of the two.
 #include <malloc.h>
 
 #include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <string_view>
 
 #include "bench/workload.h"
 
@@ -55,7 +57,11 @@ void free(void* block) {
 namespace bench {
 namespace {
 
-int run(const char* pluginPath, const char* file) {
+void figure(const char* name, uint64_t value, const char* after) {
+  std::printf("\"%s\": %llu%s", name, static_cast<unsigned long long>(value), after);
+}
+
+int run(const char* pluginPath, const char* file, bool plays) {
   const Plugin plugin(pluginPath);
   Workload work(plugin, file);
   Packets packets;
@@ -64,8 +70,13 @@ int run(const char* pluginPath, const char* file) {
   const Heap before = g_heap;
   work.player().open();
   const Heap opened = g_heap;
-  work.player().start();
+  std::printf("{");
+  figure("moov", work.layout().movieBox.length, ", ");
+  figure("heap", opened.bytesHeld - before.bytesHeld, ", ");
+  figure("open_allocations", opened.allocations - before.allocations, plays ? ", " : "}\n");
+  if (!plays) return 0;
 
+  work.player().start();
   const uint64_t beforePackets = g_heap.allocations;
   work.play(packets.audio, packets.video);
   const uint64_t beforeSeeks = g_heap.allocations;
@@ -73,19 +84,10 @@ int run(const char* pluginPath, const char* file) {
     work.seek(target, packets.audio, packets.video);
     work.player().nextStream();
   }
-  const uint64_t end = g_heap.allocations;
-  const uint64_t heldAtEnd = g_heap.bytesHeld - before.bytesHeld;
-
-  std::printf(
-      "{\"moov\": %llu, \"heap\": %llu, \"heap_after_seeks\": %llu, "
-      "\"open_allocations\": %llu, \"packet_allocations\": %llu, "
-      "\"seek_allocations\": %llu}\n",
-      static_cast<unsigned long long>(work.layout().movieBox.length),
-      static_cast<unsigned long long>(opened.bytesHeld - before.bytesHeld),
-      static_cast<unsigned long long>(heldAtEnd),
-      static_cast<unsigned long long>(opened.allocations - before.allocations),
-      static_cast<unsigned long long>(beforeSeeks - beforePackets),
-      static_cast<unsigned long long>(end - beforeSeeks));
+  const Heap used = g_heap;
+  figure("heap_after_seeks", used.bytesHeld - before.bytesHeld, ", ");
+  figure("packet_allocations", beforeSeeks - beforePackets, ", ");
+  figure("seek_allocations", used.allocations - beforeSeeks, "}\n");
   return 0;
 }
 
@@ -93,12 +95,13 @@ int run(const char* pluginPath, const char* file) {
 }  // namespace bench
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: %s PLUGIN FILE\n", argv[0]);
+  const bool opensOnly = argc == 4 && std::string_view(argv[1]) == "--open-only";
+  if (argc != 3 && !opensOnly) {
+    std::fprintf(stderr, "usage: %s [--open-only] PLUGIN FILE\n", argv[0]);
     return 2;
   }
   try {
-    return bench::run(argv[1], argv[2]);
+    return bench::run(argv[argc - 2], argv[argc - 1], !opensOnly);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "vela_memory: %s\n", failure.what());
     return 1;
