@@ -33,6 +33,9 @@ class OpenFloor {
 
   void replay(FileStream& stream, TableCopy copy);
 
+  /// The bytes of all tables, one after the other, as the last replay left them.
+  const std::vector<uint8_t>& tables() const { return tables_; }
+
  private:
   struct Copy {
     uint64_t target;  // in tables_

@@ -16,7 +16,7 @@ if [ "${1:-}" = --short ]; then
   short=yes
   shift
 fi
-if [ $# -ne 1 ]; then
+if [ $# -ne 1 ] || [[ $1 == -* ]]; then
   sed -n 's/^# //p' "$0" >&2
   exit 64
 fi

@@ -14,8 +14,9 @@ struct Range {
 };
 
 struct MediaLayout {
-  Range movieBox;                   ///< 'moov' with its header
-  std::vector<Range> sampleTables;  ///< the entries of stts, ctts, stss, stsz, stsc, stco and co64
+  Range movieBox = {};  ///< 'moov' with its header
+  /// The entries of stts, ctts, stss, stsz, stsc, stco and co64.
+  std::vector<Range> sampleTables = {};
 };
 
 /// @throws std::runtime_error for a file that can't be read or has no movie box

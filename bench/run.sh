@@ -23,4 +23,4 @@ scripts/setup.sh bench
 { cmake --preset bench && cmake --build --preset bench; } > /dev/null
 bench/make_media.sh "$media"
 exec /usr/bin/python3 -B bench/run.py --tools build/bench/bench --plugin "$plugin" --media "$media" \
-  --armv4 build/wince-armv4/frontend/vela_splitter_mp4.elf "${passed_on[@]}"
+  --armv4 build/wince-armv4/frontend/vela_splitter_mp4_at_0x10000000.elf "${passed_on[@]}"
