@@ -5,6 +5,7 @@
 
 #include "atomkit/core/containers/growing_array.h"
 #include "atomkit/core/containers/owned_string.h"
+#include "atomkit/core/containers/segmented_array.h"
 #include "atomkit/core/containers/shared.h"
 #include "atomkit/core/containers/shared_string.h"
 
@@ -62,7 +63,7 @@ class TagLayer {
 
   // DELIBERATE D-351: the slots, and the values of a tag, keep spare room, unlike the arrays that
   // are sized once: a file sets no limit to the number of items.
-  GrowingArray<Slot> slots_;
+  SegmentedArray<Slot> slots_;
   uint32_t root_ = 0;
 };
 
