@@ -36,6 +36,11 @@ short_bench() {
   cmake --preset bench && cmake --build --preset bench --target vela_callgrind write_media &&
     /usr/bin/python3 -B bench/short.py --build build/bench
 }
+# Processor time of small files, with bounds that are generous there.
+hostile() {
+  cmake --preset bench && cmake --build --preset bench --target vela_hostile &&
+    build/bench/bench/hostile/vela_hostile --short
+}
 corpus_was_used() { python3 -B scripts/test_report.py corpus "${corpus_reports[@]}"; }
 
 # ---- the stages: a name and what it does, one line each
@@ -58,10 +63,11 @@ declare -A stages=(
   [wince]="build wince-armv4"
   [device]="tested device"
   [bench]="short_bench"
+  [hostile]="hostile"
   [gst]="tested gst"
   [corpus]="corpus_was_used"
 )
-all=(format includes golden dev asan compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst bench)
+all=(format includes golden dev asan compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst bench hostile)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests}.xml)
 

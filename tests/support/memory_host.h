@@ -114,7 +114,8 @@ class Context final : public vela::HostContext {
 
 /// Reads a payload through and counts it; nothing is kept.
 inline TIOResult drain(vela::HostStreamReader* reader, uint32_t count, CancelToken* token) {
-  uint8_t buffer[4096];
+  // Not on the stack, whose use is measured.
+  thread_local uint8_t buffer[4096];
   while (count > 0) {
     uint32_t done = 0;
     const auto wanted = std::min<uint32_t>(count, sizeof buffer);

@@ -1,4 +1,4 @@
-// MemoryMeter: how many bytes the MP4 library holds, now and at most.
+// MemoryMeter: how many bytes the plug-in's code holds, now and at most.
 #pragma once
 #include <algorithm>
 #include <cstddef>
@@ -6,16 +6,22 @@
 #include <cstdlib>
 
 #include "atomkit/core/containers/memory.h"
+#include "hal/memory/memory.h"
 
-/// While it lives, the library allocates through it; every block of that time must be freed in it.
-/// Not nestable. Counts the bytes that were asked for, without what the C library adds.
+/// While it lives, the MP4 library, the helper library and the front end allocate through it; every
+/// block of that time must be freed in it. Not nestable. Counts the bytes that were asked for,
+/// without what the C library adds.
 class MemoryMeter {
  public:
   MemoryMeter() {
     state() = {};
-    previous_ = atomkit::setAllocator({&allocate, &release});
+    previousAtomkit_ = atomkit::setAllocator({&allocate, &release});
+    previousHal_ = VMemory::GSetAllocator({&allocate, &reallocate, &release});
   }
-  ~MemoryMeter() { atomkit::setAllocator(previous_); }
+  ~MemoryMeter() {
+    VMemory::GSetAllocator(previousHal_);
+    atomkit::setAllocator(previousAtomkit_);
+  }
   MemoryMeter(const MemoryMeter&) = delete;
   MemoryMeter& operator=(const MemoryMeter&) = delete;
 
@@ -35,20 +41,38 @@ class MemoryMeter {
   // Before each block its size.
   static constexpr size_t kHeader = alignof(std::max_align_t);
 
-  static void* allocate(size_t bytes) {
-    if (bytes > SIZE_MAX - kHeader) return nullptr;
-    auto* const block = static_cast<unsigned char*>(std::malloc(kHeader + bytes));
-    if (!block) return nullptr;
-    *reinterpret_cast<size_t*>(block) = bytes;
+  static unsigned char* beginOf(void* block) {
+    return static_cast<unsigned char*>(block) - kHeader;
+  }
+  static size_t& sizeAt(unsigned char* begin) { return *reinterpret_cast<size_t*>(begin); }
+
+  static void* account(void* begin, size_t bytes) {
+    if (!begin) return nullptr;
+    auto* const block = static_cast<unsigned char*>(begin);
+    sizeAt(block) = bytes;
     state().held += bytes;
     state().most = std::max(state().most, state().held);
     return block + kHeader;
   }
+
+  static void* allocate(size_t bytes) {
+    return bytes <= SIZE_MAX - kHeader ? account(std::malloc(kHeader + bytes), bytes) : nullptr;
+  }
+  static void* reallocate(void* block, size_t bytes) {
+    if (!block) return allocate(bytes);
+    if (bytes > SIZE_MAX - kHeader) return nullptr;
+    const size_t before = sizeAt(beginOf(block));
+    void* const grown = std::realloc(beginOf(block), kHeader + bytes);
+    if (grown) state().held -= before;
+    return account(grown, bytes);
+  }
   static void release(void* block) {
-    unsigned char* const begin = static_cast<unsigned char*>(block) - kHeader;
-    state().held -= *reinterpret_cast<size_t*>(begin);
+    if (!block) return;
+    unsigned char* const begin = beginOf(block);
+    state().held -= sizeAt(begin);
     std::free(begin);
   }
 
-  atomkit::Allocator previous_;
+  atomkit::Allocator previousAtomkit_;
+  VAllocator previousHal_;
 };
