@@ -1,3 +1,5 @@
+include(CheckCXXCompilerFlag)
+
 # The language level of the whole tree, and a list of commands for tools that need it (clang-tidy).
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -40,6 +42,37 @@ if(NOT MSVC)
     -fvisibility=hidden -fvisibility-inlines-hidden -fno-threadsafe-statics
     -ffunction-sections -fdata-sections)
 endif()
+# For size gcc copies with a byte-wise string instruction of x86, which is slow for a payload.
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  check_cxx_compiler_flag(-mstringop-strategy=libcall VELA_HAS_STRINGOP_STRATEGY)
+  if(VELA_HAS_STRINGOP_STRATEGY)
+    target_compile_options(plugin_flags INTERFACE -mstringop-strategy=libcall)
+  endif()
+endif()
+
+# What runs for each byte, table word, packet and seek is compiled for speed in the build that ships;
+# everything else for size.
+set(VELA_HOT_SOURCES
+  atomkit/core/movie/movie.cpp
+  atomkit/core/streams/box_reader.cpp
+  atomkit/core/streams/byte_stream.cpp
+  atomkit/core/streams/read_head.cpp
+  atomkit/core/streams/value_readers.cpp
+  atomkit/core/streams/word_order.cpp
+  atomkit/core/tables/place_indexes.cpp
+  atomkit/core/tables/sample_tables.cpp
+  atomkit/meta/timing/sample_cursor.cpp
+  atomkit/meta/timing/timing_indexes.cpp
+  atomkit/meta/timing/timing_tables.cpp
+  frontend/interleaving.cpp
+  frontend/packet_delivery.cpp
+  frontend/read_cache.cpp
+  frontend/seeking.cpp)
+foreach(source IN LISTS VELA_HOT_SOURCES)
+  if(NOT EXISTS ${PROJECT_SOURCE_DIR}/${source})
+    message(FATAL_ERROR "VELA_HOT_SOURCES names ${source}, which is not there")
+  endif()
+endforeach()
 
 # A static library of plug-in code: add_plugin_library(NAME source ...)
 function(add_plugin_library name)
@@ -48,4 +81,13 @@ function(add_plugin_library name)
     set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   endif()
   target_link_libraries(${name} PUBLIC project_flags PRIVATE plugin_flags)
+  if(NOT MSVC)
+    foreach(source IN LISTS ARGN)
+      file(RELATIVE_PATH path ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/${source})
+      if(path IN_LIST VELA_HOT_SOURCES)
+        set_source_files_properties(${source} PROPERTIES
+          COMPILE_OPTIONS "$<$<CONFIG:MinSizeRel>:-O2>")
+      endif()
+    endforeach()
+  endif()
 endfunction()

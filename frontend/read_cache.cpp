@@ -111,24 +111,13 @@ TIOResult ReadCache::copy(uint8_t* target, uint32_t count, uint32_t* done, Cance
   while (copied < count) {
     // DELIBERATE D-006: the bytes copied so far are not reported, and the position stays after
     // them. A host that cancels gives the packet up, and the next one seeks.
-    if (token && token->isCancelled()) return TIOResult::cancelled;
-    Block* block = findBlock(position_);
-    if (!block) {
-      block = &blockToFill();
-      const TIOResult result = fill(*block, token);
-      if (result != TIOResult::success) return result;
-      if (position_ - block->start >= block->validLength) {
-        // A stream that is only read forward may need several blocks to get to the position.
-        if (forwardOnly_ && block->validLength != 0) continue;
-        // DELIBERATE D-007: a block that met the end of the stream is kept without a stamp of this
-        // use, so that it is the next to be replaced.
-        break;
-      }
-    }
-    block->useStamp = ++useClock_;
-    const auto offset = static_cast<uint32_t>(position_ - block->start);
-    const uint32_t amount = std::min(count - copied, block->validLength - offset);
-    if (target) std::memcpy(target + copied, block->data + offset, amount);
+    Block* block = nullptr;
+    const TIOResult result = blockAtPosition(block, token);
+    if (result != TIOResult::success) return result;
+    if (!block) break;
+    const std::span<const uint8_t> bytes = restOf(*block);
+    const auto amount = static_cast<uint32_t>(std::min<size_t>(count - copied, bytes.size()));
+    if (target) std::memcpy(target + copied, bytes.data(), amount);
     copied += amount;
     position_ += amount;
   }
@@ -136,7 +125,64 @@ TIOResult ReadCache::copy(uint8_t* target, uint32_t count, uint32_t* done, Cance
   return TIOResult::success;
 }
 
-ReadCache::Block* ReadCache::findBlock(uint64_t position) {
+/// Gives the block that holds the position, filled if need be and stamped as used now; none at the
+/// end of the stream.
+TIOResult ReadCache::blockAtPosition(Block*& block, CancelToken* token) {
+  do {
+    if (token && token->isCancelled()) return TIOResult::cancelled;
+    block = findBlock(position_);
+    if (!block) {
+      Block& filled = blockToFill();
+      const TIOResult result = fill(filled, token);
+      if (result != TIOResult::success) return result;
+      if (position_ - filled.start < filled.validLength) {
+        block = &filled;
+      } else if (!forwardOnly_ || filled.validLength == 0) {
+        // DELIBERATE D-007: a block that met the end of the stream is kept without a stamp of this
+        // use, so that it is the next to be replaced.
+        return TIOResult::success;
+      }
+    }
+    // A stream that is only read forward may need several blocks to get to the position.
+  } while (!block);
+  block->useStamp = ++useClock_;
+  return TIOResult::success;
+}
+
+std::span<const uint8_t> ReadCache::window() noexcept {
+  const Block* const block = findBlock(position_);
+  if (!block) return {};
+  // Where blocks overlap a read begins in the first one, so the window ends where an earlier one
+  // begins.
+  std::span<const uint8_t> bytes = restOf(*block);
+  for (const Block* earlier = blocks_; earlier != block; ++earlier) {
+    if (earlier->valid && earlier->validLength != 0 && earlier->start > position_) {
+      const uint64_t before = earlier->start - position_;
+      if (before < bytes.size()) bytes = bytes.first(static_cast<size_t>(before));
+    }
+  }
+  return bytes;
+}
+
+TIOResult ReadCache::fetchWindow(std::span<const uint8_t>& bytes, CancelToken* token) {
+  Block* block = nullptr;
+  const TIOResult result = blockAtPosition(block, token);
+  bytes = block ? restOf(*block) : std::span<const uint8_t>();
+  return result;
+}
+
+/// What the block holds from the position on.
+std::span<const uint8_t> ReadCache::restOf(const Block& block) const noexcept {
+  const auto offset = static_cast<uint32_t>(position_ - block.start);
+  return {block.data + offset, block.validLength - offset};
+}
+
+void ReadCache::readInWindow(uint32_t count) {
+  if (Block* const block = findBlock(position_)) block->useStamp = ++useClock_;
+  position_ += count;
+}
+
+ReadCache::Block* ReadCache::findBlock(uint64_t position) noexcept {
   for (Block& block : blocks_) {
     if (block.valid && block.start <= position && position - block.start < block.validLength) {
       return &block;

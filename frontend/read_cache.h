@@ -1,6 +1,7 @@
 // ReadCache: the read cache between the MP4 library and the host's stream.
 #pragma once
 #include <cstdint>
+#include <span>
 
 #include "frontend/interlocked_counter.h"
 #include "frontend/out_slot.h"
@@ -51,6 +52,20 @@ class ReadCache final : public HostStream {
   /// Drops all blocks.
   TIOResult write(const void* buffer, uint32_t count, uint32_t* done, CancelToken* token) override;
 
+  // The parts of read() and skip(), for a caller that takes the bytes from the blocks themselves.
+  // Only where the host's stream can seek.
+
+  /// The bytes from the position on that reads of any sizes would take from one block without a
+  /// call of the host; none when the position lies in no block. They stay until the next operation
+  /// that is not one of these.
+  std::span<const uint8_t> window() noexcept;
+  /// The bytes from the position on that a single read would take from one block, filled when need
+  /// be; none at the end of the stream.
+  TIOResult fetchWindow(std::span<const uint8_t>& bytes, CancelToken* token);
+  /// Moves the position on by `count` bytes of the window, as read() or skip() of them does.
+  void readInWindow(uint32_t count);
+  void skipInWindow(uint32_t count) { position_ += count; }
+
  private:
   struct Block {
     uint8_t data[kBlockSize];
@@ -62,7 +77,9 @@ class ReadCache final : public HostStream {
 
   TIOResult copy(uint8_t* target, uint32_t count, uint32_t* done, CancelToken* token);
   TIOResult skipUnbounded(uint32_t count, uint32_t* done, CancelToken* token);
-  Block* findBlock(uint64_t position);
+  TIOResult blockAtPosition(Block*& block, CancelToken* token);
+  Block* findBlock(uint64_t position) noexcept;
+  std::span<const uint8_t> restOf(const Block& block) const noexcept;
   Block& blockToFill();
   TIOResult fill(Block& block, CancelToken* token);
   TIOResult moveHost(uint64_t position, CancelToken* token);

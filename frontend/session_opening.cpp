@@ -1,4 +1,7 @@
 // Opening a session: the host's stream, the read cache over it, and the parse.
+#include <optional>
+
+#include "frontend/cache_windows.h"
 #include "frontend/guarded.h"
 #include "frontend/read_cache.h"
 #include "frontend/source_stream.h"
@@ -25,17 +28,23 @@ TIOResult SplitterSession::openSession(const char16_t* sourceName, CreationMode 
   // the source is touched. Hosts probe for it.
   if (mode == CreationMode::refused) return TIOResult::failed;
   return guarded([&] {
-    const atomkit::ScanRange range = openStream(sourceName, token);
+    ReadCache* const cache = openStream(sourceName, token);
+    const bool canSeek = stream_->canSeek();
+    if (cache && !canSeek) cache->readForwardOnly();
     SourceStream source(stream_.get(), token);
-    movie_.parse(source, range, mode == CreationMode::playback ? kPlaying : kDescribing,
-                 source.length());
+    std::optional<CacheWindows> windows;
+    if (cache && canSeek) windows.emplace(*cache, token);
+    movie_.parse(source,
+                 canSeek ? atomkit::ScanRange::wholeFile : atomkit::ScanRange::upToMediaData,
+                 mode == CreationMode::playback ? kPlaying : kDescribing, source.length(),
+                 windows ? &*windows : nullptr);
     selectTracks();
     takeTrackFigures();
     return TIOResult::success;
   });
 }
 
-atomkit::ScanRange SplitterSession::openStream(const char16_t* sourceName, CancelToken* token) {
+ReadCache* SplitterSession::openStream(const char16_t* sourceName, CancelToken* token) {
   void* slot = nullptr;
   const uint32_t resolved = hostContext_->resolveSource(sourceName, &slot);
   auto provider = Reference<SourceProvider>::adopt(slot);
@@ -52,9 +61,7 @@ atomkit::ScanRange SplitterSession::openStream(const char16_t* sourceName, Cance
   ReadCache* const cache = VMemory::GNew<ReadCache>(hostStream.get());
   stream_.reset(cache ? cache : hostStream.get());
   hostStream.reset();
-  if (stream_->canSeek()) return atomkit::ScanRange::wholeFile;
-  if (cache) cache->readForwardOnly();
-  return atomkit::ScanRange::upToMediaData;
+  return cache;
 }
 
 }  // namespace vela

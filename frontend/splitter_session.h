@@ -11,6 +11,8 @@
 
 namespace vela {
 
+class ReadCache;
+
 /// Which splitter a session belongs to.
 enum class CreationMode : uint32_t {  // ABI: do not renumber
   information = 0,                    ///< IMediaSplitter
@@ -75,8 +77,8 @@ class SplitterSession {
   bool hasVideo() const noexcept { return videoTrack_ >= 0; }
 
   // Steps of openSession(), in its order. All throw.
-  /// @return how much of the file can be scanned: all of it only when the stream can seek
-  atomkit::ScanRange openStream(const char16_t* sourceName, CancelToken* token);
+  /// @return the read cache over the host's stream, which the session holds; null without memory
+  ReadCache* openStream(const char16_t* sourceName, CancelToken* token);
   void selectTracks();
   void selectAudio(uint32_t track);
   void selectVideo(uint32_t track);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "hal/memory/memory.h"
+#include "tests/frontend/cache_image.h"
 #include "tests/support/fake_stream.h"
 
 using boxes::Bytes;
@@ -691,39 +692,6 @@ TEST_F(ReadCache, HasItsThreeFacesOnePointerWidthApart) {
   EXPECT_EQ(reinterpret_cast<const char*>(reader), object + sizeof(void*));
   EXPECT_EQ(reinterpret_cast<const char*>(writer), object + 2 * sizeof(void*));
 }
-
-namespace {
-
-/// The object as plain words and bytes: the layout that its memory must have.
-struct CacheImage {
-  struct Block {
-    uint8_t data[16384];
-    uint32_t validLength;
-    uint64_t start;
-    uint64_t useStamp;
-    uint8_t valid;
-  };
-  const void* faces[3];
-  Block blocks[4];
-  uint64_t position;
-  uint64_t hostPosition;
-  uint64_t useClock;
-  const void* stream;
-  struct {
-    const void* table;
-    int32_t count;
-  } counter;
-};
-
-/// A copy of the object's memory.
-std::unique_ptr<CacheImage> imageOf(const vela::ReadCache& cache) {
-  static_assert(sizeof(CacheImage) <= sizeof(vela::ReadCache));
-  auto image = std::make_unique<CacheImage>();
-  std::memcpy(image.get(), static_cast<const void*>(&cache), sizeof(CacheImage));
-  return image;
-}
-
-}  // namespace
 
 TEST_F(ReadCache, KeepsItsFieldsInTheirOrder) {
   const auto fresh = imageOf(*cache.get());

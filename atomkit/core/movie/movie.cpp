@@ -23,10 +23,10 @@ static_assert(offsetof(TrackSummary, durationLow) == 40);
 static_assert(offsetof(TrackSummary, durationHigh) == 44);
 static_assert(sizeof(TrackSummary) == 48);
 
-void Movie::parse(ByteSource& source, ScanRange range, ParseOptions options,
-                  uint64_t sourceLength) {
+void Movie::parse(ByteSource& source, ScanRange range, ParseOptions options, uint64_t sourceLength,
+                  WindowLender* windows) {
   model_.options = options;
-  HostStreamAdapter stream(source, sourceLength);
+  HostStreamAdapter stream(source, sourceLength, windows);
   walkTopLevel(stream, range);
   if (model_.header.duration == 0 || model_.header.timescale == 0) {
     throw exception("invalid or missing mvhd data");

@@ -44,9 +44,10 @@ class Movie {
   /// @param source  stands at the file's first byte; not used after the call
   /// @param sourceLength  bytes of the source, or kUnknownLength; guards the memory that declared
   ///        counts may claim
+  /// @param windows  windows of the source; null for a source that lends none
   /// @throws exception for a file that is not well formed; what the source throws
   void parse(ByteSource& source, ScanRange range, ParseOptions options,
-             uint64_t sourceLength = kUnknownLength);
+             uint64_t sourceLength = kUnknownLength, WindowLender* windows = nullptr);
 
   uint32_t trackCount() const noexcept { return model_.tracks.count(); }
 

@@ -14,8 +14,14 @@ constexpr uint8_t kLowestTypeByte = 0x20;
 }  // namespace
 
 bool readBoxHeader(ByteStream& stream, BoxHeader& header) {
-  uint8_t raw[kShortHeaderBytes];
-  if (stream.read(raw, sizeof raw) < sizeof raw) return false;
+  uint8_t bytes[kShortHeaderBytes];
+  const uint8_t* raw = stream.take(sizeof bytes);
+  if (raw) {
+    stream.head().poll();
+  } else {
+    if (stream.read(bytes, sizeof bytes) < sizeof bytes) return false;
+    raw = bytes;
+  }
   for (int i = 4; i < 8; ++i) {
     if (raw[i] < kLowestTypeByte) return false;
   }

@@ -2,6 +2,8 @@
 #pragma once
 #include <cstdint>
 
+#include "atomkit/core/streams/read_head.h"
+
 namespace atomkit {
 
 /// Length of a source that doesn't know it.
@@ -20,7 +22,8 @@ class ByteSource {
   ~ByteSource() = default;
 };
 
-/// Lives on the stack of the code that walks a box; borrows what it reads from.
+/// Lives on the stack of the code that walks a box; borrows what it reads from. The streams over
+/// one source share a ReadHead, so that what the innermost one takes counts in all of them.
 class ByteStream {
  public:
   /// Reads up to `count` bytes. @return the number of bytes read, possibly fewer
@@ -42,16 +45,44 @@ class ByteStream {
   /// as the bytes arrive.
   virtual bool isLengthKnown() const noexcept { return true; }
 
+  /// The next `count` bytes where they lie, when that is in memory and inside all enclosing boxes;
+  /// they are then read, and stay until the next operation of a stream over the same source.
+  /// @return null, with nothing read, when they must be read with one of the other operations
+  const uint8_t* take(uint32_t count) noexcept {
+    return fitsWindow(count) ? head_->take(count) : nullptr;
+  }
+
+  /// Where all streams over the source stand.
+  ReadHead& head() noexcept { return *head_; }
+
  protected:
+  /// The outermost stream. It moves `head` by what it reads and skips.
+  explicit ByteStream(ReadHead& head) noexcept : head_(&head), limit_(UINT64_MAX) {}
+  /// A stream of `size` bytes inside `parent`.
+  ByteStream(ByteStream& parent, uint64_t size) noexcept;
   ~ByteStream() = default;
+
+  uint64_t position() const noexcept { return head_->position(); }
+  bool fitsWindow(uint64_t count) const noexcept {
+    return count <= head_->left() && count <= limit_ - position();
+  }
+
+ private:
+  ReadHead* head_;
+  uint64_t limit_;  // place where the first of the enclosing boxes ends, as the head counts
 };
 
 /// The file as a whole, over a borrowed source that stands at its start.
 class HostStreamAdapter final : public ByteStream {
  public:
   /// @param length  bytes of the source, or kUnknownLength
-  HostStreamAdapter(ByteSource& source, uint64_t length) noexcept
-      : source_(&source), length_(length) {}
+  /// @param lender  gives windows of the source; null when all is read by its operations
+  HostStreamAdapter(ByteSource& source, uint64_t length, WindowLender* lender = nullptr) noexcept
+      : ByteStream(head_), head_(lender), source_(&source), length_(length) {}
+  HostStreamAdapter(const HostStreamAdapter&) = delete;
+  HostStreamAdapter& operator=(const HostStreamAdapter&) = delete;
+  /// Leaves the source where the last byte was read or skipped.
+  ~HostStreamAdapter() { head_.closeWindow(); }
 
   uint32_t read(void* buffer, uint32_t count) override;
   uint64_t skip(uint64_t count) override;
@@ -61,9 +92,13 @@ class HostStreamAdapter final : public ByteStream {
   bool isLengthKnown() const noexcept override { return length_ != kUnknownLength; }
 
  private:
+  uint32_t readFromSource(void* buffer, uint32_t count);
+  uint64_t skipInSource(uint64_t count);
+
+  ReadHead head_;
   ByteSource* source_;
   uint64_t length_;
-  uint64_t position_ = 0;
+  uint64_t lost_ = 0;  // bytes that the source passed in exact operations that failed
 };
 
 /// The payload of one box: reading ends where the box ends.
@@ -72,10 +107,10 @@ class AtomReader final : public ByteStream {
   /// @param parent  the stream that holds the box, positioned at its first payload byte; borrowed
   /// @param payloadSize  bytes of the box after its header
   AtomReader(ByteStream& parent, uint64_t payloadSize) noexcept
-      : parent_(&parent), remaining_(payloadSize) {}
+      : ByteStream(parent, payloadSize), parent_(&parent), end_(position() + payloadSize) {}
 
   /// Payload bytes neither read nor skipped yet.
-  uint64_t remaining() const noexcept { return remaining_; }
+  uint64_t remaining() const noexcept { return end_ - position(); }
 
   /// @throws exception "bug: stream read more bytes than asked for"
   uint32_t read(void* buffer, uint32_t count) override;
@@ -91,7 +126,7 @@ class AtomReader final : public ByteStream {
 
  private:
   ByteStream* parent_;
-  uint64_t remaining_;
+  uint64_t end_;  // as the head counts, modulo 2^64: a size may claim anything
 };
 
 }  // namespace atomkit

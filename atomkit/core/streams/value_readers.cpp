@@ -1,43 +1,36 @@
 #include "atomkit/core/streams/value_readers.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 #include "atomkit/core/containers/exception.h"
 #include "atomkit/core/containers/memory.h"
+#include "atomkit/core/streams/word_order.h"
 
 namespace atomkit {
 namespace {
 
-constexpr uint32_t swapped(uint32_t value) {
-  return value >> 24 | (value >> 8 & 0xff00) | (value << 8 & 0xff0000) | value << 24;
-}
-
-constexpr uint64_t swapped(uint64_t value) {
-  return uint64_t{swapped(static_cast<uint32_t>(value))} << 32 |
-         swapped(static_cast<uint32_t>(value >> 32));
-}
-
-constexpr bool isLittleEndian() { return std::endian::native == std::endian::little; }
-
-// Reads a value of `bytes` bytes with one exact read.
 template <unsigned bytes>
-uint64_t readBigEndian(ByteStream& stream) {
-  uint8_t raw[bytes];
-  stream.readExact(raw, bytes);
+uint64_t bigEndian(const uint8_t* raw) {
   uint64_t value = 0;
-  for (const uint8_t byte : raw) value = value << 8 | byte;
+  for (unsigned i = 0; i < bytes; ++i) value = value << 8 | raw[i];
   return value;
 }
 
-// Brings big-endian words into the order of this machine.
+// Reads a value of `bytes` bytes where it lies, or with one exact read.
+template <unsigned bytes>
+uint64_t readBigEndian(ByteStream& stream) {
+  if (const uint8_t* const raw = stream.take(bytes)) return bigEndian<bytes>(raw);
+  uint8_t raw[bytes];
+  stream.readExact(raw, bytes);
+  return bigEndian<bytes>(raw);
+}
+
 template <class Word>
-void toMachineOrder(Word* values, uint32_t count) {
-  if (!isLittleEndian()) return;
-  for (uint32_t i = 0; i < count; ++i) values[i] = swapped(values[i]);
+void toMachineOrder(Word* words, uint32_t count) {
+  const void* const bytes = words;
+  copyInMachineOrder(words, static_cast<const uint8_t*>(bytes), count);
 }
 
 template <class Word>
@@ -46,14 +39,63 @@ void readArray(ByteStream& stream, Word* values, uint32_t count) {
   toMachineOrder(values, count);
 }
 
+// One read of many bytes, which goes on to the end of each block of the source's memory, whatever
+// else of it holds the same bytes. A window for values may end sooner, so a read of more than that
+// closes it.
+class LongRead {
+ public:
+  LongRead(ReadHead& head, uint64_t bytes) noexcept
+      : head_(&head), outgrowsWindow_(bytes > head.left()) {
+    if (outgrowsWindow_) head_->closeWindow();
+  }
+  LongRead(const LongRead&) = delete;
+  LongRead& operator=(const LongRead&) = delete;
+  ~LongRead() {
+    if (!outgrowsWindow_) return;
+    head_->closeWindow();
+    head_->openWindow();
+  }
+
+ private:
+  ReadHead* head_;
+  bool outgrowsWindow_;
+};
+
+size_t refill(ReadHead& head) {
+  const size_t bytes = head.refillWindow();
+  if (bytes == 0) throw exception(kReadPastFile);
+  return bytes;
+}
+
+// A word that lies in several windows.
 template <class Word>
-void readTable(ByteStream& stream, PlainArray<Word>& table, uint32_t count) {
-  table.resize(0);
-  if (count == 0) return;
-  const uint32_t bytes = count * static_cast<uint32_t>(sizeof(Word));
-  Word* const words = static_cast<Word*>(readBlock(stream, bytes, {}, kOutOfMemoryInArray));
-  toMachineOrder(words, count);
-  table.adopt(words, count);
+void takeDividedWord(ByteStream& stream, Word& word) {
+  uint8_t raw[sizeof(Word)];
+  for (uint32_t done = 0; done < sizeof raw;) {
+    const auto bytes =
+        static_cast<uint32_t>(std::min<size_t>(refill(stream.head()), sizeof raw - done));
+    std::memcpy(raw + done, stream.take(bytes), bytes);
+    done += bytes;
+  }
+  copyInMachineOrder(&word, raw, 1);
+}
+
+// Reads words of a table, whose bytes were required. They are copied out of the windows of the
+// source, without a second pass over memory.
+template <class Word>
+void readWords(ByteStream& stream, Word* words, uint32_t count) {
+  while (count > 0) {
+    const size_t inWindow = refill(stream.head()) / sizeof(Word);
+    const auto whole = static_cast<uint32_t>(std::min<size_t>(count, inWindow));
+    if (whole == 0) {
+      takeDividedWord(stream, *words++);
+      --count;
+      continue;
+    }
+    copyInMachineOrder(words, stream.take(static_cast<uint32_t>(whole * sizeof(Word))), whole);
+    words += whole;
+    count -= whole;
+  }
 }
 
 // Bytes of the first piece that is read from a source of unknown length; every further piece
@@ -84,6 +126,42 @@ class GrowingBlock {
   uint8_t* bytes_ = nullptr;
 };
 
+// Reads `count` bytes with read(to, bytes) into a block with `spare` room around them: see
+// readBlock().
+template <class Read>
+uint8_t* readPieces(ByteStream& stream, uint32_t count, SpareRoom spare, const char* outOfMemory,
+                    Read read) {
+  uint32_t room = stream.isLengthKnown() ? count : std::min(count, kFirstPiece);
+  GrowingBlock block;
+  for (uint32_t done = 0;;) {
+    const uint32_t kept = done > 0 ? spare.before + done : 0;
+    block.grow(kept, uint64_t{spare.before} + room + spare.after, outOfMemory);
+    read(block.bytes() + spare.before + done, room - done);
+    if (room == count) return block.take();
+    done = room;
+    room = static_cast<uint32_t>(std::min<uint64_t>(count, uint64_t{room} * 2));
+  }
+}
+
+// A piece holds whole words, and a block is aligned for them.
+template <class Word>
+void readTable(ByteStream& stream, PlainArray<Word>& table, uint32_t count) {
+  table.resize(0);
+  if (count == 0) return;
+  const auto bytes = static_cast<uint32_t>(count * sizeof(Word));
+  const auto readPiece = [&](void* to, uint32_t piece) {
+    const auto words = static_cast<uint32_t>(piece / sizeof(Word));
+    if (stream.head().hasLender()) {
+      readWords(stream, static_cast<Word*>(to), words);
+    } else {
+      readArray(stream, static_cast<Word*>(to), words);
+    }
+  };
+  const LongRead longRead(stream.head(), bytes);
+  void* const block = readPieces(stream, bytes, {}, kOutOfMemoryInArray, readPiece);
+  table.adopt(static_cast<Word*>(block), count);
+}
+
 }  // namespace
 
 uint8_t readU8(ByteStream& stream) { return static_cast<uint8_t>(readBigEndian<1>(stream)); }
@@ -100,27 +178,9 @@ void readU64Array(ByteStream& stream, uint64_t* values, uint32_t count) {
   readArray(stream, values, count);
 }
 
-void readU32ArrayWidened(ByteStream& stream, uint64_t* values, uint32_t count) {
-  uint32_t chunk[256];
-  while (count > 0) {
-    const uint32_t entries = std::min<uint32_t>(count, std::size(chunk));
-    readU32Array(stream, chunk, entries);
-    values = std::copy_n(chunk, entries, values);
-    count -= entries;
-  }
-}
-
 void* readBlock(ByteStream& stream, uint32_t count, SpareRoom spare, const char* outOfMemory) {
-  uint32_t room = stream.isLengthKnown() ? count : std::min(count, kFirstPiece);
-  GrowingBlock block;
-  for (uint32_t done = 0;;) {
-    const uint32_t kept = done > 0 ? spare.before + done : 0;
-    block.grow(kept, uint64_t{spare.before} + room + spare.after, outOfMemory);
-    stream.readExact(block.bytes() + spare.before + done, room - done);
-    if (room == count) return block.take();
-    done = room;
-    room = static_cast<uint32_t>(std::min<uint64_t>(count, uint64_t{room} * 2));
-  }
+  return readPieces(stream, count, spare, outOfMemory,
+                    [&](uint8_t* to, uint32_t bytes) { stream.readExact(to, bytes); });
 }
 
 void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count) {
@@ -137,21 +197,6 @@ void readU32Table(ByteStream& stream, PlainArray<uint32_t>& table, uint32_t coun
 
 void readU64Table(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count) {
   readTable(stream, table, count);
-}
-
-void readU32TableWidened(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count) {
-  PlainArray<uint64_t> wide;
-  table.resize(0);
-  if (stream.isLengthKnown()) {
-    wide.resize(count);
-    readU32ArrayWidened(stream, wide.data(), count);
-  } else {
-    PlainArray<uint32_t> narrow;
-    readTable(stream, narrow, count);
-    wide.resize(count);
-    std::copy_n(narrow.data(), count, wide.data());
-  }
-  table.swap(wide);
 }
 
 SharedString readString(ByteStream& stream, uint32_t count) {

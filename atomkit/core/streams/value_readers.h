@@ -22,10 +22,6 @@ uint64_t readU64(ByteStream& stream);
 void readU32Array(ByteStream& stream, uint32_t* values, uint32_t count);
 void readU64Array(ByteStream& stream, uint64_t* values, uint32_t count);
 
-/// Reads `count` 32-bit values and widens each with zeros, through a buffer of 1024 bytes on the
-/// stack.
-void readU32ArrayWidened(ByteStream& stream, uint64_t* values, uint32_t count);
-
 /// Room in a block besides the bytes that are read into it.
 struct SpareRoom {
   uint32_t before = 0;  ///< bytes
@@ -53,9 +49,6 @@ void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count);
 /// @throws exception (past end); "out of memory when resizing array"; both leave the table empty
 void readU32Table(ByteStream& stream, PlainArray<uint32_t>& table, uint32_t count);
 void readU64Table(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count);
-/// The same with 32-bit values, each widened with zeros. With an unknown length the wide table is
-/// allocated when all of the narrow one is there.
-void readU32TableWidened(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count);
 
 /// Reads the next `count` bytes of the stream as a text, which ends at the first zero byte among
 /// them.

@@ -18,21 +18,30 @@ using namespace boxes;
 // Records what is asked of it and answers with `surplus` more than that.
 class LoggingStream final : public ByteStream {
  public:
+  LoggingStream() : ByteStream(head_) {}
   uint32_t read(void*, uint32_t count) override {
-    log.push_back({"read", count});
+    pass("read", count);
     return count + static_cast<uint32_t>(surplus);
   }
   uint64_t skip(uint64_t count) override {
-    log.push_back({"skip", count});
+    pass("skip", count);
     return count + surplus;
   }
-  void readExact(void*, uint32_t count) override { log.push_back({"readExact", count}); }
-  void skipExact(uint64_t count) override { log.push_back({"skipExact", count}); }
+  void readExact(void*, uint32_t count) override { pass("readExact", count); }
+  void skipExact(uint64_t count) override { pass("skipExact", count); }
   void requireBytes(uint64_t count) override { log.push_back({"requireBytes", count}); }
 
   using Call = std::pair<std::string, uint64_t>;
   std::vector<Call> log;
   uint64_t surplus = 0;
+
+ private:
+  void pass(const char* operation, uint64_t count) {
+    log.push_back({operation, count});
+    head_.advance(count);
+  }
+
+  ReadHead head_;
 };
 using Calls = std::vector<LoggingStream::Call>;
 

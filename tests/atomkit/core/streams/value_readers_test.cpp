@@ -58,28 +58,6 @@ TEST(ValueReaders, ReadArraysWithOneReadAndSwapThem) {
   EXPECT_EQ(source.reads, 2u);
 }
 
-TEST(ValueReaders, WidenArraysInChunksOf256Entries) {
-  Bytes bytes;
-  for (uint32_t i = 0; i < 600; ++i) bytes = join(bytes, u32(0xfffffff0 - i));
-  MemorySource source(bytes);
-  HostStreamAdapter stream(source, source.size());
-  std::vector<uint64_t> values(600);
-  readU32ArrayWidened(stream, values.data(), 600);
-  for (uint32_t i = 0; i < 600; ++i) ASSERT_EQ(values[i], 0xfffffff0 - i);
-  EXPECT_EQ(source.reads, 3u);
-  EXPECT_EQ(source.largestRead, 1024u);
-}
-
-TEST(ValueReaders, WidenWithoutTheHeap) {
-  FailingAllocation memory(0);
-  MemorySource source(u32(5));
-  HostStreamAdapter stream(source, source.size());
-  uint64_t value = 0;
-  readU32ArrayWidened(stream, &value, 1);
-  EXPECT_EQ(value, 5u);
-  EXPECT_EQ(memory.allocations(), 0u);
-}
-
 TEST(ValueReaders, DescriptorLengthsEndWithTheFirstByteWhoseTopBitIsClear) {
   const auto lengthOf = [](const Bytes& bytes, uint64_t expectedBytes) {
     MemorySource source(join(bytes, zeros(8)));
@@ -204,20 +182,16 @@ TEST(ValueReaders, TablesOfASourceOfUnknownLengthAreWholeAndInTheOrderOfTheMachi
     for (const uint8_t byte : u32(i * 65537)) bytes.push_back(byte);
   }
   for (const uint64_t length : {uint64_t{bytes.size()}, uint64_t{kUnknownLength}}) {
-    MemorySource narrowSource(bytes), widenedSource(bytes), wideSource(bytes);
-    HostStreamAdapter narrowFile(narrowSource, length), widenedFile(widenedSource, length),
-        wideFile(wideSource, length);
+    MemorySource narrowSource(bytes), wideSource(bytes);
+    HostStreamAdapter narrowFile(narrowSource, length), wideFile(wideSource, length);
     PlainArray<uint32_t> narrow;
-    PlainArray<uint64_t> widened, wide;
+    PlainArray<uint64_t> wide;
     readU32Table(narrowFile, narrow, kCount);
-    readU32TableWidened(widenedFile, widened, kCount);
     readU64Table(wideFile, wide, kCount / 2);
     ASSERT_EQ(narrow.count(), kCount);
-    ASSERT_EQ(widened.count(), kCount);
     ASSERT_EQ(wide.count(), kCount / 2);
     for (uint32_t i = 0; i < kCount; ++i) {
       ASSERT_EQ(narrow[i], i * 65537);
-      ASSERT_EQ(widened[i], uint64_t{i * 65537});
       ASSERT_EQ(wide[i / 2], uint64_t{i / 2 * 2 * 65537} << 32 | (i / 2 * 2 + 1) * 65537);
     }
   }
@@ -237,8 +211,6 @@ TEST(ValueReaders, TablesOfASourceOfUnknownLengthTakeMemoryForWhatArrivesOnly) {
   EXPECT_LE(largestBlock([&](ByteStream& file) { readU32Table(file, narrow, 0x3fffffff); }),
             131'072u);
   EXPECT_LE(largestBlock([&](ByteStream& file) { readU64Table(file, wide, 0x1fffffff); }),
-            131'072u);
-  EXPECT_LE(largestBlock([&](ByteStream& file) { readU32TableWidened(file, wide, 0x3fffffff); }),
             131'072u);
   EXPECT_EQ(narrow.count() + wide.count(), 0u);
 }
