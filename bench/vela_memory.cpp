@@ -70,24 +70,28 @@ int run(const char* pluginPath, const char* file, bool plays) {
   const Heap before = g_heap;
   work.player().open();
   const Heap opened = g_heap;
+  work.player().start();
+  const Heap started = g_heap;
+  Heap played, sought;
+  if (plays) {
+    work.play(packets.audio, packets.video);
+    played = g_heap;
+    for (const uint64_t target : work.targets()) {
+      work.seek(target, packets.audio, packets.video);
+      work.player().nextStream();
+    }
+    sought = g_heap;
+  }
+
+  // Only now, as printing takes memory, too.
   std::printf("{");
   figure("moov", work.layout().movieBox.length, ", ");
   figure("heap", opened.bytesHeld - before.bytesHeld, ", ");
   figure("open_allocations", opened.allocations - before.allocations, plays ? ", " : "}\n");
   if (!plays) return 0;
-
-  work.player().start();
-  const uint64_t beforePackets = g_heap.allocations;
-  work.play(packets.audio, packets.video);
-  const uint64_t beforeSeeks = g_heap.allocations;
-  for (const uint64_t target : work.targets()) {
-    work.seek(target, packets.audio, packets.video);
-    work.player().nextStream();
-  }
-  const Heap used = g_heap;
-  figure("heap_after_seeks", used.bytesHeld - before.bytesHeld, ", ");
-  figure("packet_allocations", beforeSeeks - beforePackets, ", ");
-  figure("seek_allocations", used.allocations - beforeSeeks, "}\n");
+  figure("heap_after_seeks", sought.bytesHeld - before.bytesHeld, ", ");
+  figure("packet_allocations", played.allocations - started.allocations, ", ");
+  figure("seek_allocations", sought.allocations - played.allocations, "}\n");
   return 0;
 }
 
