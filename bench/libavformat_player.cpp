@@ -4,32 +4,13 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
+#include "frontend/vela_splitter.h"
+#include "tests/support/require.h"
+
 namespace bench {
-namespace {
 
-constexpr int kBufferSize = 16384;  // bytes, as large as a block of the plug-in
-
-int readFrom(void* opaque, uint8_t* buffer, int count) {
-  vela::HostStreamReader& reader = *static_cast<FileStream*>(opaque);
-  uint32_t done = 0;
-  const TIOResult result = reader.read(buffer, static_cast<uint32_t>(count), &done, nullptr);
-  if (result != TIOResult::success) return AVERROR(EIO);
-  return done == 0 ? AVERROR_EOF : static_cast<int>(done);
-}
-
-int64_t seekIn(void* opaque, int64_t offset, int whence) {
-  auto& stream = *static_cast<FileStream*>(opaque);
-  if (whence == AVSEEK_SIZE) return static_cast<int64_t>(stream.size());
-  if (whence != SEEK_SET) return AVERROR(EINVAL);
-  const vela::Word64 target = vela::toWord64(static_cast<uint64_t>(offset));
-  if (stream.seek(target.low, target.high, nullptr) != TIOResult::success) return AVERROR(EIO);
-  return offset;
-}
-
-}  // namespace
-
-LibavformatPlayer::LibavformatPlayer(FileStream& stream)
-    : stream_(stream), packet_(av_packet_alloc()) {
+LibavformatPlayer::LibavformatPlayer(const std::string& file)
+    : file_(file), packet_(av_packet_alloc()) {
   av_log_set_level(AV_LOG_QUIET);
 }
 
@@ -39,15 +20,12 @@ LibavformatPlayer::~LibavformatPlayer() {
 }
 
 void LibavformatPlayer::open() {
-  REQUIRE(stream_.seek(0, 0, nullptr) == TIOResult::success);
-  auto* const buffer = static_cast<unsigned char*>(av_malloc(kBufferSize));
-  io_ = avio_alloc_context(buffer, kBufferSize, 0, &stream_, readFrom, nullptr, seekIn);
   format_ = avformat_alloc_context();
-  format_->pb = io_;
   format_->flags |= AVFMT_FLAG_NOPARSE;
   AVDictionary* options = nullptr;
   av_dict_set(&options, "ignore_chapters", "1", 0);
-  const int result = avformat_open_input(&format_, nullptr, av_find_input_format("mp4"), &options);
+  const int result =
+      avformat_open_input(&format_, file_.c_str(), av_find_input_format("mp4"), &options);
   av_dict_free(&options);
   REQUIRE(result == 0);
   for (unsigned i = 0; i < format_->nb_streams; ++i) {
@@ -58,10 +36,7 @@ void LibavformatPlayer::open() {
 }
 
 void LibavformatPlayer::close() {
-  if (!format_) return;
-  avformat_close_input(&format_);
-  av_freep(&io_->buffer);
-  avio_context_free(&io_);
+  if (format_) avformat_close_input(&format_);
 }
 
 bool LibavformatPlayer::read() {

@@ -1,25 +1,22 @@
-// libavformat over the same stream, for comparison.
+// libavformat over the same file, for comparison.
 #pragma once
 #include <cstdint>
-
-#include "bench/file_host.h"
+#include <string>
 
 struct AVFormatContext;
-struct AVIOContext;
 struct AVPacket;
 
 namespace bench {
 
 class LibavformatPlayer {
  public:
-  /// @param stream  borrowed
-  explicit LibavformatPlayer(FileStream& stream);
+  explicit LibavformatPlayer(const std::string& file);
   LibavformatPlayer(const LibavformatPlayer&) = delete;
   LibavformatPlayer& operator=(const LibavformatPlayer&) = delete;
   ~LibavformatPlayer();
 
-  /// Reads the file's head. Chapters as a track, parsers and the search for stream parameters are
-  /// left out, since the plug-in has none of them either.
+  /// Reads the file's head, through libavformat's own file reader. Chapters as a track, parsers and
+  /// the search for stream parameters are left out, since the plug-in has none of them either.
   void open();
   void close();
   /// Takes the next packet. @return false at the end
@@ -28,8 +25,7 @@ class LibavformatPlayer {
   void seek(uint64_t offset);
 
  private:
-  FileStream& stream_;
-  AVIOContext* io_ = nullptr;
+  std::string file_;
   AVFormatContext* format_ = nullptr;
   AVPacket* packet_;
 };

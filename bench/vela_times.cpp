@@ -26,7 +26,7 @@ constexpr double kSecondsPerMeasurement = 0.03;
 class File {
  public:
   File(const Plugin& plugin, const std::string& path)
-      : work_(plugin, path), openFloor_(work_.openFloor()) {}
+      : path_(path), work_(plugin, path), openFloor_(work_.openFloor()) {}
 
   void open(benchmark::State& state) {
     work_.player().close();
@@ -74,14 +74,14 @@ class File {
 
 #ifdef VELA_BENCH_LIBAVFORMAT
   void openLibavformat(benchmark::State& state) {
-    LibavformatPlayer player(work_.stream());
+    LibavformatPlayer player(path_);
     for (auto _ : state) {
       player.open();
       player.close();
     }
   }
   void packetsLibavformat(benchmark::State& state) {
-    LibavformatPlayer player(work_.stream());
+    LibavformatPlayer player(path_);
     player.open();
     int64_t packets = 0;
     for (auto _ : state) {
@@ -91,7 +91,7 @@ class File {
     state.SetItemsProcessed(packets);
   }
   void seekLibavformat(benchmark::State& state) {
-    LibavformatPlayer player(work_.stream());
+    LibavformatPlayer player(path_);
     player.open();
     size_t next = 0;
     for (auto _ : state) {
@@ -103,6 +103,7 @@ class File {
 #endif
 
  private:
+  std::string path_;
   Workload work_;
   OpenFloor openFloor_;
   std::unique_ptr<PacketFloor> packetFloor_;
