@@ -106,7 +106,7 @@ class Movie {
 
   MovieModel model_;
   /// Answers for each track of which the file says nothing.
-  const TrackRecord emptyTrack_;
+  const TrackRecord emptyTrack_{};
 };
 
 }  // namespace atomkit
