@@ -5,6 +5,7 @@
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "cli/failure.h"
 #include "cli/text.h"
@@ -22,7 +23,10 @@ namespace {
 namespace fs = std::filesystem;
 
 Failure cannotWrite(const fs::path& file, const std::string& reason) {
-  return Failure(ExitStatus::outputFailed, "The output " + pathText(file) + " " + reason + ".");
+  const bool standard = file == kStandardOutput;
+  return Failure(
+      ExitStatus::outputFailed,
+      (standard ? "Standard output" : "The output " + pathText(file)) + " " + reason + ".");
 }
 
 std::string systemReason() {
@@ -37,13 +41,13 @@ fs::path folderOf(const fs::path& file) {
 std::FILE* createNew(const fs::path& file) {
 #ifdef _WIN32
   int descriptor = -1;
-  if (_wsopen_s(&descriptor, file.c_str(), _O_CREAT | _O_EXCL | _O_WRONLY | _O_BINARY, _SH_DENYNO,
+  if (_wsopen_s(&descriptor, file.c_str(), _O_CREAT | _O_EXCL | _O_RDWR | _O_BINARY, _SH_DENYNO,
                 _S_IREAD | _S_IWRITE) != 0) {
     return nullptr;
   }
-  return _wfdopen(descriptor, L"wb");
+  return _wfdopen(descriptor, L"w+b");
 #else
-  return std::fopen(file.c_str(), "wbx");
+  return std::fopen(file.c_str(), "w+bx");
 #endif
 }
 
@@ -58,6 +62,7 @@ fs::path randomName() {
 
 OutputFile::OutputFile(fs::path target, Existing existing)
     : target_(std::move(target)), existing_(existing) {
+  if (isStandardOutput()) return;
   requireReplaceable();
   std::error_code ignored;
   if (!fs::is_directory(folderOf(target_), ignored)) {
@@ -68,7 +73,7 @@ OutputFile::OutputFile(fs::path target, Existing existing)
 OutputFile::~OutputFile() {
   file_.reset();
   std::error_code ignored;
-  if (begun()) fs::remove(unfinished_, ignored);
+  if (!unfinished_.empty()) fs::remove(unfinished_, ignored);
 }
 
 void OutputFile::requireReplaceable() const {
@@ -92,6 +97,12 @@ void OutputFile::requireReplaceable() const {
 }
 
 void OutputFile::create() {
+  begun_ = true;
+  if (isStandardOutput()) {
+    file_.reset(std::tmpfile());
+    if (!file_) throw cannotWrite(target_, systemReason());
+    return;
+  }
   constexpr int kAttempts = 100;  // a name that is taken has another file's bytes
   for (int i = 0; i < kAttempts && !file_; ++i) {
     const fs::path name = folderOf(target_) / randomName();
@@ -102,10 +113,22 @@ void OutputFile::create() {
       break;
     }
   }
-  if (!file_) throw cannotWrite(target_, systemReason());
+  if (!file_) {
+    begun_ = false;
+    throw cannotWrite(target_, systemReason());
+  }
+}
+
+void OutputFile::passOn(const uint8_t* bytes, size_t count) const {
+  if (std::fwrite(bytes, 1, count, stdout) != count) throw cannotWrite(target_, systemReason());
 }
 
 void OutputFile::write(const uint8_t* bytes, size_t count) {
+  if (isStandardOutput()) {
+    begun_ = true;
+    if (count != 0) passOn(bytes, count);
+    return;
+  }
   if (!file_) create();
   if (count == 0) return;  // no bytes need no address, and fwrite() wants one
   if (std::fwrite(bytes, 1, count, file_.get()) != count) {
@@ -113,7 +136,37 @@ void OutputFile::write(const uint8_t* bytes, size_t count) {
   }
 }
 
+void OutputFile::writeAt(uint64_t position, const uint8_t* bytes, size_t count) {
+  if (!file_) create();
+  // Going to the position also comes between reading and writing, as the C library wants it.
+  if (!seekFile(file_.get(), position) || std::fwrite(bytes, 1, count, file_.get()) != count) {
+    throw cannotWrite(target_, systemReason());
+  }
+}
+
+size_t OutputFile::readAt(uint64_t position, uint8_t* bytes, size_t count) {
+  size_t got = 0;
+  if (seekFile(file_.get(), position)) got = std::fread(bytes, 1, count, file_.get());
+  if (std::ferror(file_.get())) throw cannotWrite(target_, systemReason());
+  return got;
+}
+
+void OutputFile::finishStandardOutput() {
+  if (file_) {
+    std::vector<uint8_t> piece(65536);
+    uint64_t position = 0;
+    while (const size_t got = readAt(position, piece.data(), piece.size())) {
+      passOn(piece.data(), got);
+      position += got;
+    }
+    file_.reset();
+  }
+  if (std::fflush(stdout) != 0) throw cannotWrite(target_, systemReason());
+  begun_ = false;
+}
+
 void OutputFile::finish() {
+  if (isStandardOutput()) return finishStandardOutput();
   if (file_) {
     const bool failedBefore = std::ferror(file_.get()) != 0;
     const bool closed = std::fclose(file_.release()) == 0;
@@ -126,9 +179,11 @@ void OutputFile::finish() {
   fs::rename(unfinished_, target_, reason);
   if (reason) throw cannotWrite(target_, "can't be written: " + reason.message());
   unfinished_.clear();
+  begun_ = false;
 }
 
 bool sameFile(const fs::path& left, const fs::path& right) {
+  if (left == kStandardOutput || right == kStandardOutput) return left == right;
   std::error_code ignored;
   if (fs::equivalent(left, right, ignored)) return true;
   return left.filename() == right.filename() &&

@@ -11,8 +11,14 @@ namespace cli {
 /// What becomes of a file that has the output's name already.
 enum class Existing { keep, replace };
 
+/// The name that stands for standard output. A file of that name is "./-".
+inline constexpr char kStandardOutput[] = "-";
+
 /// Collects bytes in a new file in the target's folder, which takes the target's name in the end.
 /// Only a regular file is ever replaced: links, folders, devices and pipes are left alone.
+///
+/// With standard output as its target it passes bytes on as they come, and from a nameless file in
+/// the end when they are written out of order.
 class OutputFile {
  public:
   /// Looks at the target and creates nothing.
@@ -24,11 +30,21 @@ class OutputFile {
   ~OutputFile();
 
   const std::filesystem::path& target() const { return target_; }
+  bool isStandardOutput() const { return target_ == kStandardOutput; }
   /// Whether there is a new file, unfinished.
-  bool begun() const { return !unfinished_.empty(); }
+  bool begun() const { return begun_; }
 
   /// Appends bytes. The first call creates the new file. @throws Failure (outputFailed)
   void write(const uint8_t* bytes, size_t count);
+
+  /// Writes at a position, which may lie before or after what was written. Not to be mixed with
+  /// write(). The first call creates the new file. @throws Failure (outputFailed)
+  void writeAt(uint64_t position, const uint8_t* bytes, size_t count);
+
+  /// Reads back what writeAt() wrote. @return the number of bytes, less than `count` at the end
+  /// @pre begun()
+  /// @throws Failure (outputFailed)
+  size_t readAt(uint64_t position, uint8_t* bytes, size_t count);
 
   /// Gives the new file the target's name, and the permissions of the file that it replaces. What
   /// has taken the name meanwhile is treated as at the start. After a failed write the file has
@@ -42,10 +58,13 @@ class OutputFile {
  private:
   void requireReplaceable() const;
   void create();
+  void passOn(const uint8_t* bytes, size_t count) const;
+  void finishStandardOutput();
 
   std::filesystem::path target_;
   Existing existing_;
-  std::filesystem::path unfinished_;  ///< the new file; empty when there is none
+  std::filesystem::path unfinished_;  ///< the new file; empty when there is none, or it is nameless
+  bool begun_ = false;
   FileHandle file_;
 };
 

@@ -18,6 +18,12 @@ TIOResult Payload::read(vela::HostStreamReader* reader, uint32_t count, vela::Ca
   constexpr uint32_t kPiece = 65536;
   fileOffset = streamPosition(reader, token);
   bytes.clear();
+  if (keeping == Keeping::nothing) {
+    uint32_t done = 0;
+    const TIOResult result = reader->skip(count, &done, token);
+    if (result != TIOResult::success) return result;
+    return done < count ? TIOResult::failed : TIOResult::success;
+  }
   while (bytes.size() < count) {
     const size_t had = bytes.size();
     const auto wanted = static_cast<uint32_t>(std::min<size_t>(count - had, kPiece));

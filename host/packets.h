@@ -11,6 +11,9 @@ namespace velahost {
 struct Payload {
   std::vector<uint8_t> bytes;
   uint64_t fileOffset = vela::kUnknown64;  ///< of the first byte
+  /// Whether bytes are kept, or passed over by who only wants to know what packets there are.
+  enum class Keeping { bytes, nothing };
+  Keeping keeping = Keeping::bytes;
 
   /// Takes `count` bytes from the reader. Memory grows with the bytes that arrive, so a size that
   /// lies costs nothing. A short transfer fails with TIOResult::failed.

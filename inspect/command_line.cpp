@@ -49,7 +49,7 @@ int finish(Command& command, const Surroundings& surroundings) {
 }  // namespace
 
 int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::ostream& err,
-                   cli::Terminal errTerminal) {
+                   const cli::Console& console) {
   CLI::App app("velainspect shows what an MP4 file holds, where, and why it is refused.",
                "velainspect");
   app.footer(kFooter);
@@ -87,7 +87,7 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
     const cli::InterruptsSet interrupts(g_cancelled);
     for (const auto& command : commands) {
       if (!app.got_subcommand(command->name())) continue;
-      return finish(*command, {printer, err, errTerminal, g_cancelled});
+      return finish(*command, {printer, err, console.err, g_cancelled});
     }
     return static_cast<int>(ExitStatus::usage);
   } catch (const ClosedPipe&) {

@@ -4,15 +4,15 @@
 #include <string>
 #include <vector>
 
-#include "cli/progress.h"
+#include "cli/console.h"
 
 namespace inspect {
 
 /// Runs one command line.
 /// @param arguments    without the program's name
-/// @param errTerminal  whether `err` is a terminal, where a progress bar may be drawn
+/// @param console      where the outputs go
 /// @return the exit status, a cli::ExitStatus
 int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::ostream& err,
-                   cli::Terminal errTerminal);
+                   const cli::Console& console);
 
 }  // namespace inspect

@@ -98,6 +98,8 @@ def roff_paragraph(lines):
     """Running text is filled; lines that begin with blanks, and those after them, stay as they are."""
     if any(line.startswith(" ") for line in lines):
         return [".PP", ".nf", *(roff(line) for line in lines), ".fi"]
+    if lines[0].endswith(":") and len(lines) > 1:  # a heading
+        return [".PP", f"\\fB{roff(lines[0])}\\fR", ".br", *(roff(line) for line in lines[1:])]
     return [".PP", *(roff(line) for line in lines)]
 
 

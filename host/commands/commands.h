@@ -4,8 +4,8 @@
 #include <optional>
 #include <ostream>
 
+#include "cli/console.h"
 #include "cli/output_file.h"
-#include "cli/progress.h"
 #include "host/failure.h"
 #include "host/playback.h"
 #include "host/splitter_file.h"
@@ -17,6 +17,8 @@ enum class Output { text, json };
 struct InfoOptions {
   std::filesystem::path file;
   Output output = Output::text;
+  cli::Emphasis emphasis;
+  size_t columns = 80;  ///< of a line
 };
 /// Tells what the file holds.
 /// @return the first failure of an item or of starting the file, which the output names where it
@@ -37,8 +39,13 @@ void packets(Session& session, const PacketsOptions& options, std::ostream& out,
 
 struct ExtractOptions {
   std::filesystem::path file;
-  std::filesystem::path audio;  ///< empty: not wanted
-  std::filesystem::path video;  ///< empty: not wanted
+  uint32_t item = 0;
+  // Bare streams, or one playable file, or a folder of them. Empty: not wanted.
+  std::filesystem::path audio;
+  std::filesystem::path video;
+  std::filesystem::path playable;
+  std::filesystem::path chapters;
+  std::string form;  ///< of playable files: "mp4", "adts", "mp3", or empty for the usual one
   cli::Existing existing = cli::Existing::keep;
   /// Whether what was written before a failure keeps the name asked for.
   bool keepPartial = false;
@@ -47,7 +54,11 @@ struct ExtractOptions {
 /// Writes elementary streams. Nothing is created before the first packet can be written, and no
 /// output has its name before all of it is written.
 void extract(Session& session, const ExtractOptions& options, std::ostream& out, std::ostream& err,
-             cli::Terminal errTerminal);
+             const cli::Console& console);
+
+/// Writes playable files: one, or one for each chapter. Each has its name when it is whole.
+void cut(Session& session, const ExtractOptions& options, std::ostream& out, std::ostream& err,
+         const cli::Console& console);
 
 struct SeekOptions {
   std::filesystem::path file;

@@ -6,11 +6,14 @@
 #include <vector>
 
 #include "cli/output_file.h"
+#include "cli/progress.h"
 #include "cli/text.h"
 #include "host/commands/commands.h"
 #include "host/elementary_writer.h"
 #include "host/failure.h"
+#include "host/item_range.h"
 #include "host/json_output.h"
+#include "host/range_reader.h"
 #include "host/stream_ends.h"
 #include "host/text.h"
 
@@ -19,10 +22,36 @@ namespace {
 
 Wanted wantedStreams(const ExtractOptions& options) {
   if (options.audio.empty() && options.video.empty()) {
-    throw Failure(ExitStatus::usage, "Name an output file with --audio, --video or both.");
+    throw Failure(ExitStatus::usage,
+                  "Name an output: --output, --chapters, --audio, --video or the last two.");
   }
   if (options.video.empty()) return Wanted::audio;
   return options.audio.empty() ? Wanted::video : Wanted::both;
+}
+
+bool usesStandardOutput(const ExtractOptions& options) {
+  return options.audio == cli::kStandardOutput || options.video == cli::kStandardOutput ||
+         options.playable == cli::kStandardOutput;
+}
+
+void refuseCombinations(const ExtractOptions& options, const cli::Console& console) {
+  const bool bare = !options.audio.empty() || !options.video.empty();
+  if (bare + !options.playable.empty() + !options.chapters.empty() > 1) {
+    throw Failure(ExitStatus::usage,
+                  "--output, --chapters, and --audio with --video exclude each other.");
+  }
+  if (bare && !options.form.empty()) {
+    throw Failure(ExitStatus::usage,
+                  "--format goes with --output and --chapters; a bare stream has one form.");
+  }
+  if (!usesStandardOutput(options)) return;
+  if (options.output == Output::json) {
+    throw Failure(ExitStatus::usage, "Standard output can't take both the stream and JSON.");
+  }
+  if (console.out == cli::Terminal::yes) {
+    throw Failure(ExitStatus::usage,
+                  "Standard output is a terminal; send it to a file or to a program.");
+  }
 }
 
 void refuseSharedFiles(const ExtractOptions& options) {
@@ -99,10 +128,10 @@ class Extraction {
   std::string mediaName_;
 };
 
-void copyPackets(Playback& playback, std::optional<Extraction>& audio,
+void copyPackets(RangeReader& reader, Playback& playback, std::optional<Extraction>& audio,
                  std::optional<Extraction>& video, cli::Progress& progress, StreamEnds& ends) {
   uint64_t furthest = 0;
-  for (StreamKind kind = playback.next(); kind != StreamKind::none; kind = playback.next()) {
+  for (StreamKind kind = reader.next(); kind != StreamKind::none; kind = reader.next()) {
     const bool isAudio = kind == StreamKind::audio;
     Payload& payload = isAudio ? playback.audio.payload : playback.video.payload;
     furthest = std::max(furthest, payload.fileOffset);
@@ -118,7 +147,12 @@ void copyPackets(Playback& playback, std::optional<Extraction>& audio,
 }  // namespace
 
 void extract(Session& session, const ExtractOptions& options, std::ostream& out, std::ostream& err,
-             cli::Terminal errTerminal) {
+             const cli::Console& console) {
+  refuseCombinations(options, console);
+  if (!options.playable.empty() || !options.chapters.empty()) {
+    cut(session, options, out, err, console);
+    return;
+  }
   const Wanted wanted = wantedStreams(options);
   refuseSharedFiles(options);
   std::optional<Extraction> audio;
@@ -128,9 +162,13 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
 
   const Reference<vela::IMediaSplitterEx> splitter = session.openForPlaying(options.file);
   Playback playback(*splitter.get(), &session.token);
-  const uint64_t duration = durationOf(*splitter.get(), 0, session.token);
-  StreamEnds ends(duration, 0);
-  playback.start(0, wanted);
+  const Range range = rangeOf(partsOf(*splitter.get(), session.token), options.item);
+  const uint64_t duration = range.end == vela::kUnknown64
+                                ? durationOf(*splitter.get(), range.itemId, session.token)
+                                : range.end;
+  StreamEnds ends(duration, range.start);
+  RangeReader reader(playback, range, wanted);
+  reader.begin();  // describing an item selects it, so playing comes after it
   if (audio) audio->start(playback.audioFormat);
   if (video) video->start(playback.videoFormat);
 
@@ -138,8 +176,8 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
     {
       std::error_code unknown;
       const auto length = std::filesystem::file_size(options.file, unknown);
-      cli::Progress progress(err, errTerminal, unknown ? 0 : length);
-      copyPackets(playback, audio, video, progress, ends);
+      cli::Progress progress(err, console, unknown ? 0 : length, cli::Progress::Unit::bytes);
+      copyPackets(reader, playback, audio, video, progress, ends);
     }
     if (audio) audio->finish();
     refuseSharedFiles(options);  // names that differ in case may be one file, now that it exists
@@ -160,8 +198,9 @@ void extract(Session& session, const ExtractOptions& options, std::ostream& out,
     out << cli::indented(json) << '\n';
     return;
   }
-  if (audio) audio->report(out);
-  if (video) video->report(out);
+  std::ostream& words = usesStandardOutput(options) ? err : out;
+  if (audio) audio->report(words);
+  if (video) video->report(words);
   out.flush();
   ends.write(err, options.file, playback);
 }

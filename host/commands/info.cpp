@@ -18,10 +18,18 @@ namespace {
 
 constexpr size_t kLabelWidth = 12;
 
+/// Where the text goes, and how.
+struct Page {
+  std::ostream& out;
+  cli::Emphasis emphasis;
+  size_t columns;
+};
+
 /// The label, padded, then the value.
-void line(std::ostream& out, const std::string& label, const std::string& value) {
+void line(Page& page, const std::string& label, const std::string& value) {
   const size_t padding = label.size() < kLabelWidth ? kLabelWidth - label.size() : 1;
-  out << label << std::string(padding, ' ') << (value.empty() ? "none" : value) << '\n';
+  page.out << page.emphasis.bold(label) << std::string(padding, ' ')
+           << (value.empty() ? "none" : value) << '\n';
 }
 
 std::string bitRateText(uint32_t bitsPerSecond) {
@@ -36,54 +44,54 @@ std::string pictureSizeText(int32_t width, int32_t height) {
   return side(width) + "x" + side(height);
 }
 
-/// Words in lines that end before column 80, under one label.
-void wrapped(std::ostream& out, const std::string& label, const std::string& words) {
-  constexpr size_t kValueWidth = 80 - kLabelWidth;
+/// Words in lines that fit the page, under one label.
+void wrapped(Page& page, const std::string& label, const std::string& words) {
+  const size_t valueWidth = page.columns - kLabelWidth;
   std::string current;
   std::string shownLabel = label;
   std::istringstream in(words);
   for (std::string word; in >> word;) {
-    if (!current.empty() && cli::columns(current) + 1 + cli::columns(word) > kValueWidth) {
-      line(out, std::exchange(shownLabel, ""), std::exchange(current, ""));
+    if (!current.empty() && cli::columns(current) + 1 + cli::columns(word) > valueWidth) {
+      line(page, std::exchange(shownLabel, ""), std::exchange(current, ""));
     }
     current += (current.empty() ? "" : " ") + word;
   }
-  line(out, shownLabel, current);
+  line(page, shownLabel, current);
 }
 
 template <class Format>
-void writeFormat(std::ostream& out, const Format& format) {
+void writeFormat(Page& page, const Format& format) {
   if (!format.present) return;
-  line(out, "  media", guidText(format.mediaId));
-  wrapped(out, "  config", cli::hexText(format.config, " "));
+  line(page, "  media", guidText(format.mediaId));
+  wrapped(page, "  config", cli::hexText(format.config, " "));
 }
 
-void writeFormats(std::ostream& out, const FileReport& report) {
+void writeFormats(Page& page, const FileReport& report) {
   const vela::ItemDescription record = report.whole.description.value_or(vela::ItemDescription{});
   if (record.audioFormatName[0] != '\0') {
-    line(out, "Audio",
+    line(page, "Audio",
          std::string(record.audioFormatName) + ", " + std::to_string(record.sampleRate) + " Hz, " +
              cli::counted(record.channels, "channel"));
-    writeFormat(out, report.audioFormat);
+    writeFormat(page, report.audioFormat);
   }
   if (record.videoFormatName[0] != '\0') {
-    line(out, "Video",
+    line(page, "Video",
          std::string(record.videoFormatName) + ", " +
              pictureSizeText(static_cast<int32_t>(record.width),
                              static_cast<int32_t>(record.height)));
-    writeFormat(out, report.videoFormat);
+    writeFormat(page, report.videoFormat);
   }
   if (report.formatsFailure) {
-    wrapped(out, "Playing", std::string("fails: ") + report.formatsFailure->what());
+    wrapped(page, "Playing", std::string("fails: ") + report.formatsFailure->what());
   }
 }
 
-void writeChapters(std::ostream& out, const MediaInfoRecord& whole) {
-  line(out, "Chapters", std::to_string(whole.chapters.size()));
+void writeChapters(Page& page, const MediaInfoRecord& whole) {
+  line(page, "Chapters", std::to_string(whole.chapters.size()));
   for (size_t i = 0; i < whole.chapters.size(); ++i) {
-    out << std::setw(4) << i + 1 << "  " << clockTime(whole.chapters[i].start);
+    page.out << std::setw(4) << i + 1 << "  " << clockTime(whole.chapters[i].start);
     const std::string title = cli::printable(cli::toUtf8(whole.chapters[i].title));
-    out << (title.empty() ? "" : "  ") << title << '\n';
+    page.out << (title.empty() ? "" : "  ") << title << '\n';
   }
 }
 
@@ -114,7 +122,7 @@ std::vector<NamedValue> namedValues(const MediaInfoRecord& info) {
 }
 
 /// Names in one column, values in the next; a value of several lines stays in its column.
-void writeTags(std::ostream& out, const MediaInfoRecord& info) {
+void writeTags(Page& page, const MediaInfoRecord& info) {
   const std::vector<NamedValue> values = namedValues(info);
   size_t widest = 0;
   for (const NamedValue& entry : values) {
@@ -124,53 +132,53 @@ void writeTags(std::ostream& out, const MediaInfoRecord& info) {
     std::string label = cli::printable(entry.name);
     for (const std::string& part : cli::printableLines(entry.value)) {
       const std::string padding(part.empty() ? 0 : widest - cli::columns(label) + 2, ' ');
-      out << "  " << label << padding << part << '\n';
+      page.out << "  " << label << padding << part << '\n';
       label.clear();
     }
   }
 }
 
 /// Tags stand once under the file when all items have them.
-void writeSharedTags(std::ostream& out, const FileReport& report) {
+void writeSharedTags(Page& page, const FileReport& report) {
   if (report.whole.tags.empty() && report.whole.flags == 0) return;
   if (!report.audioOnly) {
-    line(out, "Tags", "of the first chapter, which stand for the film");
+    line(page, "Tags", "of the first chapter, which stand for the film");
   } else if (report.items.size() > 1) {
-    line(out, "Tags", "the same in all " + std::to_string(report.items.size()) + " items");
+    line(page, "Tags", "the same in all " + std::to_string(report.items.size()) + " items");
   } else {
-    out << "Tags\n";
+    page.out << page.emphasis.bold("Tags") << '\n';
   }
-  writeTags(out, report.whole);
+  writeTags(page, report.whole);
 }
 
-void writeItem(std::ostream& out, const ItemReport& item) {
+void writeItem(Page& page, const ItemReport& item) {
   const std::string label = "Item " + std::to_string(item.id);
   if (item.failure) {
-    wrapped(out, label, std::string("can't be described: ") + item.failure->what());
+    wrapped(page, label, std::string("can't be described: ") + item.failure->what());
     return;
   }
   if (item.id == 0) {
-    line(out, label, "the whole file");
+    line(page, label, "the whole file");
   } else {
-    line(out, label,
+    line(page, label,
          clockTime(item.start) + " to " + clockTime(item.start + item.info.duration) + ", " +
              clockTime(item.info.duration) + " long");
   }
-  writeTags(out, item.info);
+  writeTags(page, item.info);
 }
 
-void writeText(std::ostream& out, const FileReport& report) {
-  line(out, "File", cli::printable(report.file));
-  line(out, "Filter",
+void writeText(Page& page, const FileReport& report) {
+  line(page, "File", cli::printable(report.file));
+  line(page, "Filter",
        report.filter + (report.matchesFilter ? " (matches)" : " (the name does not match)"));
-  line(out, "Duration", clockTime(report.whole.duration));
-  line(out, "Bit rate",
+  line(page, "Duration", clockTime(report.whole.duration));
+  line(page, "Bit rate",
        bitRateText(report.whole.description ? report.whole.description->bitRate : 0));
-  writeFormats(out, report);
-  writeChapters(out, report.whole);
-  writeSharedTags(out, report);
-  line(out, "Items", std::to_string(report.items.size()));
-  for (const ItemReport& item : report.items) writeItem(out, item);
+  writeFormats(page, report);
+  writeChapters(page, report.whole);
+  writeSharedTags(page, report);
+  line(page, "Items", std::to_string(report.items.size()));
+  for (const ItemReport& item : report.items) writeItem(page, item);
 }
 
 }  // namespace
@@ -181,7 +189,8 @@ std::optional<Failure> info(Session& session, const InfoOptions& options, std::o
   if (options.output == Output::json) {
     out << cli::indented(toJson(report)) << '\n';
   } else {
-    writeText(out, report);
+    Page page{out, options.emphasis, options.columns};
+    writeText(page, report);
   }
   return report.failure();
 }

@@ -125,6 +125,8 @@ def check_extract(path):
         outputs = {"audio": f"{folder}/audio", "video": f"{folder}/video"}
         for streams in (["audio"], ["video"], ["audio", "video"]):
             check("extract", path, "--force", *(word for s in streams for word in (f"--{s}", outputs[s])))
+        for form in ("mp4", "adts", "mp3"):
+            check("extract", path, "--force", "--output", f"{folder}/playable", "--item", "1", "--format", form)
 
 
 def check_media(folder):
@@ -156,6 +158,9 @@ def check_failures():
     check("packets", "h264-only.mp4", "--stream", "audio")
     check("seek", "sample.mp4")
     check("extract", "sample.mp4")
+    check("extract", "sample.mp4", "--output", "-")
+    check("extract", "sample.mp4", "--output", "/dev/null", "--force")
+    check("extract", "sample.mp4", "--item", "9", "--output", "/dev/null")
     check("extract", "sample.mp4", "--audio", "no such folder/out")
 
 

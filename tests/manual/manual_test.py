@@ -59,7 +59,7 @@ class ManPage(unittest.TestCase):
             text = help_of(command)
             self.assertIn(f"{NAME} {command} ", words)
             for option in options(text):
-                self.assertRegex(self.shown.stdout, f"(?m)^ +(-h, )?{option}\\b", command)
+                self.assertRegex(self.shown.stdout, f"(?m)^ +(-\\w, )?{option}\\b", command)
             for line in text.splitlines():
                 if line and not line.startswith((" ", "Usage:", "Positionals:", "Options:", "Exit status:")):
                     if not line.endswith(":"):
