@@ -102,3 +102,23 @@ def instructions(driver, plugin, media):
         "seek and next most": max(both),
         "equal seek most": max(again),
     }
+
+
+def profile(driver, plugin, media):
+    """{work: [(function, instructions of one piece of that work)]}, the dearest first: an open, a
+    packet, a seek with the nextStream after it. What the functions call does not count; "(outside the
+    plug-in)" is the C library and the host."""
+    own = pathlib.Path(plugin).resolve().name
+
+    def ranked(dumps, pieces):
+        costs = collections.Counter()
+        for dump in dumps:
+            for (object_name, function), cost in dump.functions.items():
+                costs[function if object_name == own else "(outside the plug-in)"] += cost
+        return [(function, cost / pieces) for function, cost in costs.most_common()]
+
+    packets = run(driver, plugin, media, "packets")
+    seeks = [dump for dump in run(driver, plugin, media, "seeks") if dump.name in ("seek", "next")]
+    return {"open": ranked(run(driver, plugin, media, "open"), 1),
+            "packet": ranked(packets, int(packets[0].name.split()[1])),
+            "seek and nextStream": ranked(seeks, len(seeks) / 2)}

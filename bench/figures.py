@@ -4,6 +4,7 @@ f5 fits into the blocks of the read cache, so that its floor for a seek is one s
 told without a bound but the one over libavformat."""
 import dataclasses
 import math
+import re
 import statistics
 
 # Of a packet: instructions, and time over the floor.
@@ -57,6 +58,16 @@ def add_instructions(table, file, found):
               5_200 if bounded else None)
     table.add("second of two equal seeks, most", found["equal seek most"],
               150 if bounded else None)
+
+
+def add_profile(table, file, found, lines=12):
+    for work, functions in found.items():
+        total = sum(cost for _, cost in functions)
+        table.heading(f"{file}: where the {total:,.0f} instructions of one {work} go")
+        for function, cost in functions[:lines]:
+            # The arguments tell less than their length takes.
+            name = re.sub(r"\(.*", "", function) or function
+            table.write(f"  {name[:78]:<78} {cost:>14,.0f} {100 * cost / total:>5.1f} %")
 
 
 def add_memory(table, file, found):

@@ -17,7 +17,7 @@ import tempfile
 import callgrind
 import figures
 
-PARTS = ("instructions", "times", "memory", "growth", "size")
+PARTS = ("instructions", "times", "memory", "growth", "size", "profile")
 
 
 def media_files(folder):
@@ -105,6 +105,10 @@ def main():
         for name, path in files.items():
             found = callgrind.instructions(chosen.tools / "vela_callgrind", plugin, path)
             figures.add_instructions(table, name, found)
+    if "profile" in chosen.only:
+        for name, path in files.items():
+            figures.add_profile(table, name,
+                                callgrind.profile(chosen.tools / "vela_callgrind", plugin, path))
     if "memory" in chosen.only:
         for name, path in files.items():
             figures.add_memory(table, name, measured_memory(chosen.tools, plugin, path))

@@ -3,7 +3,7 @@
 #   --plugin FILE   another build of the plug-in than this tree's
 #   --media FOLDER  where the media are, or come to be: about 500 MB (build/bench/media)
 #   --files f1,f4   only these files
-#   --only PARTS    some of instructions,times,memory,growth,size
+#   --only PARTS    some of instructions,times,memory,growth,size,profile
 #   --rounds N      of each time (9)
 # Times want a machine that does little else; instructions are the same on a busy one.
 set -euo pipefail

@@ -62,6 +62,16 @@ class Callgrind(unittest.TestCase):
         self.assertEqual(self.dump.functions["libc.so.6", "memcpy"], 4000)
 
 
+class Profile(unittest.TestCase):
+    def test_a_function_shows_its_share_and_no_arguments(self):
+        lines = []
+        costs = [("atomkit::step(Cursor&, unsigned)", 30.0), ("seek", 10.0)]
+        figures.add_profile(figures.Table(lines.append), "f1", {"packet": costs}, lines=1)
+        self.assertIn("the 40 instructions of one packet", lines[0])
+        self.assertEqual(lines[1].split(), ["atomkit::step", "30", "75.0", "%"])
+        self.assertEqual(len(lines), 2)
+
+
 class ThreePercent(unittest.TestCase):
     def test_a_figure_may_grow_by_three_percent(self):
         self.assertEqual(figures.grown({"a": 1000, "b": 1000}, {"a": 1030, "b": 500}), [])
