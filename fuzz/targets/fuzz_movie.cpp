@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "atomkit/core/movie/movie.h"
+#include "fuzz/targets/input_head.h"
 #include "tests/support/require.h"
 
 namespace {
@@ -100,6 +101,8 @@ void query(const atomkit::Movie& movie) {
 }
 
 }  // namespace
+
+size_t fuzz::inputHead(const uint8_t*, size_t) { return 0; }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // A table takes at most the size of the file, widened chunk offsets twice that. The objects of

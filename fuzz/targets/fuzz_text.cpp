@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/targets/input_head.h"
 #include "hal/streams/memory_stream.h"
 #include "hal/text/number_text.h"
 #include "hal/text/string_pattern.h"
@@ -56,6 +57,8 @@ void readAsStream(const uint8_t* data, uint32_t size) {
 }
 
 }  // namespace
+
+size_t fuzz::inputHead(const uint8_t*, size_t size) { return size; }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t inputSize) {
   const auto size = static_cast<uint32_t>(inputSize < 4096 ? inputSize : 4096);
