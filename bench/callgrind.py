@@ -95,7 +95,7 @@ def instructions(driver, plugin, media):
         "open inside": inside(opened),
         "open floor": floor.total(),
         "packet": inside(packets) / count,
-        "first seek": first[0],
+        "first seek most": max(first),
         "seek mean": sum(plain) / len(plain),
         "seek most": max(plain),
         "seek and next mean": sum(both) / len(both),

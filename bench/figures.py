@@ -50,7 +50,7 @@ def add_instructions(table, file, found):
               1.4 if file in LONG_FILES else None, 2)
     table.add("packet", found["packet"], PACKET_INSTRUCTIONS.get(file))
     bounded = file in LONG_FILES
-    table.add("first seek after an open", found["first seek"], 6_000 if bounded else None)
+    table.add("first seek after an open, most", found["first seek most"], 6_000 if bounded else None)
     table.add("seek with its first packet, mean", found["seek mean"])
     table.add("seek with its first packet, most", found["seek most"], 4_500 if bounded else None)
     table.add("the same and nextStream, mean", found["seek and next mean"])

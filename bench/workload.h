@@ -29,6 +29,9 @@ class Workload {
   Player& player() { return player_; }
   const MediaLayout& layout() const { return layout_; }
 
+  /// As a new playback begins: the splitter is opened and started.
+  void reopen();
+
   /// The plug-in is open and started after each of these.
   OpenFloor openFloor();
   PacketFloor packetFloor();
@@ -44,8 +47,6 @@ class Workload {
   const std::vector<uint64_t>& targets() const { return targets_; }
 
  private:
-  void reopen();
-
   FileStream stream_;
   MediaLayout layout_;
   Player player_;
