@@ -44,6 +44,8 @@ class SessionProbe {
     session.audioFormatName_ = name;
   }
   static bool audioOnly(const SplitterSession& session) { return session.audioOnly_ != 0; }
+  static uint64_t rangeStart(const SplitterSession& session) { return session.rangeStart_; }
+  static uint64_t rangeEnd(const SplitterSession& session) { return session.rangeEnd_; }
   static uint64_t framesLeft(const SplitterSession& session) { return session.framesLeft_; }
   static uint64_t nextReadOffset(const SplitterSession& session) { return session.nextReadOffset_; }
   static const atomkit::Movie& movie(const SplitterSession& session) { return session.movie_; }
