@@ -17,7 +17,7 @@ if [ "${1:-}" = --short ]; then
   shift
 fi
 if [ $# -ne 1 ] || [[ $1 == -* ]]; then
-  sed -n 's/^# //p' "$0" >&2
+  sed -n '2,${/^# /!q;s/^# //p}' "$0" >&2
   exit 64
 fi
 out=$1
