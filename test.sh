@@ -36,6 +36,8 @@ short_bench() {
   cmake --preset bench && cmake --build --preset bench --target vela_callgrind write_media &&
     /usr/bin/python3 -B bench/short.py --build build/bench
 }
+# Valgrind over the test programs. Not among `all`: it takes an hour.
+memcheck() { cmake --preset dev && cmake --build --preset dev && scripts/memcheck.sh build/dev; }
 # Processor time of small files, with bounds that are generous there.
 hostile() {
   cmake --preset bench && cmake --build --preset bench --target vela_hostile &&
@@ -52,6 +54,8 @@ declare -A stages=(
   [golden]="golden"
   [dev]="tested dev"
   [asan]="tested asan"
+  [threads]="tested threads"
+  [memcheck]="memcheck"
   [compatibility]="compatibility"
   [clang]="tested clang"
   [release-tests]="tested release-tests"
@@ -67,7 +71,7 @@ declare -A stages=(
   [gst]="tested gst"
   [corpus]="corpus_was_used"
 )
-all=(format includes golden dev asan compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst bench hostile)
+all=(format includes golden dev asan threads compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst bench hostile)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests}.xml)
 
