@@ -141,11 +141,11 @@ int run(const std::string& sample) {
              average(device, "createSplitterEx"), 110'000);
       player.start();
       player.play(1'000'000);
-      figure("  audio packet with payload, in order", average(device, "readAudioPacket"), 1'100);
-      figure("  video packet with payload, in order", average(device, "readVideoPacket"), 1'100);
-      figure("  nextStream with both streams", average(device, "nextStream"), 1'500);
+      figure("  audio packet with payload, in order", average(device, "readAudioPacket"), 400);
+      figure("  video packet with payload, in order", average(device, "readVideoPacket"), 360);
+      figure("  nextStream with both streams", average(device, "nextStream"), 420);
       for (uint64_t i = 0; i < 60; ++i) player.seek(i * kSecond / 20);
-      figure("  seekTo", average(device, "seekTo"), 1'300);
+      figure("  seekTo", average(device, "seekTo"), 540);
     }
     figure("  heap peak, bytes", device.machine().heap().peakBytes(), 73'500);
     stack = std::max(stack, device.machine().mostStackBytes());
@@ -163,7 +163,7 @@ int run(const std::string& sample) {
         player.readAudio();
       }
       figure("  first read after a seek, all samples in one chunk", most(device, name.c_str()),
-             590'000);
+             1'900);
     }
     figure("  heap peak, bytes", device.machine().heap().peakBytes(), 427'100);
     stack = std::max(stack, device.machine().mostStackBytes());
@@ -175,7 +175,7 @@ int run(const std::string& sample) {
     Player player(device, longAudio(boxes::stts(runs)));
     player.start();
     for (uint64_t i = 0; i < 100; ++i) player.seek(i * 105 * kSecond);
-    figure("seekTo with 350 runs in the time table", average(device, "seekTo"), 8'200);
+    figure("seekTo with 350 runs in the time table", average(device, "seekTo"), 850);
   }
   {
     Device device(options);

@@ -111,7 +111,7 @@ bool SampleTables::walkInBlock(uint32_t sample, ChunkMapPosition& position) cons
     samplesPerChunk = words[kSamplesPerChunk];
     firstSample = runEnd;
   }
-  position = {static_cast<uint32_t>((words - chunkMap_.data()) / kChunkMapWords), firstSample};
+  position = {static_cast<uint32_t>(words - chunkMap_.data()) / kChunkMapWords, firstSample};
   return words != end;
 }
 

@@ -52,7 +52,7 @@ class RunTable {
   }
   const uint32_t* end() const noexcept { return words_.data() + words_.count(); }
   uint32_t indexOf(const uint32_t* run) const noexcept {
-    return static_cast<uint32_t>((run - words_.data()) / kRunWords);
+    return static_cast<uint32_t>(run - words_.data()) / kRunWords;
   }
 
  private:

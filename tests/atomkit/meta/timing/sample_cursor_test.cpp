@@ -469,6 +469,35 @@ TEST(SampleCursor, WalkThroughAChunkOfManySamplesIsLinear) {
   EXPECT_EQ(infoAt(record, cursor).fileOffset, 0x1000 + uint64_t{0x01010101} * (samples - 1));
 }
 
+// Steps and seeks that walked through all of the map, or of the time table, would take minutes
+// here.
+TEST(SampleCursor, PassesAnyNumberOfRunsWithoutSamplesInAMoment) {
+  const uint32_t emptyRuns = 100000;
+  TrackRecord record;
+  fillTrack(record, {.constantSize = 1, .chunkOffsets = {0x1000}});
+  Bytes map = join(full(0), u32(emptyRuns + 1), u32(1), u32(1), u32(1));
+  Bytes times = join(full(0), u32(emptyRuns + 2), u32(1), u32(10));
+  const Bytes emptyRun = join(u32(2), u32(1), u32(1));
+  const Bytes emptyTimes = zeros(8);
+  for (uint32_t i = 0; i < emptyRuns; ++i) {
+    map.insert(map.end(), emptyRun.begin(), emptyRun.end());
+    times.insert(times.end(), emptyTimes.begin(), emptyTimes.end());
+  }
+  times = join(times, u32(5), u32(10));
+  readBox(box("stsc", map),
+          [&](AtomReader& reader, uint64_t) { record.samples.readChunkMap(reader); });
+  readStts(record.timing, box("stts", times));
+  SampleCursor cursor;
+  for (int i = 0; i < 20000; ++i) {
+    reposition(record, cursor, 0);
+    ASSERT_TRUE(step(record, cursor));
+    ASSERT_EQ(cursor.chunkMap.entry, emptyRuns + 1);
+    reposition(record, cursor, 3);
+    ASSERT_EQ(cursor.timeRun, emptyRuns + 1);
+    ASSERT_EQ(record.timing.sampleAt(25).sample, 2u);
+  }
+}
+
 TEST(SampleCursor, DecodeTimeRunsIn64Bits) {
   TrackRecord record;
   fillTrack(record, {.times = {{10, 0xffffffff}, {5, 7}},
