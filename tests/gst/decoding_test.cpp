@@ -1,0 +1,118 @@
+// Every file that can be played: what decoders make of the element's packets is what they make of
+// the same packets without it.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "tests/gst/support/fed_decoder.h"
+#include "tests/gst/support/media.h"
+
+namespace {
+
+using namespace pipelines;
+
+class Decoding : public testing::TestWithParam<media::File> {
+ protected:
+  void SetUp() override { SKIP_WITHOUT_CORPUS(GetParam()); }
+  std::string file() const { return GetParam().path().string(); }
+};
+
+/// The other stream runs along into a fakesink, where there is one.
+Sound decodedSound(const std::string& file, const Packets& packets, const std::string& decoder) {
+  const bool both = packets.videoFormat.present;
+  Pipeline pipeline(source(file) + " d.audio_0" + kQueue + decoder + kSoundSink + "sound" +
+                    (both ? std::string(" d.video_0") + kQueue + "fakesink sync=false" : ""));
+  pipeline.setState(GST_STATE_PLAYING);
+  return soundOf(pipeline.element("sound").get());
+}
+
+std::vector<Picture> decodedPictures(const std::string& file, const Packets& packets,
+                                     const std::string& demuxer) {
+  const bool both = packets.audioFormat.present;
+  Pipeline pipeline(source(file, demuxer) + " d.video_0" + kQueue + pictureDecoder(packets) +
+                    " ! appsink name=pictures sync=false" +
+                    (both ? std::string(" d.audio_0") + kQueue + "fakesink sync=false" : ""));
+  pipeline.setState(GST_STATE_PLAYING);
+  return picturesOf(pipeline.element("pictures").get());
+}
+
+TEST_P(Decoding, SoundIsTheSameSampleBySample) {
+  const Packets packets = readPackets(file());
+  if (!packets.audioFormat.present) GTEST_SKIP() << "no sound";
+  for (const std::string& decoder : soundDecoders(packets)) {
+    // Hours of sound are decoded once.
+    const bool isLong = packets.audio.size() > 20000;
+    if (isLong && decoder != soundDecoders(packets).front()) continue;
+    SCOPED_TRACE(decoder);
+    const Sound expected = decodeSound(packets, decoder);
+    const Sound played = decodedSound(file(), packets, decoder);
+    if (expected.rate() == 0) {
+      EXPECT_EQ(played.rate(), 0u);  // a kind of AAC that this decoder doesn't know
+      std::printf("%s: %s decodes nothing of it\n", GetParam().name.c_str(), decoder.c_str());
+      continue;
+    }
+    // A decoder that adds the upper half of the spectrum makes two frames of one.
+    const uint64_t scale = expected.rate() / packets.sampleRate;
+    EXPECT_EQ(expected.rate() % packets.sampleRate, 0u);
+    const uint64_t end = std::min(playedFrames(packets) * scale, expected.end());
+    EXPECT_EQ(played.begin(), expected.begin());
+    EXPECT_EQ(played.end(), end);
+    EXPECT_EQ(played.gaps(), expected.gaps());
+    EXPECT_TRUE(played.isPartOf(expected))
+        << "differs from frame " << played.firstDifference(expected, 0);
+  }
+}
+
+TEST_P(Decoding, PicturesAreTheSame) {
+  const Packets packets = readPackets(file());
+  if (!packets.videoFormat.present) GTEST_SKIP() << "no pictures";
+  if (packets.videoFormat.config.empty()) {
+    Pipeline pipeline(source(file()) + " ! fakesink");
+    pipeline.setState(GST_STATE_PLAYING);
+    const Outcome outcome = pipeline.waitForEnd();
+    EXPECT_EQ(outcome.text, "The file holds no parameter sets for its H.264 pictures.");
+    return;
+  }
+  const std::vector<Picture> expected = decodePictures(packets, pictureDecoder(packets));
+  ASSERT_FALSE(expected.empty());
+  const std::vector<Picture> played = decodedPictures(file(), packets, "velademux");
+  ASSERT_EQ(played.size(), expected.size());
+  for (size_t i = 0; i < played.size(); ++i) {
+    EXPECT_EQ(played[i].checksum, expected[i].checksum) << "picture " << i;
+    EXPECT_EQ(played[i].time, expected[i].time) << "picture " << i;
+  }
+}
+
+/// Whether the pictures of `part` come in `whole` in the same order, with others between them.
+bool comeIn(const std::vector<Picture>& part, const std::vector<Picture>& whole) {
+  size_t found = 0;
+  for (size_t i = 0; i < whole.size() && found < part.size(); ++i) {
+    if (whole[i].checksum == part[found].checksum) ++found;
+  }
+  return found == part.size();
+}
+
+TEST_P(Decoding, PicturesAreThoseOfQtdemuxUpToTheEndOfTheItem) {
+  const Packets packets = readPackets(file());
+  if (!packets.videoFormat.present || packets.videoFormat.config.empty()) {
+    GTEST_SKIP() << "no pictures";
+  }
+  const std::vector<Picture> ours = decodedPictures(file(), packets, "velademux");
+  const std::vector<Picture> theirs = decodedPictures(file(), packets, "qtdemux");
+  if (theirs.empty()) {
+    std::printf("%s: %zu pictures, qtdemux delivers none\n", GetParam().name.c_str(), ours.size());
+    return;
+  }
+  EXPECT_TRUE(comeIn(ours, theirs));
+  if (ours.size() != theirs.size()) {
+    std::printf("%s: %zu pictures, %zu of qtdemux: %s\n", GetParam().name.c_str(), ours.size(),
+                theirs.size(), GetParam().remark.c_str());
+    EXPECT_LT(ours.size(), theirs.size());
+    EXPECT_NE(GetParam().remark, "-") << "a difference without a reason";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, Decoding, testing::ValuesIn(media::playableFiles()),
+                         media::caseName);
+
+}  // namespace
