@@ -20,6 +20,11 @@ using vela::TIOResult;
 // shown. After more pictures in a row that come too late, none that is shown earlier can follow.
 constexpr uint32_t kReorderedPictures = 16;
 
+// The time of a picture is off by up to half a host unit. So a picture that a decoder takes to last
+// for one period may seem to reach past the beginning of the next one, and a seek to that would
+// show the wrong picture first: its segment begins one host unit late, which is 60 ns.
+constexpr uint64_t kRoundedTimes = 1;
+
 uint64_t unitsOrUnknown(uint64_t ns) {
   return GST_CLOCK_TIME_IS_VALID(ns) ? hostUnitsFromNs(ns) : vela::kUnknown64;
 }
@@ -278,7 +283,8 @@ GstSegment Demuxer::segmentOf(const Output& output) const {
     segment.time = segment.start - std::min(origin, segment.start);
     segment.stop = endless ? GST_CLOCK_TIME_NONE : segmentStopNs(stopFrame(), rate);
   } else {
-    segment.start = nsFromHostUnits(itemStart + reader_->offset());
+    const uint64_t offset = reader_->offset();
+    segment.start = nsFromHostUnits(itemStart + offset + (offset == 0 ? 0 : kRoundedTimes));
     segment.time = segment.start - nsFromHostUnits(itemStart);
     segment.stop = endless ? GST_CLOCK_TIME_NONE : nsFromHostUnits(itemStart + stopUnits());
   }

@@ -153,10 +153,12 @@ Sound someSound(GstElement* appsink, uint64_t frames) {
   return sound;
 }
 
+Picture pictureOf(GstSample* sample) { return {streamTime(sample), checksumOf(sample)}; }
+
 std::vector<Picture> picturesOf(GstElement* appsink) {
   std::vector<Picture> pictures;
   while (const Sample sample = pull(appsink)) {
-    pictures.push_back({streamTime(sample.get()), checksumOf(sample.get())});
+    pictures.push_back(pictureOf(sample.get()));
   }
   return pictures;
 }

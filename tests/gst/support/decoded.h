@@ -47,6 +47,8 @@ struct Picture {
   std::string checksum;
 };
 
+Picture pictureOf(GstSample* sample);
+
 /// Everything that an appsink receives until its end. Times are those of the stream, by the
 /// segment.
 Sound soundOf(GstElement* appsink);

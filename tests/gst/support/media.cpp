@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 
@@ -105,6 +106,37 @@ fs::path made(const std::string& name, const std::string& arguments) {
   if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
   fs::rename(unfinished, file);
   return file;
+}
+
+// 'mdhd': size, type, version and flags, two times, u32 time scale, u32 duration.
+// 'stts': size, type, version and flags, u32 count, each { u32 samples, u32 duration }.
+fs::path rescaled(const fs::path& file, uint32_t numerator, uint32_t denominator) {
+  std::ifstream in(file, std::ios::binary);
+  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const auto u32At = [&](size_t at) {
+    uint32_t value = 0;
+    for (size_t i = 0; i < 4; ++i) value = value << 8 | static_cast<uint8_t>(bytes.at(at + i));
+    return value;
+  };
+  const auto scale = [&](size_t at, bool exactly) {
+    const uint64_t product = uint64_t{u32At(at)} * numerator;
+    if (exactly && product % denominator != 0) throw std::runtime_error("not whole");
+    const auto value = static_cast<uint32_t>(product / denominator);
+    for (size_t i = 0; i < 4; ++i) bytes.at(at + i) = static_cast<char>(value >> (24 - 8 * i));
+  };
+  const size_t header = bytes.find("mdhd");
+  const size_t times = bytes.find("stts");
+  if (header == std::string::npos || times == std::string::npos) {
+    throw std::runtime_error("no such boxes");
+  }
+  scale(header + 16, true);
+  scale(header + 20, false);
+  for (uint32_t i = 0; i < u32At(times + 8); ++i) scale(times + 16 + 8 * i, i == 0);
+  const fs::path copy = fs::path(VELA_MEDIA_FOLDER) /
+                        (std::to_string(numerator) + "-" + std::to_string(denominator) + "-" +
+                         std::to_string(getpid()) + "-" + file.filename().string());
+  std::ofstream(copy, std::ios::binary) << bytes;
+  return copy;
 }
 
 }  // namespace media

@@ -3,6 +3,7 @@
 #pragma once
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -49,6 +50,12 @@ class ScratchFolder {
 /// @param arguments  of ffmpeg, before the name of the file
 /// @throws std::runtime_error when ffmpeg fails
 std::filesystem::path made(const std::string& name, const std::string& arguments);
+
+/// A copy of a file with one track that counts its time in other units: time scale and durations
+/// are multiplied, and what is played stays the same.
+/// @throws std::runtime_error when a value would not be whole
+std::filesystem::path rescaled(const std::filesystem::path& file, uint32_t numerator,
+                               uint32_t denominator);
 
 }  // namespace media
 
