@@ -210,9 +210,11 @@ void Demuxer::pushNext() {
     fail(*failure);
     return;
   }
+  // Before the last stream's end, after which nobody may listen any more.
+  if (packet.kind == StreamKind::none && !cutShort_) tellEarlyEnd();
   for (Output& output : outputs_) {
-    const bool isLast = packet.kind == output.kind;
-    if (!output.ended && !isLast && reader_->hasEnded(output.kind)) endOutput(output);
+    const bool hasPacket = packet.kind == output.kind;
+    if (!output.ended && !hasPacket && reader_->hasEnded(output.kind)) endOutput(output);
   }
   if (packet.kind == StreamKind::none) {
     finish();
@@ -365,7 +367,6 @@ void Demuxer::endOutput(Output& output) {
 }
 
 void Demuxer::finish() {
-  if (!cutShort_) tellEarlyEnd();
   if (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) {
     GST_OBJECT_LOCK(element_);
     const uint64_t stop =

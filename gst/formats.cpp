@@ -25,6 +25,15 @@ void setPositive(GstCaps* caps, const char* field, int64_t value) {
   }
 }
 
+/// Writers put 2 into the description of every file; the configuration of AAC knows better.
+int64_t channelsOf(const AudioFormat& format, const vela::ItemDescription& description) {
+  const auto size = static_cast<guint>(format.config.size());
+  const bool isAac = isSame(format.mediaId, vela::kMediaAac);
+  const guint configured =
+      !isAac ? 0 : gst_codec_utils_aac_get_channels(format.config.data(), size);
+  return configured ? configured : description.channels;
+}
+
 }  // namespace
 
 void AudioFormat::set(const vela::Guid* id, const uint8_t* bytes, uint32_t size) {
@@ -63,7 +72,7 @@ GstCaps* makeAudioCaps(const AudioFormat& format, const vela::ItemDescription& d
     return nullptr;
   }
   setPositive(caps, "rate", description.sampleRate);
-  setPositive(caps, "channels", description.channels);
+  setPositive(caps, "channels", channelsOf(format, description));
   return caps;
 }
 

@@ -10,6 +10,12 @@ namespace {
 
 std::string uidOf(size_t index) { return "chapter-" + std::to_string(index + 1); }
 
+// The splitter keeps chapters in units of 100 ns, and rounds these to host units of 60 ns.
+uint64_t startNs(const ChapterMark& mark) {
+  constexpr uint64_t kStep = 100;
+  return (nsFromHostUnits(mark.start) + kStep / 2) / kStep * kStep;
+}
+
 }  // namespace
 
 GstToc* makeToc(const std::vector<ChapterMark>& chapters, uint64_t endNs) {
@@ -17,9 +23,9 @@ GstToc* makeToc(const std::vector<ChapterMark>& chapters, uint64_t endNs) {
   GstToc* const toc = gst_toc_new(GST_TOC_SCOPE_GLOBAL);
   for (size_t i = 0; i < chapters.size(); ++i) {
     GstTocEntry* const entry = gst_toc_entry_new(GST_TOC_ENTRY_TYPE_CHAPTER, uidOf(i).c_str());
-    const uint64_t start = nsFromHostUnits(chapters[i].start);
+    const uint64_t start = startNs(chapters[i]);
     const bool last = i + 1 == chapters.size();
-    const uint64_t stop = last ? endNs : nsFromHostUnits(chapters[i + 1].start);
+    const uint64_t stop = last ? endNs : startNs(chapters[i + 1]);
     gst_toc_entry_set_start_stop_times(entry, static_cast<gint64>(start),
                                        static_cast<gint64>(std::max(start, stop)));
     if (!chapters[i].title.empty()) {
@@ -33,10 +39,10 @@ GstToc* makeToc(const std::vector<ChapterMark>& chapters, uint64_t endNs) {
   return toc;
 }
 
-bool chapterStart(const std::vector<ChapterMark>& chapters, const char* uid, uint64_t& startNs) {
+bool chapterStart(const std::vector<ChapterMark>& chapters, const char* uid, uint64_t& start) {
   for (size_t i = 0; i < chapters.size(); ++i) {
     if (uidOf(i) != uid) continue;
-    startNs = nsFromHostUnits(chapters[i].start);
+    start = startNs(chapters[i]);
     return true;
   }
   return false;

@@ -15,6 +15,6 @@ namespace velagst {
 GstToc* makeToc(const std::vector<ChapterMark>& chapters, uint64_t endNs);
 
 /// Start of the chapter with an identifier of makeToc(), in ns. @return whether there is one
-bool chapterStart(const std::vector<ChapterMark>& chapters, const char* uid, uint64_t& startNs);
+bool chapterStart(const std::vector<ChapterMark>& chapters, const char* uid, uint64_t& start);
 
 }  // namespace velagst
