@@ -315,9 +315,11 @@ void Demuxer::pushTags(Output& output) {
   if (GstTagList* const list = makeTagList(reader_->tags(), title)) {
     gst_pad_push_event(output.pad, gst_event_new_tag(list));
   }
+  // A pad that is being closed has no caps any more.
+  GstCaps* const caps = gst_pad_get_current_caps(output.pad);
+  if (!caps) return;
   GstTagList* const codec = gst_tag_list_new_empty();
   gst_tag_list_set_scope(codec, GST_TAG_SCOPE_STREAM);
-  GstCaps* const caps = gst_pad_get_current_caps(output.pad);
   gst_pb_utils_add_codec_description_to_tag_list(codec, nullptr, caps);
   gst_caps_unref(caps);
   gst_pad_push_event(output.pad, gst_event_new_tag(codec));
