@@ -73,7 +73,7 @@ declare -A stages=(
 )
 all=(format includes golden dev asan threads compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst bench hostile)
 # Stages whose tests must have used the corpus where there is one.
-corpus_reports=(build/stages/{dev,asan,clang,release-tests}.xml)
+corpus_reports=(build/stages/{dev,asan,clang,release-tests,gst}.xml)
 
 # ---- running them
 

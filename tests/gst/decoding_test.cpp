@@ -38,7 +38,7 @@ std::vector<Picture> decodedPictures(const std::string& file, const Packets& pac
 
 TEST_P(Decoding, SoundIsTheSameSampleBySample) {
   const Packets packets = readPackets(file());
-  if (!packets.audioFormat.present) GTEST_SKIP() << "no sound";
+  EXPECT_TRUE(packets.audioFormat.present || packets.videoFormat.present);
   for (const std::string& decoder : soundDecoders(packets)) {
     // Hours of sound are decoded once.
     const bool isLong = packets.audio.size() > 20000;
@@ -65,7 +65,8 @@ TEST_P(Decoding, SoundIsTheSameSampleBySample) {
 
 TEST_P(Decoding, PicturesAreTheSame) {
   const Packets packets = readPackets(file());
-  if (!packets.videoFormat.present) GTEST_SKIP() << "no pictures";
+  EXPECT_TRUE(packets.audioFormat.present || packets.videoFormat.present);
+  if (!packets.videoFormat.present) return;
   if (packets.videoFormat.config.empty()) {
     Pipeline pipeline(source(file()) + " ! fakesink");
     pipeline.setState(GST_STATE_PLAYING);
@@ -94,9 +95,8 @@ bool comeIn(const std::vector<Picture>& part, const std::vector<Picture>& whole)
 
 TEST_P(Decoding, PicturesAreThoseOfQtdemuxUpToTheEndOfTheItem) {
   const Packets packets = readPackets(file());
-  if (!packets.videoFormat.present || packets.videoFormat.config.empty()) {
-    GTEST_SKIP() << "no pictures";
-  }
+  EXPECT_TRUE(packets.audioFormat.present || packets.videoFormat.present);
+  if (!packets.videoFormat.present || packets.videoFormat.config.empty()) return;
   const std::vector<Picture> ours = decodedPictures(file(), packets, "velademux");
   const std::vector<Picture> theirs = decodedPictures(file(), packets, "qtdemux");
   if (theirs.empty()) {
