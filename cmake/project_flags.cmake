@@ -57,6 +57,7 @@ set(VELA_HOT_SOURCES
   atomkit/core/streams/box_reader.cpp
   atomkit/core/streams/byte_stream.cpp
   atomkit/core/streams/read_head.cpp
+  atomkit/core/streams/table_readers.cpp
   atomkit/core/streams/value_readers.cpp
   atomkit/core/streams/word_order.cpp
   atomkit/core/tables/place_indexes.cpp

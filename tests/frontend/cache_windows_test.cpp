@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "atomkit/core/streams/table_readers.h"
 #include "atomkit/core/streams/value_readers.h"
 #include "hal/memory/memory.h"
 #include "tests/frontend/cache_image.h"

@@ -1,7 +1,9 @@
 // FailingAllocation: makes the MP4 library's n-th allocation fail and counts what is still held.
 #pragma once
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <map>
 
 #include "atomkit/core/containers/memory.h"
 
@@ -24,6 +26,8 @@ class FailingAllocation {
   uint64_t allocations() const { return state().allocations; }
   uint64_t blocksHeld() const { return state().held; }
   uint64_t largestBlock() const { return state().largest; }
+  /// Most bytes that were held at a time.
+  uint64_t peakBytes() const { return state().peakBytes; }
   bool failed() const { return state().allocations > state().failAt; }
 
  private:
@@ -32,6 +36,9 @@ class FailingAllocation {
     uint64_t allocations = 0;
     uint64_t held = 0;
     uint64_t largest = 0;
+    uint64_t bytes = 0;
+    uint64_t peakBytes = 0;
+    std::map<void*, size_t> sizes;  // of the blocks held that were made here
   };
   static State& state() {
     static State instance;
@@ -42,11 +49,20 @@ class FailingAllocation {
     if (bytes > state().largest) state().largest = bytes;
     if (state().allocations++ == state().failAt) return nullptr;
     void* block = std::malloc(bytes);
-    if (block) ++state().held;
+    if (!block) return nullptr;
+    ++state().held;
+    state().sizes[block] = bytes;
+    state().bytes += bytes;
+    state().peakBytes = std::max(state().peakBytes, state().bytes);
     return block;
   }
   static void release(void* block) {
     --state().held;
+    const auto made = state().sizes.find(block);
+    if (made != state().sizes.end()) {
+      state().bytes -= made->second;
+      state().sizes.erase(made);
+    }
     std::free(block);
   }
 

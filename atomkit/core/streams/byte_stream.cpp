@@ -38,7 +38,7 @@ uint32_t HostStreamAdapter::read(void* buffer, uint32_t count) {
 uint64_t HostStreamAdapter::skip(uint64_t count) {
   const uint64_t done = skipInSource(count);
   if (done <= count) {
-    head_.advance(done);
+    head_.advancePast(done);
   } else {
     lost_ += done;
   }
@@ -62,7 +62,7 @@ void HostStreamAdapter::skipExact(uint64_t count) {
     lost_ += done;
     throw exception(kSkipPastFile);
   }
-  head_.advance(done);
+  head_.advancePast(done);
   head_.openWindow();
 }
 

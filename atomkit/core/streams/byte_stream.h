@@ -39,12 +39,9 @@ class ByteStream {
   /// Throws what readExact() of `count` bytes would throw, as far as the sizes of the enclosing
   /// boxes and the known length of the source tell; reads nothing. Asked before memory is allocated
   /// for a declared count, so that a count that lies costs none. When the length of the source is
-  /// not known, only the sizes of the boxes limit the count, and those may lie too.
+  /// not known, only the sizes of the boxes limit the count, and those may lie too, as may the
+  /// length.
   virtual void requireBytes(uint64_t count) = 0;
-  /// False when the source doesn't know its length. Memory for a large count is then best allocated
-  /// as the bytes arrive.
-  virtual bool isLengthKnown() const noexcept { return true; }
-
   /// The next `count` bytes where they lie, when that is in memory and inside all enclosing boxes;
   /// they are then read, and stay until the next operation of a stream over the same source.
   /// @return null, with nothing read, when they must be read with one of the other operations
@@ -89,7 +86,6 @@ class HostStreamAdapter final : public ByteStream {
   void readExact(void* buffer, uint32_t count) override;
   void skipExact(uint64_t count) override;
   void requireBytes(uint64_t count) override;
-  bool isLengthKnown() const noexcept override { return length_ != kUnknownLength; }
 
  private:
   uint32_t readFromSource(void* buffer, uint32_t count);
@@ -119,7 +115,6 @@ class AtomReader final : public ByteStream {
   void readExact(void* buffer, uint32_t count) override;
   void skipExact(uint64_t count) override;
   void requireBytes(uint64_t count) override;
-  bool isLengthKnown() const noexcept override { return parent_->isLengthKnown(); }
 
   /// Skips what is left, so that the parent stands just past the box.
   void finish();

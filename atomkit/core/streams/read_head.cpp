@@ -5,6 +5,7 @@ namespace atomkit {
 bool ReadHead::passOver(uint64_t count) noexcept {
   if (!lender_ || count > lender_->longestSkip()) return false;
   passedOver_ += static_cast<uint32_t>(count);
+  skipped_ += count;
   next_ += count;
   return true;
 }

@@ -59,8 +59,14 @@ class ReadHead {
   }
   /// Skips in the window, unless the source has to do it. @pre count <= left()
   bool passOver(uint64_t count) noexcept;
-  /// Counts what the source read or skipped while there was no window.
+  /// Counts what the source read, or skipped, while there was no window.
   void advance(uint64_t count) noexcept { windowEnd_ += count; }
+  void advancePast(uint64_t count) noexcept {
+    windowEnd_ += count;
+    skipped_ += count;
+  }
+  /// Bytes that were read, or lie in the window: what the file has shown that it holds.
+  uint64_t arrived() const noexcept { return windowEnd_ - skipped_; }
 
   /// Looks for a window where the source stands now.
   void openWindow() noexcept;
@@ -81,6 +87,7 @@ class ReadHead {
   uint64_t windowEnd_ = 0;  // place of end_; the position while there is no window
   const uint8_t* begin_ = nullptr;
   uint32_t passedOver_ = 0;  // bytes of the window that were skipped
+  uint64_t skipped_ = 0;     // bytes that were skipped, in all
   WindowLender* lender_;
 };
 

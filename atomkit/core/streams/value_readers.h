@@ -5,6 +5,7 @@
 
 #include "atomkit/core/containers/plain_array.h"
 #include "atomkit/core/containers/shared_string.h"
+#include "atomkit/core/streams/arriving_block.h"
 #include "atomkit/core/streams/byte_stream.h"
 
 namespace atomkit {
@@ -22,15 +23,9 @@ uint64_t readU64(ByteStream& stream);
 void readU32Array(ByteStream& stream, uint32_t* values, uint32_t count);
 void readU64Array(ByteStream& stream, uint64_t* values, uint32_t count);
 
-/// Room in a block besides the bytes that are read into it.
-struct SpareRoom {
-  uint32_t before = 0;  ///< bytes
-  uint32_t after = 0;   ///< bytes
-};
-
-/// Reads the next `count` bytes into a block of allocate() that has `spare` room around them. One
-/// allocation and one exact read when the source knows its length. Otherwise the block begins with
-/// 64 KiB and doubles as the bytes arrive, whatever the boxes claim.
+/// Reads the next `count` bytes into a block of allocate() that has `spare` room around them. Takes
+/// memory for what arrives, not for what the box claims: see ArrivingBlock. One exact read, but for
+/// the pieces that a large count needs.
 /// @pre stream.requireBytes(count) did not throw
 /// @return a block that the caller owns
 /// @throws exception (past end); exception with the message `outOfMemory`; the block is then freed
@@ -41,14 +36,6 @@ void* readBlock(ByteStream& stream, uint32_t count, SpareRoom spare, const char*
 ///         when the source turns out to be shorter, or "out of memory when resizing array", both
 ///         leaving it empty
 void readBytes(ByteStream& stream, ByteArray& bytes, uint32_t count);
-
-/// Replaces the contents of `table` with the next `count` values, in the order of this machine.
-/// Memory and reads are those of readBlock(), so that a table from a source of unknown length takes
-/// memory for what arrives, not for what its box claims.
-/// @pre requireEntries() did not throw
-/// @throws exception (past end); "out of memory when resizing array"; both leave the table empty
-void readU32Table(ByteStream& stream, PlainArray<uint32_t>& table, uint32_t count);
-void readU64Table(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count);
 
 /// Reads the next `count` bytes of the stream as a text, which ends at the first zero byte among
 /// them.

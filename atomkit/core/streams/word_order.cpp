@@ -9,77 +9,197 @@ namespace {
 
 constexpr bool kSwaps = std::endian::native == std::endian::little;
 
-// Each step exchanges the neighbours of one width: the bytes of half-words, then the half-words.
-constexpr uint32_t swapped(uint32_t word) {
-  word = (word << 8 & 0xff00ff00) | (word >> 8 & 0x00ff00ff);
-  return std::rotl(word, 16);
-}
-
-constexpr uint64_t swapped(uint64_t word) {
-  return uint64_t{swapped(static_cast<uint32_t>(word))} << 32 |
-         swapped(static_cast<uint32_t>(word >> 32));
-}
-
 #if defined(__SSE2__) || defined(__ARM_NEON)
-// Compilers don't find the 16 bytes at a time by themselves where the machine has no instruction
-// that swaps bytes in them.
-using Bytes16 [[gnu::vector_size(16)]] = uint8_t;
+// Compilers don't find the way of 16 bytes at a time by themselves.
+#define ATOMKIT_HAS_VECTORS 1
 using Halves [[gnu::vector_size(16)]] = uint16_t;
 using Words [[gnu::vector_size(16)]] = uint32_t;
 using LongWords [[gnu::vector_size(16)]] = uint64_t;
+constexpr uint32_t kVectorWords = 4;
+constexpr uint32_t kStepWords = 4 * kVectorWords;  // of one turn of a loop
 
-inline Words swappedBlock(Words words, uint32_t) {
+Words load(const void* from) {
+  Words words;
+  std::memcpy(&words, from, sizeof words);
+  return words;
+}
+
+// The bytes of half-words change places, then the half-words of words.
+Words swapped(Words words) {
   Halves halves = std::bit_cast<Halves>(words);
   halves = halves << 8 | halves >> 8;
   return std::bit_cast<Words>(__builtin_shufflevector(halves, halves, 1, 0, 3, 2, 5, 4, 7, 6));
 }
 
-inline Words swappedBlock(Words words, uint64_t) {
-  const auto swappedWords = std::bit_cast<LongWords>(swappedBlock(words, uint32_t{}));
-  return std::bit_cast<Words>(swappedWords << 32 | swappedWords >> 32);
+Words swappedLong(Words words) {
+  const auto longs = std::bit_cast<LongWords>(swapped(words));
+  return std::bit_cast<Words>(longs << 32 | longs >> 32);
 }
 
-template <class Word>
-uint32_t copyBlocks(Word* to, const uint8_t* from, uint32_t count) {
-  constexpr uint32_t kWords = sizeof(Words) / sizeof(Word);
-  const uint32_t whole = count - count % kWords;
-  for (uint32_t i = 0; i < whole; i += kWords) {
-    Words block;
-    std::memcpy(&block, from + size_t{i} * sizeof(Word), sizeof block);
-    block = swappedBlock(block, Word{});
-    std::memcpy(to + i, &block, sizeof block);
+// Adds words in lanes of 32 bits, and collects their bits, which tell whether a lane may have run
+// over.
+struct VectorSums {
+  Words sums = {};
+  Words bits = {};
+
+  void add(Words words) {
+    sums += words;
+    bits |= words;
   }
-  return whole;
+  uint64_t total() const { return uint64_t{sums[0]} + sums[1] + sums[2] + sums[3]; }
+  /// @param words  number of words that were added
+  bool mayHaveOverflown(uint32_t words) const {
+    const uint64_t most = bits[0] | bits[1] | bits[2] | bits[3];
+    return most * words > UINT32_MAX;
+  }
+};
+uint64_t plainSum(const uint32_t* words, uint32_t count) {
+  uint64_t sum = 0;
+  for (uint32_t i = 0; i < count; ++i) sum += words[i];
+  return sum;
+}
+
+#else
+#define ATOMKIT_HAS_VECTORS 0
+constexpr uint32_t kStepWords = 4;  // of one turn of a loop
+
+// Where words can't be loaded from any place, they are moved to their own first.
+#if defined(__arm__) && !defined(__ARM_FEATURE_UNALIGNED)
+const uint8_t* aligned(uint32_t* to, const uint8_t* from, uint32_t count) {
+  if (std::bit_cast<uintptr_t>(from) % alignof(uint32_t) != 0) {
+    from = static_cast<const uint8_t*>(std::memcpy(to, from, size_t{count} * sizeof *to));
+  }
+  return static_cast<const uint8_t*>(__builtin_assume_aligned(from, alignof(uint32_t)));
 }
 #else
-template <class Word>
-uint32_t copyBlocks(Word*, const uint8_t*, uint32_t) {
-  return 0;
-}
+const uint8_t* aligned(uint32_t*, const uint8_t* from, uint32_t) { return from; }
+#endif
 #endif
 
-template <class Word>
-void copyWords(Word* to, const uint8_t* from, uint32_t count) {
-  const size_t bytes = size_t{count} * sizeof(Word);
-  if (!kSwaps) {
-    if (bytes != 0) std::memmove(to, from, bytes);
-    return;
+// Swaps the bytes of words one at a time.
+class WordSwapper {
+ public:
+  WordSwapper() noexcept {
+#if defined(__GNUC__) && defined(__arm__) && __ARM_ARCH < 6
+    // Nothing here swaps bytes in one instruction. With the masks in registers three do, one less
+    // than the compiler's own way.
+    asm("" : "+r"(outer_), "+r"(inner_));
+#endif
   }
-  for (uint32_t i = copyBlocks(to, from, count); i < count; ++i) {
-    Word word;
-    std::memcpy(&word, from + size_t{i} * sizeof word, sizeof word);
-    to[i] = swapped(word);
+
+  uint32_t operator()(uint32_t word) const {
+    return (std::rotr(word, 8) & outer_) | (std::rotl(word, 8) & inner_);
   }
+
+ private:
+  uint32_t outer_ = 0xff00ff00;
+  uint32_t inner_ = 0x00ff00ff;
+};
+
+enum class Sum { unwanted, wanted };
+enum class Order { file, machine };
+
+template <Order order, Sum wanted>
+inline uint64_t copy(uint32_t* to, const uint8_t* from, uint32_t count) {
+  constexpr bool kSwapsHere = kSwaps && order == Order::file;
+  uint64_t sum = 0;
+  const WordSwapper swap;
+  const auto copyOne = [&](uint32_t place) {
+    uint32_t word;
+    std::memcpy(&word, from + size_t{place} * sizeof word, sizeof word);
+    if (kSwapsHere) word = swap(word);
+    if (wanted == Sum::wanted) sum += word;
+    to[place] = word;
+  };
+#if ATOMKIT_HAS_VECTORS
+  const uint32_t stepped = count - count % kStepWords;
+  VectorSums sums;
+  for (const uint32_t* const end = to + stepped; to != end; to += kStepWords) {
+#pragma GCC unroll 4
+    for (uint32_t i = 0; i < kStepWords; i += kVectorWords) {
+      Words words = load(from + i * sizeof *to);
+      if (kSwapsHere) words = swapped(words);
+      if (wanted == Sum::wanted) sums.add(words);
+      std::memcpy(to + i, &words, sizeof words);
+    }
+    from += kStepWords * sizeof *to;
+  }
+  if (wanted == Sum::wanted) {
+    sum = sums.mayHaveOverflown(stepped) ? plainSum(to - stepped, stepped) : sums.total();
+  }
+#else
+  from = aligned(to, from, count);
+  for (const uint32_t* const end = to + count - count % kStepWords; to != end; to += kStepWords) {
+#pragma GCC unroll 4
+    for (uint32_t i = 0; i < kStepWords; ++i) copyOne(i);
+    from += kStepWords * sizeof *to;
+  }
+#endif
+  for (uint32_t i = 0; i < count % kStepWords; ++i) copyOne(i);
+  return sum;
 }
 
 }  // namespace
 
-void copyInMachineOrder(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
-  copyWords(to, from, count);
+void copyWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
+  copy<Order::file, Sum::unwanted>(to, from, count);
 }
 
-void copyInMachineOrder(uint64_t* to, const uint8_t* from, uint32_t count) noexcept {
-  copyWords(to, from, count);
+uint64_t copyAddingWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
+  return copy<Order::file, Sum::wanted>(to, from, count);
+}
+
+uint64_t copyAddingOwnWords(uint32_t* to, const uint32_t* from, uint32_t count) noexcept {
+  const void* const bytes = from;
+  return copy<Order::machine, Sum::wanted>(to, static_cast<const uint8_t*>(bytes), count);
+}
+
+void copyLongWords(uint64_t* to, const uint8_t* from, uint32_t count) noexcept {
+  uint32_t i = 0;
+#if ATOMKIT_HAS_VECTORS
+  for (; i + kVectorWords / 2 <= count; i += kVectorWords / 2) {
+    Words words = load(from + size_t{i} * sizeof *to);
+    if (kSwaps) words = swappedLong(words);
+    std::memcpy(to + i, &words, sizeof words);
+  }
+#endif
+  const WordSwapper swap;
+  for (; i < count; ++i) {
+    uint64_t word;
+    std::memcpy(&word, from + size_t{i} * sizeof word, sizeof word);
+    if (kSwaps) {
+      word = uint64_t{swap(static_cast<uint32_t>(word))} << 32 |
+             swap(static_cast<uint32_t>(word >> 32));
+    }
+    to[i] = word;
+  }
+}
+
+PairSums pairSumsOf(const uint32_t* words, uint32_t count) noexcept {
+  PairSums pairs;
+  uint32_t firstBits = 0;
+  uint32_t i = 0;
+#if ATOMKIT_HAS_VECTORS
+  VectorSums sums;
+  const uint32_t stepped = count - count % kStepWords;
+  for (const uint32_t* step = words; step != words + stepped; step += kStepWords) {
+#pragma GCC unroll 4
+    for (uint32_t j = 0; j < kStepWords; j += kVectorWords) sums.add(load(step + j));
+  }
+  if (!sums.mayHaveOverflown(stepped)) {
+    i = stepped;
+    pairs.firsts = uint64_t{sums.sums[0]} + sums.sums[2];
+    pairs.seconds = uint64_t{sums.sums[1]} + sums.sums[3];
+    firstBits = sums.bits[0] | sums.bits[2];
+  }
+#endif
+  for (; i < count; i += 2) {
+    pairs.firsts += words[i];
+    pairs.seconds += words[i + 1];
+    firstBits |= words[i];
+  }
+  pairs.firstsAreOne = (firstBits & ~uint32_t{1}) == 0 && pairs.firsts == count / 2;
+  return pairs;
 }
 
 }  // namespace atomkit

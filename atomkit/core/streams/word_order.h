@@ -1,13 +1,28 @@
-// Tables of big-endian words as this machine holds them.
+// Tables of big-endian words as this machine holds them, and their sums.
 #pragma once
 #include <cstdint>
 
 namespace atomkit {
 
-/// Copies big-endian words into the order of this machine.
-/// @param to  may be `from` itself, but may not begin inside it
-/// @param from  `count` words of the file; needs no alignment
-void copyInMachineOrder(uint32_t* to, const uint8_t* from, uint32_t count) noexcept;
-void copyInMachineOrder(uint64_t* to, const uint8_t* from, uint32_t count) noexcept;
+// The copies put big-endian words of a file, which need no alignment, into the order of this
+// machine. The target may be where the words lie, but may not begin inside them.
+
+void copyWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept;
+void copyLongWords(uint64_t* to, const uint8_t* from, uint32_t count) noexcept;
+/// @return the sum of the words
+uint64_t copyAddingWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept;
+
+/// Copies words that are in the order of this machine. @return their sum
+uint64_t copyAddingOwnWords(uint32_t* to, const uint32_t* from, uint32_t count) noexcept;
+
+/// Sums over pairs of words.
+struct PairSums {
+  uint64_t firsts = 0;
+  uint64_t seconds = 0;
+  bool firstsAreOne = true;  ///< each first word is 1
+};
+
+/// @param count  words, an even number
+PairSums pairSumsOf(const uint32_t* words, uint32_t count) noexcept;
 
 }  // namespace atomkit

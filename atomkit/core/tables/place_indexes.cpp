@@ -9,8 +9,8 @@ void SizeIndex::start(uint32_t entries) noexcept {
   bytes_ = 0;
 }
 
-void SizeIndex::take(const uint32_t* words, uint32_t count) noexcept {
-  for (const uint32_t* const end = words + count; words != end; ++words) bytes_ += *words;
+void SizeIndex::take(const uint32_t*, uint32_t, uint64_t sum) noexcept {
+  bytes_ += sum;
   totals_.append(bytes_, bytes_);
 }
 
@@ -21,7 +21,7 @@ void ChunkMapIndex::start(uint32_t entries) noexcept {
   samples_ = 0;
 }
 
-void ChunkMapIndex::take(const uint32_t* words, uint32_t count) noexcept {
+void ChunkMapIndex::take(const uint32_t* words, uint32_t count, uint64_t) noexcept {
   uint32_t highest = 0;
   for (const uint32_t* const end = words + count; words != end; words += kChunkMapWords) {
     samples_ += (words[kFirstChunk] - runFirstChunk_) * samplesPerChunk_;

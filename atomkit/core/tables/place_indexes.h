@@ -1,5 +1,5 @@
 // The indexes of the tables that tell places: sample sizes and the sample-to-chunk map. See
-// indexTable() for how they take their tables.
+// readIndexedTable() for how they take their tables.
 #pragma once
 #include <cstdint>
 
@@ -11,9 +11,10 @@ namespace atomkit {
 class SizeIndex {
  public:
   static constexpr uint32_t kBlockWords = kBlockEntries;
+  static constexpr TableBlocks::Sums kSums = TableBlocks::Sums::wanted;
 
   void start(uint32_t entries) noexcept;
-  void take(const uint32_t* words, uint32_t count) noexcept;
+  void take(const uint32_t* words, uint32_t count, uint64_t sum) noexcept;
 
   /// Blocks of samples for which bytesBefore() answers, beside the first one.
   uint32_t markedBlocks() const noexcept { return totals_.markedBlocks(); }
@@ -33,9 +34,10 @@ enum ChunkMapWord : uint32_t { kFirstChunk, kSamplesPerChunk, kDescription, kChu
 class ChunkMapIndex {
  public:
   static constexpr uint32_t kBlockWords = kBlockEntries * kChunkMapWords;
+  static constexpr TableBlocks::Sums kSums = TableBlocks::Sums::unwanted;
 
   void start(uint32_t entries) noexcept;
-  void take(const uint32_t* words, uint32_t count) noexcept;
+  void take(const uint32_t* words, uint32_t count, uint64_t) noexcept;
 
   const RunIndex<uint32_t>& samples() const noexcept { return totals_; }
 

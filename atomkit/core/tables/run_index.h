@@ -8,6 +8,7 @@
 
 #include "atomkit/core/containers/memory.h"
 #include "atomkit/core/containers/plain_array.h"
+#include "atomkit/core/streams/table_readers.h"
 
 namespace atomkit {
 
@@ -88,14 +89,33 @@ class RunIndex {
   Total top_ = 0;              // largest total so far
 };
 
-/// Shows a table to its index: start(), then take() for every block of it, first to last. take()
-/// gets Index::kBlockWords words in the order of this machine, the last time those that are left.
+/// Shows a table to its index while it is read: Index::start() with the number of entries, then
+/// Index::take() for every block of Index::kBlockWords words, the last time for those that are
+/// left.
 template <class Index>
-void indexTable(const PlainArray<uint32_t>& table, uint32_t entries, Index& index) noexcept {
-  index.start(entries);
-  for (uint32_t first = 0; first < table.count(); first += Index::kBlockWords) {
-    index.take(table.data() + first, std::min(Index::kBlockWords, table.count() - first));
+class IndexedBlocks final : public TableBlocks {
+ public:
+  IndexedBlocks(Index& index, uint32_t entries) noexcept
+      : TableBlocks(Index::kBlockWords, Index::kSums), index_(&index), entries_(entries) {}
+
+  void start() noexcept override { index_->start(entries_); }
+  void take(const uint32_t* words, uint32_t count, uint64_t sum) noexcept override {
+    index_->take(words, count, sum);
   }
+
+ private:
+  Index* index_;
+  uint32_t entries_;
+};
+
+/// Reads a table and makes its index on the way.
+/// @pre requireEntries() did not throw
+/// @throws what readU32Table() throws
+template <class Index>
+void readIndexedTable(ByteStream& stream, PlainArray<uint32_t>& table, uint32_t entries,
+                      Index& index) {
+  IndexedBlocks<Index> blocks(index, entries);
+  readU32Table(stream, table, entries * (Index::kBlockWords / kBlockEntries), &blocks);
 }
 
 }  // namespace atomkit

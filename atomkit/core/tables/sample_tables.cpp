@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "atomkit/core/containers/exception.h"
+#include "atomkit/core/streams/table_readers.h"
 #include "atomkit/core/streams/value_readers.h"
 
 namespace atomkit {
@@ -18,8 +19,7 @@ void SampleTables::readSampleSizes(AtomReader& reader) {
   constantSampleSize_ = sampleSize;
   if (constantSampleSize_ != 0) return;
   requireEntries(reader, sampleCount, sizeof(uint32_t));
-  readU32Table(reader, sampleSizes_, sampleCount);
-  indexTable(sampleSizes_, sampleCount, sizeIndex_);
+  readIndexedTable(reader, sampleSizes_, sampleCount, sizeIndex_);
 }
 
 // 'stsc' SampleToChunkBox
@@ -32,8 +32,7 @@ void SampleTables::readChunkMap(AtomReader& reader) {
   chunkMapEntries_ = 0;
   // The bytes of the table fit 32 bits from here on, and so does its number of words.
   requireEntries(reader, entries, kChunkMapWords * sizeof(uint32_t));
-  readU32Table(reader, chunkMap_, kChunkMapWords * entries);
-  indexTable(chunkMap_, entries, chunkMapIndex_);
+  readIndexedTable(reader, chunkMap_, entries, chunkMapIndex_);
   chunkMapEntries_ = entries;
 }
 
@@ -50,7 +49,7 @@ void SampleTables::readChunkOffsets(AtomReader& reader, ChunkOffsetWidth width) 
   if (wide) {
     readU64Table(reader, longChunkOffsets_, entries);
   } else {
-    readU32Table(reader, shortChunkOffsets_, entries);
+    readU32Table(reader, shortChunkOffsets_, entries, nullptr, kShortReads);
   }
 }
 

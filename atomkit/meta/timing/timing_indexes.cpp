@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "atomkit/core/streams/word_order.h"
+
 namespace atomkit {
 
 void CompositionIndex::start(uint32_t entries) noexcept {
@@ -9,7 +11,14 @@ void CompositionIndex::start(uint32_t entries) noexcept {
   samples_ = 0;
 }
 
-void CompositionIndex::take(const uint32_t* words, uint32_t count) noexcept {
+void CompositionIndex::take(const uint32_t* words, uint32_t count, uint64_t) noexcept {
+  // Totals that don't wrap only rise, so that the last one is the highest.
+  const uint64_t total = samples_ + pairSumsOf(words, count).firsts;
+  if (total <= UINT32_MAX) {
+    samples_ = static_cast<uint32_t>(total);
+    totals_.append(samples_, samples_);
+    return;
+  }
   uint32_t highest = 0;
   for (const uint32_t* const end = words + count; words != end; words += kRunWords) {
     samples_ += words[kRunSamples];
@@ -25,7 +34,16 @@ void TimeIndex::start(uint32_t entries) noexcept {
   time_ = 0;
 }
 
-void TimeIndex::take(const uint32_t* words, uint32_t count) noexcept {
+void TimeIndex::take(const uint32_t* words, uint32_t count, uint64_t) noexcept {
+  // The common blocks: one entry per sample, and totals that don't wrap, which only rise.
+  const PairSums sums = pairSumsOf(words, count);
+  if (sums.firstsAreOne && samples_ + sums.firsts <= UINT32_MAX && time_ + sums.seconds >= time_) {
+    samples_ += static_cast<uint32_t>(sums.firsts);
+    time_ += sums.seconds;
+    sampleTotals_.append(samples_, samples_);
+    timeTotals_.append(time_, time_);
+    return;
+  }
   uint32_t highestSamples = 0;
   uint64_t highestTime = 0;
   for (const uint32_t* const end = words + count; words != end; words += kRunWords) {

@@ -1,5 +1,5 @@
-// The indexes of the two tables of runs, 'stts' and 'ctts'. See indexTable() for how they take
-// their tables.
+// The indexes of the two tables of runs, 'stts' and 'ctts'. See readIndexedTable() for how they
+// take their tables.
 #pragma once
 #include <cstdint>
 
@@ -14,9 +14,10 @@ enum RunWord : uint32_t { kRunSamples, kRunValue, kRunWords };
 class CompositionIndex {
  public:
   static constexpr uint32_t kBlockWords = kBlockEntries * kRunWords;
+  static constexpr TableBlocks::Sums kSums = TableBlocks::Sums::unwanted;
 
   void start(uint32_t entries) noexcept;
-  void take(const uint32_t* words, uint32_t count) noexcept;
+  void take(const uint32_t* words, uint32_t count, uint64_t) noexcept;
 
   const RunIndex<uint32_t>& samples() const noexcept { return totals_; }
 
@@ -36,9 +37,10 @@ struct TimeRunStart {
 class TimeIndex {
  public:
   static constexpr uint32_t kBlockWords = kBlockEntries * kRunWords;
+  static constexpr TableBlocks::Sums kSums = TableBlocks::Sums::unwanted;
 
   void start(uint32_t entries) noexcept;
-  void take(const uint32_t* words, uint32_t count) noexcept;
+  void take(const uint32_t* words, uint32_t count, uint64_t) noexcept;
 
   /// Samples of all entries that were taken, modulo 2^32.
   uint32_t sampleCount() const noexcept { return samples_; }

@@ -1,6 +1,7 @@
 #include "atomkit/meta/timing/timing_tables.h"
 
 #include "atomkit/core/containers/exception.h"
+#include "atomkit/core/streams/table_readers.h"
 #include "atomkit/core/streams/value_readers.h"
 #include "atomkit/core/tables/run_index.h"
 
@@ -21,13 +22,14 @@ SampleAtTime divided(uint64_t time, uint32_t delta) {
 
 // DELIBERATE D-321: a second box is an error only when the table holds an entry; after a box
 // without entries it fills the table.
-void RunTable::read(AtomReader& reader, const char* duplicateMessage) {
+template <class Index>
+void RunTable::read(AtomReader& reader, const char* duplicateMessage, Index& index) {
   if (count() > 0) throw exception(duplicateMessage);
   skipVersionAndFlags(reader);
   const uint32_t runs = readU32(reader);
   // The bytes of the table fit 32 bits from here on, and so does its number of words.
   requireEntries(reader, runs, kRunWords * sizeof(uint32_t));
-  readU32Table(reader, words_, kRunWords * runs);
+  readIndexedTable(reader, words_, runs, index);
 }
 
 // 'stts' TimeToSampleBox
@@ -36,8 +38,7 @@ void RunTable::read(AtomReader& reader, const char* duplicateMessage) {
 //
 // DELIBERATE D-320: the number of samples is the total of the counts, which wraps at 2^32.
 void TimingTables::readTimeToSample(AtomReader& reader) {
-  timeToSample_.read(reader, "duplicate stts data");
-  indexTable(timeToSample_.words(), timeToSample_.count(), timeIndex_);
+  timeToSample_.read(reader, "duplicate stts data", timeIndex_);
 }
 
 // 'ctts' CompositionOffsetBox
@@ -45,8 +46,7 @@ void TimingTables::readTimeToSample(AtomReader& reader) {
 //   entry_count x { u32 sample_count, i32 sample_offset }
 // The offset is signed in both versions of the box: many files have negative offsets in version 0.
 void TimingTables::readCompositionOffsets(AtomReader& reader) {
-  composition_.read(reader, "duplicate ctts data");
-  indexTable(composition_.words(), composition_.count(), compositionIndex_);
+  composition_.read(reader, "duplicate ctts data", compositionIndex_);
 }
 
 // 'stss' SyncSampleBox

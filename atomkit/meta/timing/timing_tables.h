@@ -31,13 +31,13 @@ struct TimeRun {
 /// Runs of samples that share a value, as 'stts' and 'ctts' list them.
 class RunTable {
  public:
-  /// Reads version and flags (both ignored), the entry count and the entries.
+  /// Reads version and flags (both ignored), the entry count and the entries, and makes the index.
   /// @throws exception with `duplicateMessage` when the table already holds an entry; the reader's
   ///         "past end" message; "out of memory when resizing array"
-  void read(AtomReader& reader, const char* duplicateMessage);
+  template <class Index>
+  void read(AtomReader& reader, const char* duplicateMessage, Index& index);
 
   uint32_t count() const noexcept { return words_.count() / kRunWords; }
-  const PlainArray<uint32_t>& words() const noexcept { return words_; }
 
   /// The words of a run. @throws exception "array access out of range"
   const uint32_t* run(uint32_t run) const {

@@ -8,6 +8,7 @@
 
 #include "atomkit/core/containers/exception.h"
 #include "atomkit/core/streams/box_reader.h"
+#include "atomkit/core/streams/table_readers.h"
 #include "atomkit/core/streams/value_readers.h"
 #include "tests/support/boxes.h"
 #include "tests/support/lending_source.h"

@@ -1,0 +1,36 @@
+#include "atomkit/core/streams/arriving_block.h"
+
+#include <algorithm>
+
+#include "atomkit/core/containers/exception.h"
+
+namespace atomkit {
+namespace {
+
+constexpr uint64_t kUnearned = 64 * 1024;
+// Bytes in a block for so many that have arrived.
+constexpr uint64_t kEarned = 7;
+constexpr uint64_t kArrived = 4;
+
+}  // namespace
+
+ArrivingBlock::~ArrivingBlock() {
+  for (uint32_t i = 0; i < pieceCount_; ++i) release(pieces_[i].bytes);
+  release(block_);
+}
+
+/// Size of a piece to be read before the block may be allocated; 0 when it may.
+uint32_t ArrivingBlock::nextPiece() const noexcept {
+  const uint64_t earned = kUnearned + stream_->head().arrived() / kArrived * kEarned;
+  if (count_ <= earned || pieceCount_ == kMostPieces) return 0;
+  const uint64_t lacking = (count_ - earned) * kArrived / kEarned;
+  return static_cast<uint32_t>(std::min(lacking / 8 * 8 + 8, earned / 8 * 8));
+}
+
+uint8_t* ArrivingBlock::allocateBytes(uint64_t size) const {
+  void* const block = size <= SIZE_MAX ? allocate(static_cast<size_t>(size)) : nullptr;
+  if (!block) throw exception(outOfMemory_);
+  return static_cast<uint8_t*>(block);
+}
+
+}  // namespace atomkit

@@ -1,0 +1,232 @@
+#include "atomkit/core/streams/table_readers.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "atomkit/core/containers/exception.h"
+#include "atomkit/core/streams/arriving_block.h"
+#include "atomkit/core/streams/word_order.h"
+
+namespace atomkit {
+namespace {
+
+// One read of many bytes, which goes on to the end of each block of the source's memory, whatever
+// else of it holds the same bytes. A window for values may end sooner, so a read of more than that
+// closes it.
+class LongRead {
+ public:
+  LongRead(ReadHead& head, uint64_t bytes) noexcept
+      : head_(&head), outgrowsWindow_(bytes > head.left()) {
+    if (outgrowsWindow_) head_->closeWindow();
+  }
+  LongRead(const LongRead&) = delete;
+  LongRead& operator=(const LongRead&) = delete;
+  ~LongRead() {
+    if (!outgrowsWindow_) return;
+    head_->closeWindow();
+    head_->openWindow();
+  }
+
+ private:
+  ReadHead* head_;
+  bool outgrowsWindow_;
+};
+
+size_t refill(ReadHead& head) {
+  const size_t bytes = head.refillWindow();
+  if (bytes == 0) throw exception(kReadPastFile);
+  return bytes;
+}
+
+// Counts the words of a table that have been read, and gives every block that is whole away.
+class BlockFeeder {
+ public:
+  /// @param blocks  null when nobody takes the table
+  BlockFeeder(TableBlocks* blocks, const uint32_t* table) noexcept
+      : blocks_(blocks), block_(table) {}
+
+  bool wantsSums() const noexcept {
+    return blocks_ && blocks_->sums() == TableBlocks::Sums::wanted;
+  }
+  /// Words that are missing in the current block.
+  uint32_t missing() const noexcept {
+    return blocks_ ? blocks_->blockWords() - words_ : UINT32_MAX;
+  }
+  /// @pre count <= missing()
+  void add(uint32_t count, uint64_t sum) noexcept {
+    if (!blocks_) return;
+    words_ += count;
+    sum_ += sum;
+    if (words_ == blocks_->blockWords()) finish();
+  }
+  /// Gives the last block away.
+  void finish() noexcept {
+    if (words_ == 0) return;
+    blocks_->take(block_, words_, sum_);
+    block_ += words_;
+    words_ = 0;
+    sum_ = 0;
+  }
+
+ private:
+  TableBlocks* blocks_;
+  const uint32_t* block_;
+  uint32_t words_ = 0;
+  uint64_t sum_ = 0;
+};
+
+// How words of one width are copied out of a file. Returns their sum where it is wanted.
+using Copy = uint64_t (*)(void* to, const uint8_t* from, uint32_t count);
+
+uint64_t copyNarrow(void* to, const uint8_t* from, uint32_t count) {
+  copyWords(static_cast<uint32_t*>(to), from, count);
+  return 0;
+}
+
+uint64_t copyNarrowAdding(void* to, const uint8_t* from, uint32_t count) {
+  return copyAddingWords(static_cast<uint32_t*>(to), from, count);
+}
+
+uint64_t copyWide(void* to, const uint8_t* from, uint32_t count) {
+  copyLongWords(static_cast<uint64_t*>(to), from, count);
+  return 0;
+}
+
+constexpr uint32_t kMostWordBytes = sizeof(uint64_t);
+
+// Reads the words of a table.
+class TableReader {
+ public:
+  TableReader(ByteStream& stream, uint32_t wordBytes, uint32_t wordsPerRead) noexcept
+      : stream_(&stream), wordBytes_(wordBytes), wordsPerRead_(wordsPerRead) {}
+
+  /// @param to  aligned for the words
+  void read(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder);
+
+ private:
+  void readLent(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder);
+  void gatherDividedWord(uint8_t* raw);
+  void readUnlent(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder);
+
+  ByteStream* stream_;
+  uint32_t wordBytes_;
+  uint32_t wordsPerRead_;
+};
+
+void TableReader::read(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder) {
+  if (stream_->head().hasLender()) {
+    readLent(to, words, copy, feeder);
+  } else {
+    readUnlent(to, words, copy, feeder);
+  }
+}
+
+// Out of the windows of the source, without a second pass over memory.
+void TableReader::readLent(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder) {
+  while (words > 0) {
+    const auto inWindow = static_cast<uint32_t>(refill(stream_->head()) / wordBytes_);
+    uint32_t read = std::min({words, inWindow, feeder.missing()});
+    uint64_t sum = 0;
+    if (read > 0) {
+      sum = copy(to, stream_->take(read * wordBytes_), read);
+    } else {
+      uint8_t raw[kMostWordBytes];
+      gatherDividedWord(raw);
+      read = 1;
+      sum = copy(to, raw, read);
+    }
+    feeder.add(read, sum);
+    to += size_t{read} * wordBytes_;
+    words -= read;
+  }
+}
+
+// A word that lies in several windows.
+void TableReader::gatherDividedWord(uint8_t* raw) {
+  for (uint32_t done = 0; done < wordBytes_;) {
+    const auto bytes =
+        static_cast<uint32_t>(std::min<size_t>(refill(stream_->head()), wordBytes_ - done));
+    std::memcpy(raw + done, stream_->take(bytes), bytes);
+    done += bytes;
+  }
+}
+
+void TableReader::readUnlent(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder) {
+  while (words > 0) {
+    uint32_t unswapped = std::min(words, wordsPerRead_);
+    stream_->readExact(to, unswapped * wordBytes_);
+    words -= unswapped;
+    while (unswapped > 0) {
+      const uint32_t swapped = std::min(unswapped, feeder.missing());
+      feeder.add(swapped, copy(to, to, swapped));
+      to += size_t{swapped} * wordBytes_;
+      unswapped -= swapped;
+    }
+  }
+}
+
+// Puts the words that were read before their block could be allocated into it.
+void gather(const ArrivingBlock::Piece& piece, uint32_t*& to, BlockFeeder& feeder) {
+  const void* const bytes = piece.bytes;
+  const auto* from = static_cast<const uint32_t*>(bytes);
+  auto words = static_cast<uint32_t>(piece.size / sizeof *from);
+  while (words > 0) {
+    const uint32_t copied = std::min(words, feeder.missing());
+    feeder.add(copied, copyAddingOwnWords(to, from, copied));
+    from += copied;
+    to += copied;
+    words -= copied;
+  }
+}
+
+}  // namespace
+
+void readU32Table(ByteStream& stream, PlainArray<uint32_t>& table, uint32_t count,
+                  TableBlocks* blocks, uint32_t wordsPerRead) {
+  table.resize(0);
+  if (count == 0) {
+    if (blocks) blocks->start();
+    return;
+  }
+  const uint32_t bytes = count * static_cast<uint32_t>(sizeof(uint32_t));
+  const LongRead longRead(stream.head(), bytes);
+  TableReader reader(stream, sizeof(uint32_t), wordsPerRead);
+  ArrivingBlock block(stream, bytes, {}, kOutOfMemoryInArray);
+  BlockFeeder nobody(nullptr, nullptr);
+  block.begin([&](uint8_t* to, uint32_t piece) {
+    reader.read(to, static_cast<uint32_t>(piece / sizeof(uint32_t)), &copyNarrow, nobody);
+  });
+  void* const memory = block.bytes();
+  auto* const words = static_cast<uint32_t*>(memory);
+  if (blocks) blocks->start();
+  BlockFeeder feeder(blocks, words);
+  uint32_t* end = words;
+  block.gather([&](const ArrivingBlock::Piece& piece) { gather(piece, end, feeder); });
+  const auto done = static_cast<uint32_t>(end - words);
+  void* const rest = end;
+  reader.read(static_cast<uint8_t*>(rest), count - done,
+              feeder.wantsSums() ? &copyNarrowAdding : &copyNarrow, feeder);
+  feeder.finish();
+  block.take();
+  table.adopt(words, count);
+}
+
+void readU64Table(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count) {
+  table.resize(0);
+  if (count == 0) return;
+  const uint32_t bytes = count * static_cast<uint32_t>(sizeof(uint64_t));
+  const LongRead longRead(stream.head(), bytes);
+  TableReader reader(stream, sizeof(uint64_t), kWholeTable);
+  ArrivingBlock block(stream, bytes, {}, kOutOfMemoryInArray);
+  BlockFeeder nobody(nullptr, nullptr);
+  const auto read = [&](uint8_t* to, uint32_t piece) {
+    reader.read(to, static_cast<uint32_t>(piece / sizeof(uint64_t)), &copyWide, nobody);
+  };
+  block.begin(read);
+  const uint32_t done = block.gather();
+  read(block.bytes() + done, bytes - done);
+  void* const memory = block.take();
+  table.adopt(static_cast<uint64_t*>(memory), count);
+}
+
+}  // namespace atomkit
