@@ -189,7 +189,8 @@ class HostStreamControl : public IObject {
 };
 
 /// Reader face of a stream. A short transfer is not an error, but it means the end of the data: a
-/// stream that waits for more (a network, a pipe) waits inside the call.
+/// stream that waits for more (a network, a pipe) waits inside the call. On a stream that can't
+/// seek a call that fails moves nothing: the plug-in goes on where the stream stood before it.
 class HostStreamReader {
  public:
   /// Slot 0. Reads up to `count` bytes. @param done receives the number of bytes read

@@ -23,7 +23,7 @@ elif [ "$job" != run ]; then
     man-db pkgconf zsh)
 fi
 if [ "$job" = all ]; then
-  packages+=(clang-14 clang-tidy-14 clang-format-14
+  packages+=(clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14
     g++-12-multilib googletest g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
     wine wine64 g++-arm-linux-gnueabi
     gcc-arm-none-eabi libstdc++-arm-none-eabi-newlib libunicorn-dev python3-pefile

@@ -110,7 +110,10 @@ TIOResult TestStream::perform(HostCall call, Work&& work) {
     if (!run_->firstFailure) run_->firstFailure = result;
     return result;
   }
-  return run_->failure(due, FaultKind::workThenFail);
+  const TIOResult after = run_->failure(due, FaultKind::workThenFail);
+  // The plug-in takes a stream that can't seek to stand where it was before a call that failed.
+  if (after != TIOResult::success && !run_->script().seekable) run_->bytesAreTrue = false;
+  return after;
 }
 
 void TestStream::resize(const std::vector<Fault>& due) {

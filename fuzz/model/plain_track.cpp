@@ -163,7 +163,7 @@ Sample PlainTrack::describe(const Place& at) const {
   uint64_t chunkOffset = 8;
   if (!chunks.empty()) {
     if (at.chunk == 0) throw Refused{};
-    chunkOffset = chunks[std::min<uint64_t>(at.chunk, chunks.size()) - 1];
+    chunkOffset = chunks[std::min<size_t>(at.chunk, chunks.size()) - 1];
   }
   sample.offset = chunkOffset + at.inChunk;
   if (constantSize == 0 && at.sample >= sizes.size()) throw Refused{};

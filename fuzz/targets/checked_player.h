@@ -78,6 +78,7 @@ class CheckedPlayer {
   uint64_t faultsBefore_ = 0;
   uint64_t callsBefore_ = 0;
   uint64_t framesPlayed_ = 0;  // since the last seek
+  size_t toldSoFar_ = 0;       // things in all descriptions
   bool calling_ = false;
   TestAudioPacket audioPacket_;
   TestVideoPacket videoPacket_;

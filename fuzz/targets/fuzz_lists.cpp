@@ -47,7 +47,7 @@ class ListPair {
   void apply(uint8_t kind, uint8_t first, uint8_t second) {
     const auto count = static_cast<uint32_t>(model_.size());
     const uint32_t place = count == 0 ? 0 : first % count;
-    const auto at = model_.begin() + place;
+    const auto at = model_.begin() + static_cast<ptrdiff_t>(place);
     Position position = nullptr;
     if (count > 0) {
       REQUIRE(list_.First(position));

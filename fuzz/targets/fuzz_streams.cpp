@@ -220,7 +220,8 @@ void bounding(const Script& script) {
   const auto limit = static_cast<uint32_t>(std::min<size_t>(script.content.size(), script.piece));
   Inner inner(script.content, script.failAt);
   VBoundedReader reader(inner, limit);
-  const Bytes visible(script.content.begin(), script.content.begin() + limit);
+  const Bytes visible(script.content.begin(),
+                      script.content.begin() + static_cast<ptrdiff_t>(limit));
   const size_t place = transfer(reader, script, visible, inner);
   REQUIRE(inner.position <= limit);
   if (inner.failed) return;

@@ -63,6 +63,15 @@ Bytes tablesOf(const std::vector<Bytes>& tables) {
   return all;
 }
 
+/// An 'esds' whose lengths take four bytes each, as many writers have it.
+Bytes longLengthEsds() {
+  const auto length = [](uint8_t bytes) { return raw({0x80, 0x80, 0x80, bytes}); };
+  const Bytes config = join(u8(5), length(2), raw({0x11, 0x90}));
+  const Bytes decoder =
+      join(u8(4), length(24), u8(0x40), u8(0x15), u24(6144), u32(1), u32(2), config);
+  return box("esds", full(0), u8(3), length(39), u16(1), u8(0), decoder, u8(6), length(1), u8(2));
+}
+
 void writeTables(const fs::path& folder) {
   const auto times = manyRuns(200, 1000);
   const uint32_t samples = samplesOf(times);
@@ -97,6 +106,9 @@ void writeTables(const fs::path& folder) {
         join(u8(6), tablesOf({stsd(mp4a()), stts({{0xffffff00, 1}, {0x200, 2}, {9, 0xffffffff}}),
                               stszConstant(0x80000001, 9), stsc({{1, 0xffffffff}}), stco({8})})));
   write(folder / "alac", join(u8(8), tablesOf({stsd(alac()), stts({{9, 4096}})})));
+  write(folder / "long-lengths",
+        join(u8(10), tablesOf({stsd(mp4a({.child = longLengthEsds()})), stts({{9, 4096}})})));
+  write(folder / "misplaced", join(u8(11), stsd(videoEntry("mp4v", {.child = avcC()}))));
   write(folder / "entries",
         join(u8(9), tablesOf({stsd(otherEntry(), mp4v(), avc1()), stts({{9, 1}})})));
 }
@@ -143,6 +155,20 @@ void writeMetadata(const fs::path& folder) {
   write(folder / "segments", join(u8(5), marks(12, true), manySegments(12)));
   write(folder / "chapters-1024", join(u8(6), marks(1024, false), richItemList()));
   write(folder / "chapters-1025", join(u8(7), marks(1025, false)));
+  // At the limits and just past them.
+  for (const size_t count : {size_t{256}, size_t{257}}) {
+    const std::vector<std::string> values(count, "");
+    const std::vector<ZtField> fields(count, ZtField{"", {}});
+    write(folder / ("values-" + std::to_string(count)),
+          join(u8(10), ztTags(ztFields({{"many", values}}))));
+    write(folder / ("skipped-values-" + std::to_string(count)),
+          join(u8(10), ztTags(ztFields({{"many", values, 2}}))));
+    write(folder / ("fields-" + std::to_string(count)), join(u8(11), ztTags(ztFields(fields))));
+  }
+  for (const uint32_t number : {1000u, 1001u}) {
+    write(folder / ("segment-" + std::to_string(number)),
+          join(u8(12), ztTags(ztSegment(number, {{"title", {"T"}}}))));
+  }
   write(folder / "two-tags", join(u8(8), richTaggingBox(), manySegments(2), richItemList()));
   write(folder / "short-starts",
         join(u8(9), box("chpl", u8(0), zeros(4), u32(2), u32(0), u8(3), text("One"), u32(5), u8(0)),
