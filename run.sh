@@ -1,8 +1,17 @@
 #!/usr/bin/env bash
-# Sets up, builds and plays a file through the plug-in. Usage: ./run.sh [FILE]
+# Sets up, builds and plays a file through the plug-in.
+#   ./run.sh [FILE]         what the plug-in tells about the file, and its packets
+#   ./run.sh --play [FILE]  the file in a window and with sound, in a GStreamer player
 set -euo pipefail
+play=
+if [ "${1:-}" = --play ]; then
+  play=yes
+  shift
+fi
 file=$(realpath "${1:-$(dirname "$0")/tests/data/sample.mp4}")
 cd "$(dirname "$0")"
+
+if [ -n "$play" ]; then exec scripts/play.sh "$file"; fi
 
 scripts/setup.sh run
 {

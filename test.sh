@@ -69,9 +69,10 @@ declare -A stages=(
   [bench]="short_bench"
   [hostile]="hostile"
   [gst]="tested gst"
+  [gst-threads]="tested gst-threads"
   [corpus]="corpus_was_used"
 )
-all=(format includes golden dev asan threads compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst bench hostile)
+all=(format includes golden dev asan threads compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst gst-threads bench hostile)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests,gst}.xml)
 
