@@ -66,7 +66,8 @@ def add_profile(table, file, found, lines=12):
         table.heading(f"{file}: where the {total:,.0f} instructions of one {work} go")
         for function, cost in functions[:lines]:
             # The arguments tell less than their length takes.
-            name = re.sub(r"\(.*", "", function) or function
+            name = function.replace("(anonymous namespace)::", "")
+            name = re.sub(r"\(.*", "", name) or function
             table.write(f"  {name[:78]:<78} {cost:>14,.0f} {100 * cost / total:>5.1f} %")
 
 
@@ -155,9 +156,11 @@ def add_growth(table, points):
 
     table.add("exponent of the heap", exponent([p.heap for p in points]), 1.02, 3)
     table.add("exponent of the instructions", exponent([p.instructions for p in points]), 1.02, 3)
-    # Memory is slower than the processor's caches, for the floor as well.
-    table.add("exponent of the time", exponent(medians["ours"]), 1.2, 3)
-    table.add("exponent of the time, floor", exponent(medians["floor"]), None, 3)
+    # Memory is slower than the processor's caches, for the floor as well: bare copies of growing size
+    # are past 1 by what that costs on this machine.
+    floor = exponent(medians["floor"])
+    table.add("exponent of the time, floor", floor, None, 3)
+    table.add("exponent of the time", exponent(medians["ours"]), max(floor, 1) + 0.05, 3)
 
 
 def grown(committed, measured, allowed=0.03):

@@ -65,7 +65,7 @@ class Callgrind(unittest.TestCase):
 class Profile(unittest.TestCase):
     def test_a_function_shows_its_share_and_no_arguments(self):
         lines = []
-        costs = [("atomkit::step(Cursor&, unsigned)", 30.0), ("seek", 10.0)]
+        costs = [("atomkit::(anonymous namespace)::step(Cursor&, unsigned)", 30.0), ("seek", 10.0)]
         figures.add_profile(figures.Table(lines.append), "f1", {"packet": costs}, lines=1)
         self.assertIn("the 40 instructions of one packet", lines[0])
         self.assertEqual(lines[1].split(), ["atomkit::step", "30", "75.0", "%"])
