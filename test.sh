@@ -43,6 +43,21 @@ hostile() {
   cmake --preset bench && cmake --build --preset bench --target vela_hostile &&
     build/bench/bench/hostile/vela_hostile --short
 }
+package_files() {
+  local version
+  version=$(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+  build release && tests/packages/check.sh build/release "$version" build/windows build/wince-armv4
+}
+# The cuts of the files here are compared in the dev stage; these are the corpus's.
+cuts() {
+  if [ -z "${VELA_CORPUS:-}" ]; then
+    echo "VELA_CORPUS is not set: nothing to cut"
+    return
+  fi
+  cmake --preset dev && cmake --build --preset dev --target velahost vela_splitter_mp4 \
+    && /usr/bin/python3 -B scripts/cut_figures.py build/dev/host/velahost --check "$VELA_CORPUS"/*.m[p4]*
+}
+site() { /usr/bin/python3 -B scripts/site.py build/site; }
 corpus_was_used() { python3 -B scripts/test_report.py corpus "${corpus_reports[@]}"; }
 
 # ---- the stages: a name and what it does, one line each
@@ -57,6 +72,9 @@ declare -A stages=(
   [threads]="tested threads"
   [memcheck]="memcheck"
   [compatibility]="compatibility"
+  [cuts]="cuts"
+  [packages]="package_files"
+  [site]="site"
   [clang]="tested clang"
   [release-tests]="tested release-tests"
   [x86-32]="tested x86-32"
@@ -72,7 +90,7 @@ declare -A stages=(
   [gst-threads]="tested gst-threads"
   [corpus]="corpus_was_used"
 )
-all=(format includes golden dev asan threads compatibility clang release-tests x86-32 tidy windows windows-x86 arm wince device gst gst-threads bench hostile)
+all=(format includes golden dev asan threads compatibility cuts site clang release-tests x86-32 tidy windows windows-x86 arm wince device gst gst-threads bench hostile packages)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests,gst}.xml)
 

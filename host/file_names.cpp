@@ -12,16 +12,21 @@ constexpr size_t kMostBytes = 120;
 /// Characters that mean something to a file system or a shell of some kind.
 constexpr std::string_view kForbidden = "\\/:*?\"<>|";
 
-/// The length of the UTF-8 sequence that begins with a byte.
-size_t sequenceLength(char lead) {
-  const auto byte = static_cast<unsigned char>(lead);
-  return byte < 0x80 ? 1 : byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
+/// The length of the UTF-8 sequence at the start of a text that is not empty; 1 where it is cut.
+size_t sequenceLength(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text[0]);
+  const size_t length = lead < 0xc0 ? 1 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+  if (length > text.size()) return 1;
+  for (size_t i = 1; i < length; ++i) {
+    if ((static_cast<unsigned char>(text[i]) & 0xc0) != 0x80) return 1;
+  }
+  return length;
 }
 
 std::string safePart(std::string_view title, size_t mostBytes) {
   std::string out;
   while (!title.empty()) {
-    const std::string_view one = title.substr(0, sequenceLength(title[0]));
+    const std::string_view one = title.substr(0, sequenceLength(title));
     // What a terminal must not get is escaped by printable(), which makes it longer.
     const bool safe = cli::printable(one) == one && kForbidden.find(one[0]) == kForbidden.npos;
     const std::string_view put = safe ? one : std::string_view("_");

@@ -20,7 +20,7 @@ elif [ "$job" = bench ]; then
   packages+=(libbenchmark-dev valgrind libavformat-dev pkgconf ffmpeg binutils python3)
 elif [ "$job" != run ]; then
   packages+=(libgtest-dev libgmock-dev binutils ffmpeg ccache git python3 python3-jsonschema
-    man-db pkgconf zsh)
+    libavformat-dev man-db pkgconf zsh python3-markdown doxygen dpkg-dev file)
 fi
 if [ "$job" = all ]; then
   packages+=(clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14

@@ -96,7 +96,9 @@ class ChapterFolder {
 
 std::vector<Part> partsAskedFor(const ExtractOptions& options, const FileParts& parts) {
   std::vector<Part> asked;
-  const auto title = [&](size_t chapter) { return cli::toUtf8(parts.whole.chapters[chapter].title); };
+  const auto title = [&](size_t chapter) {
+    return cli::toUtf8(parts.whole.chapters[chapter].title);
+  };
   if (options.chapters.empty()) {
     // A file without marks is one chapter, whose title is the file's.
     const size_t chapter = options.item == 0 ? 0 : options.item - 1;

@@ -65,7 +65,7 @@ Child::Child(const fs::path& program, std::vector<std::string> arguments,
   }
   process_ = fork();
   if (process_ == 0) {
-    dup2(ends[1], STDOUT_FILENO);
+    dup2(surroundings.outputPipe.value_or(ends[1]), STDOUT_FILENO);
     dup2(ends[1], STDERR_FILENO);
     apply(surroundings);
     execv(words[0], words.data());

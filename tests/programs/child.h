@@ -19,6 +19,7 @@ struct Surroundings {
   bool obeysPermissions = false;  ///< also where the tests run as a user who may read everything
   std::optional<uint64_t> largestMemory = {};  ///< bytes of address space
   std::filesystem::path output = {};           ///< where standard output goes; empty: it is kept
+  std::optional<int> outputPipe = {};          ///< or a descriptor where it goes
 };
 
 /// A running program. Its two outputs are one.

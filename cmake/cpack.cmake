@@ -1,0 +1,35 @@
+# Packages: .deb and .tar.gz here, .zip for Windows. `cpack --config build/release/CPackConfig.cmake`
+# makes them in build/release/packages. The device's package is made by wince_package.cmake.
+set(CPACK_PACKAGE_NAME vela_splitter_mp4)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_VENDOR "the vela_splitter_mp4 authors")
+set(CPACK_PACKAGE_CONTACT "the vela_splitter_mp4 authors <vela_splitter_mp4@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "MP4 splitter plug-in for media players")
+set(CPACK_PACKAGE_DESCRIPTION
+  "A plug-in that takes MP4 and M4A files apart for a media player: streams,\nchapters, tags and compressed packets, trimmed to the exact audio frame.\nWith its header, a reference host that shows and cuts files, and an\ninspector.")
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME ${CPACK_PACKAGE_NAME}-${PROJECT_VERSION}-windows-${CMAKE_SYSTEM_PROCESSOR})
+else()
+  set(CPACK_GENERATOR DEB TGZ)
+  string(TOLOWER ${CMAKE_SYSTEM_NAME} system)
+  set(CPACK_PACKAGE_FILE_NAME
+    ${CPACK_PACKAGE_NAME}-${PROJECT_VERSION}-${system}-${CMAKE_SYSTEM_PROCESSOR})
+  set(CPACK_DEBIAN_PACKAGE_NAME vela-splitter-mp4)
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+  # What the programs are linked with; libavformat among them, where it was found.
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+endif()
+# What Debian asks of every package.
+if(NOT WIN32)
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vela-splitter-mp4 RENAME copyright)
+endif()
+include(CPack)
