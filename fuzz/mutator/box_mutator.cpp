@@ -140,6 +140,10 @@ class Mutation {
     const Table* const table = isTable(node);
     if (table && below(8) != 0) {
       changeTable(node.bytes, *table);
+    } else if (!node.bytes.empty() && below(5) == 0) {  // a box that ends before its last field
+      node.bytes.resize(below(3)
+                            ? node.bytes.size() - 1 - below(std::min<size_t>(8, node.bytes.size()))
+                            : below(node.bytes.size()));
     } else if (node.bytes.size() >= 4 && below(3) == 0) {
       setWord(node.bytes, below(node.bytes.size() - 3), value(word()));
     } else {

@@ -17,6 +17,14 @@
 
 namespace {
 
+/// The code point that the bits of a sequence of `count` bytes give; seven bytes give none.
+uint32_t bitsOf(const uint8_t* bytes, uint32_t count) {
+  if (count == 1) return bytes[0];
+  uint32_t bits = count >= 7 ? 0 : bytes[0] & (0x7fu >> count);
+  for (uint32_t i = 1; i < count; ++i) bits = bits << 6 | (bytes[i] & 0x3fu);
+  return bits;
+}
+
 void decodeOneByOne(const uint8_t* data, uint32_t size) {
   uint32_t place = 0;
   while (place < size) {
@@ -28,6 +36,8 @@ void decodeOneByOne(const uint8_t* data, uint32_t size) {
       ++place;
       continue;
     }
+    if (used < 7) REQUIRE(codePoint == bitsOf(data + place, used));
+    REQUIRE(used != 2 || codePoint >= 0x80);
     uint8_t encoded[VTextCodec::KUTF8MaxLength];
     const uint32_t written = VTextCodec::GEncodeUtf8(codePoint, encoded);
     REQUIRE(written == VTextCodec::GUtf8Length(codePoint));

@@ -281,6 +281,7 @@ void writeHosts(const fs::path& folder) {
 void writeHelpers(const fs::path& folder) {
   write(folder / "text",
         text("-1,5e3 \xE2\x82\xAC \xF0\x9F\x98\x80 *.mp4;a?c C:\\dir\\name.ext?x"));
+  write(folder / "overlong", text("a\xC1\x81 b \xE0\x80\x90 \xC3\xA4"));
   Bytes operations;
   for (uint32_t i = 0; i < 60; ++i) {
     operations = join(operations, raw({static_cast<uint8_t>(i * 7), static_cast<uint8_t>(i * 11),
