@@ -221,6 +221,14 @@ void writeFiles(const fs::path& folder) {
         movieFile(
             {.tracks = {aacTrack({.samples = 200, .sampleSize = 6})}, .udta = marks(1025, false)})
             .bytes);
+  for (const bool wide : {false, true}) {
+    MediaTrack endless = aacTrack({.samples = 12});
+    const MdhdFields unknown{.duration = wide ? ~uint64_t{0} : 0xffffffff,
+                             .versionAndFlags = wide ? u32(1) : full(0)};
+    endless.boxes.mdhd = wide ? mdhdLong(unknown) : mdhd(unknown);
+    write(folder / (wide ? "unknown-long-duration" : "unknown-duration"),
+          movieFile({.tracks = {endless, avcTrack()}}).bytes);
+  }
   MediaTrack empty = aacTrack({.samples = 8});
   empty.boxes.stsz = stsz({24, 25, 0, 24, 25, 26, 24, 25});
   write(folder / "empty-sample", movieFile({.tracks = {empty}}).bytes);
