@@ -88,7 +88,8 @@ class PictureTimes {
     for (size_t i = 0; i < shown_.size(); ++i) delay_ = std::max(delay_, sorted_[i] - shown_[i]);
     if (sorted_.empty()) return;
     const size_t count = sorted_.size();
-    lastDuration_ = count > 1 ? sorted_[count - 1] - sorted_[count - 2] : end - sorted_[0];
+    // A single picture tells nothing of how long it is shown.
+    lastDuration_ = count > 1 ? sorted_[count - 1] - sorted_[count - 2] : int64_t{kVideoTicks / 25};
     lastDuration_ = std::max<int64_t>(1, std::min(lastDuration_, end - sorted_.back()));
   }
 

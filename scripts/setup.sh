@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs, where they are missing.
-# Usage: setup.sh run|play|test|bench|all
+# Usage: setup.sh run|play|package|test|bench|all
 #   run   builds the plug-in, the reference host and the inspector
 #   play  builds the GStreamer element and plays through it
+#   package  makes packages; also libavformat, for cuts, and python3, for man pages
 #   test  builds and passes the tests
 #   bench measures (bench/run.sh); also libavformat, for comparison
 #   all   also the other compilers and the checks of test.sh --all
@@ -16,6 +17,8 @@ gstreamer=(pkgconf libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
 if [ "$job" = play ]; then
   # Sound comes through the system's own server where there is one.
   packages+=("${gstreamer[@]}" gstreamer1.0-alsa gstreamer1.0-pulseaudio)
+elif [ "$job" = package ]; then
+  packages+=(libavformat-dev pkgconf python3 dpkg-dev file)
 elif [ "$job" = bench ]; then
   packages+=(libbenchmark-dev valgrind libavformat-dev pkgconf ffmpeg binutils python3)
 elif [ "$job" != run ]; then
