@@ -4,6 +4,7 @@ namespace inspect {
 
 std::vector<std::unique_ptr<Command>> allCommands() {
   std::vector<std::unique_ptr<Command>> all;
+  all.push_back(makeWhy());
   all.push_back(makeTree());
   all.push_back(makeChapters());
   all.push_back(makeTags());

@@ -8,6 +8,7 @@
 
 namespace inspect {
 
+std::unique_ptr<Command> makeWhy();
 std::unique_ptr<Command> makeTree();
 std::unique_ptr<Command> makeChapters();
 std::unique_ptr<Command> makeTags();
