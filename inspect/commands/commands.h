@@ -10,6 +10,9 @@ namespace inspect {
 
 std::unique_ptr<Command> makeWhy();
 std::unique_ptr<Command> makeTree();
+std::unique_ptr<Command> makeSamples();
+std::unique_ptr<Command> makeCheck();
+std::unique_ptr<Command> makeCompare();
 std::unique_ptr<Command> makeChapters();
 std::unique_ptr<Command> makeTags();
 std::unique_ptr<Command> makeCovers();
