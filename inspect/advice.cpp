@@ -6,12 +6,15 @@
 #include <iterator>
 
 #include "cli/text.h"
+#include "inspect/box_catalog.h"
 
 namespace inspect {
 namespace {
 
 constexpr char kRewrite[] =
     "Another program may still read it: \"ffmpeg -i IN -c copy OUT.mp4\" writes it anew.";
+constexpr char kNoMovie[] =
+    "There is no movie box and no media data: this is no MP4 file, or only its beginning.";
 constexpr char kFetchAgain[] = "Fetch or copy the file again.";
 
 struct Rule {
@@ -65,9 +68,11 @@ const Box* cutBox(const BoxChain& chain) {
   return cut;
 }
 
-Advice pastFile(const Refusal& refusal, const File& file) {
+Advice pastFile(const Refusal& refusal, const File& file, const MovieMap& map) {
   const Box* const cut = cutBox(refusal.box);
   if (!cut) return {"The file ends in the middle of a box.", kFetchAgain};
+  // Four letters are easily taken for the type of a box.
+  if (!boxName(*cut) && map.movieBoxes == 0) return {kNoMovie, kFetchAgain};
   Advice advice;
   advice.meaning = fmt::format(
       "The file is cut short: {} at {} declares {} bytes, but the file has {} from there.",
@@ -193,7 +198,7 @@ Advice adviceFor(const Refusal& refusal, const File& file, const MovieMap& map) 
   const auto* const rule = std::find_if(std::begin(kRules), std::end(kRules),
                                         [&](const Rule& row) { return message == row.message; });
   if (rule != std::end(kRules)) return {rule->meaning, rule->remedy};
-  if (message.ends_with("past end of file")) return pastFile(refusal, file);
+  if (message.ends_with("past end of file")) return pastFile(refusal, file, map);
   if (message.ends_with("past end of atom")) return pastAtom(refusal);
   if (message == "atom size bigger than expected") return tooBig(refusal);
   if (message == "invalid box/atom header") return badHeader(refusal);

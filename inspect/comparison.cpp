@@ -253,8 +253,7 @@ class Comparer {
   }
 
   static std::string valueText(const atomkit::TagStore& tags, uint32_t entry, uint32_t value) {
-    const atomkit::SharedString& text = tags.value(entry, value);
-    return text ? text->text() : "";
+    return tags.value(entry, value).text();
   }
 
   static Difference tags(const std::string& place, const atomkit::TagStore& left,

@@ -26,6 +26,9 @@ File::File(fs::path name) : name_(std::move(name)) {
   const auto length = cli::measureFile(file_.get());
   if (!length) fail("The file can't be read at any place");
   size_ = *length;
+  // Files that the system makes up have no length, and may have contents.
+  uint8_t first;
+  if (size_ == 0 && readDirectly(0, &first, 1) != 0) fail("The file does not know its length");
 }
 
 size_t File::readDirectly(uint64_t position, void* buffer, size_t count) {

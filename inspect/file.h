@@ -13,7 +13,7 @@ namespace inspect {
 class File {
  public:
   /// @throws cli::Failure (cannotOpen) also for folders, devices and pipes, which can't be read at
-  ///         any place
+  ///         any place; (otherResult) when a file without a length can't be read
   explicit File(std::filesystem::path name);
 
   const std::filesystem::path& name() const { return name_; }

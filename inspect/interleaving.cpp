@@ -8,7 +8,7 @@ namespace inspect {
 namespace {
 
 /// As many samples are followed; a damaged table may claim more than any file has.
-constexpr uint64_t kMostPackets = 50'000'000;
+constexpr uint64_t kMostPackets = 8'000'000;
 constexpr uint64_t kPollInterval = 65536;  // packets
 
 /// The samples of one track, with the next one in hand.
@@ -26,7 +26,9 @@ class Stream {
                ? 0
                : static_cast<double>(sample_.compositionTime()) / track_->timescale;
   }
-  void advance() { ended_ = !reader_ || !reader_->next(sample_) || !sample_.hasSize; }
+  void advance() {
+    ended_ = !reader_ || !reader_->next(sample_) || !sample_.hasSize || !sample_.hasPlace;
+  }
 
  private:
   const TrackMap* track_;

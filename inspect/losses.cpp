@@ -23,7 +23,7 @@ namespace {
 using cli::counted;
 
 /// More samples than a day of any medium has; what a damaged table claims past them is not counted.
-constexpr uint64_t kMostSamples = 50'000'000;
+constexpr uint64_t kMostSamples = 8'000'000;
 constexpr uint64_t kPollInterval = 65536;  // samples
 constexpr uint64_t kHostUnitsPerSecond = 16777216;
 
@@ -113,9 +113,16 @@ class Finder {
     return main.duration() == UINT64_MAX ? UINT64_MAX : hostUnits(main.duration(), main.timescale);
   }
 
-  /// Looks at a sample that is about to be read. @return false when reading it fails
+  /// Looks at a sample that is about to be read. @return false when it, and what follows, fails
   bool canBeRead(const char* kind, const TrackMap& track, const Sample& sample) {
     const uint64_t rest = track.sampleCount - sample.number;
+    if (!sample.hasPlace) {
+      add("misplaced", track, rest,
+          fmt::format("From sample {} on {} comes from the last chunk, as there are no more: {} of "
+                      "wrong bytes",
+                      sample.number, kind, counted(rest, "packet")));
+      return false;
+    }
     std::string why;
     if (track.constantSize == 0 && !sample.hasSize) {
       why = track.compactSizes ? "the sizes are in 'stz2', which is not read" : "it has no size";
@@ -429,7 +436,8 @@ class Finder {
     // A text that is empty, or a flag that is not set, says nothing that could be lost.
     const bool isNumber = box.type == fourCC("trkn") || box.type == fourCC("disk") ||
                           box.type == fourCC("gnre") || box.type == fourCC("tmpo");
-    if (atomkit::tagNameOf(box.type) && !isNumber && (values == 0 || parts.startsWithZero)) return;
+    if (!isNumber && values == 0) return;
+    if (!isNumber && parts.startsWithZero && atomkit::tagNameOf(box.type)) return;
     const std::string shown = typeText(box.type);
     constexpr size_t kMostNames = 64;
     const std::string key = name.empty() ? shown : shown + ":" + cli::printable(name);
@@ -464,7 +472,7 @@ class Finder {
       const atomkit::TagStore& tags = movie.chapter(i).tags;
       const uint32_t entry = tags.find("title");
       if (titles[i].empty() || entry == atomkit::TagStore::kNoTag) continue;
-      const std::string told = tags.valueCount(entry) == 0 ? "" : tags.value(entry, 0)->text();
+      const std::string told = tags.valueCount(entry) == 0 ? "" : tags.value(entry, 0).text();
       if (told == titles[i]) continue;
       ++hidden;
       by = told;

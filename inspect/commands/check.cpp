@@ -37,12 +37,12 @@ class Check final : public Command {
   const char* name() const override { return "check"; }
   const char* help() const override { return "Look for faults in the structure of files."; }
   const char* notes() const override {
-    return "Errors: data is lost or wrong. Warnings: a player loses time or is told something\n"
+    return "Errors: data is lost or wrong. Warnings: a player loses time or is told what is\n"
            "untrue. Notes are harmless. Looked at are the tables of all tracks: overlaps,\n"
            "samples outside of the media data or of the file, holes, the order of chunks,\n"
            "sync samples, counts and durations that disagree, sums that wrap. For the tracks\n"
-           "that are played: how far sound and picture lie apart in the file, and how often a\n"
-           "host has to jump.\n"
+           "that are played: how far sound and picture lie apart in the file, and how often\n"
+           "a host has to jump.\n"
            "With --json one object a line for each file.";
   }
   void addOptions(CLI::App& app) override {

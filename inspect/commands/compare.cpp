@@ -19,8 +19,9 @@ class Compare final : public Command {
   const char* help() const override { return "Tell whether two files hold the same."; }
   const char* notes() const override {
     return "Tracks, packets, times, headers, decoder configurations, tags, chapters and\n"
-           "covers are compared, wherever in the files they lie: a file that was only written\n"
-           "in another order is the same. Of each subject the first difference is told.\n"
+           "covers are compared, wherever in the files they lie: a file that was only\n"
+           "written in another order is the same. The first difference of each subject is\n"
+           "told.\n"
            "Tracks and samples are counted from 0.";
   }
   void addOptions(CLI::App& app) override {
