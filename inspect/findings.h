@@ -25,10 +25,18 @@ struct Finding {
   std::string text;               ///< a sentence without its full stop
 };
 
+/// A packet that does not follow the one read before.
+struct Jump {
+  double seconds = 0;  ///< when it is shown
+  uint64_t from = 0;   ///< bytes from the file's start, past the packet before
+  uint64_t to = 0;
+};
+
 /// How the samples of the played tracks lie, and what playing them from a file costs.
 struct Interleaving {
   uint64_t packets = 0;            ///< that were looked at
   uint64_t jumps = 0;              ///< packets that don't follow the one read before
+  std::vector<Jump> firstJumps;    ///< at most kMostJumpsKept
   uint64_t largestJumpBytes = 0;   ///< between the end of a packet and the next one read
   uint64_t jumpedBytes = 0;        ///< in all
   double largestLeadSeconds = 0;   ///< by which one track is ahead of the other in the file
@@ -44,6 +52,8 @@ std::vector<Finding> findFaults(File& file, const MovieMap& map, const std::func
 /// @param audio, video  at least one of them
 Interleaving measureInterleaving(File& file, const TrackMap* audio, const TrackMap* video,
                                  const std::function<void()>& poll);
+
+inline constexpr size_t kMostJumpsKept = 2000;
 
 /// How far a track may be ahead in the file before a host has to seek, in seconds.
 inline constexpr double kTolerableLead = 1.75;

@@ -58,6 +58,9 @@ void measureJumps(File& file, const TrackMap* audioTrack, const TrackMap* videoT
     if (result.packets > 0 && offset != position) {
       const uint64_t distance = offset > position ? offset - position : position - offset;
       ++result.jumps;
+      if (result.firstJumps.size() < kMostJumpsKept) {
+        result.firstJumps.push_back({next.seconds(), position, offset});
+      }
       result.largestJumpBytes = std::max(result.largestJumpBytes, distance);
       result.jumpedBytes += distance;
     }

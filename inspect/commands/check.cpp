@@ -9,8 +9,7 @@
 #include "cli/text.h"
 #include "inspect/box.h"
 #include "inspect/commands/commands.h"
-#include "inspect/findings.h"
-#include "inspect/opening.h"
+#include "inspect/file_check.h"
 
 namespace inspect {
 namespace {
@@ -59,48 +58,13 @@ class Check final : public Command {
 
  private:
   ExitStatus check(File& file, const Surroundings& surroundings) const {
-    const auto poll = [&] { surroundings.throwIfCancelled(); };
-    const MovieMap map = readMovieMap(file);
-    std::vector<Finding> findings = findFaults(file, map, poll);
-    Opening opening;
-    open(file, opening);
-    std::optional<Interleaving> interleaving;
-    if (opening.refusal) {
-      addRefusal(*opening.refusal, findings);
-    } else {
-      const auto track = [&](const std::optional<uint32_t>& number) {
-        return number ? &map.tracks.at(*number) : nullptr;
-      };
-      interleaving =
-          measureInterleaving(file, track(opening.taken.audio), track(opening.taken.video), poll);
-      addInterleaving(*interleaving, findings);
-    }
+    const auto [findings, interleaving] = checkFile(file, [&] { surroundings.throwIfCancelled(); });
     if (output_ == Output::json) {
       writeJson(file, findings, interleaving, surroundings.out);
     } else {
       writeText(file, findings, interleaving, surroundings.out);
     }
     return statusOf(findings);
-  }
-
-  /// A file without a track that can be played may be sound all the same.
-  static void addRefusal(const Refusal& refusal, std::vector<Finding>& findings) {
-    const Severity severity = refusal.position ? Severity::error : Severity::note;
-    std::string text = "the plug-in refuses the file: " + refusal.message;
-    if (const Box* const box = refusal.box.deepest()) text += ", in " + pathText(*box);
-    findings.insert(findings.begin(), {severity, "refused", std::nullopt, 1, text});
-  }
-
-  static void addInterleaving(const Interleaving& measured, std::vector<Finding>& findings) {
-    if (measured.largestLeadSeconds <= kTolerableLead) return;
-    const auto place = std::find_if(findings.begin(), findings.end(), [](const Finding& finding) {
-      return finding.severity == Severity::note;
-    });
-    findings.insert(
-        place,
-        {Severity::warning, "interleaving", std::nullopt, measured.jumps,
-         fmt::format("sound and picture lie up to {:.3f} s apart in the file, the most at {}",
-                     measured.largestLeadSeconds, measured.largestLeadOffset)});
   }
 
   void writeText(const File& file, const std::vector<Finding>& findings,

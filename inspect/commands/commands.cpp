@@ -12,6 +12,8 @@ std::vector<std::unique_ptr<Command>> allCommands() {
   all.push_back(makeChapters());
   all.push_back(makeTags());
   all.push_back(makeCovers());
+  all.push_back(makeScan());
+  all.push_back(makeReport());
   return all;
 }
 

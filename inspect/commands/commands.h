@@ -16,6 +16,8 @@ std::unique_ptr<Command> makeCompare();
 std::unique_ptr<Command> makeChapters();
 std::unique_ptr<Command> makeTags();
 std::unique_ptr<Command> makeCovers();
+std::unique_ptr<Command> makeScan();
+std::unique_ptr<Command> makeReport();
 
 /// In the order in which the help lists them.
 std::vector<std::unique_ptr<Command>> allCommands();

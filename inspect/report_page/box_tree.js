@@ -21,15 +21,17 @@ const boxTree = {
     return [
       dom.make("span", {class: "type"}, box.type),
       dom.make("span", {class: "where"}, `at ${format.count(box.offset)}, ${format.counted(box.size, "byte")}`),
-      ...box.marks.map((mark) => dom.make("span", {class: "mark warning"}, mark)),
+      // That the plug-in passes a box over is no fault of the file.
+      ...box.marks.map((mark) => dom.make("span",
+        {class: mark.startsWith("ignored") ? "mark note" : "mark warning"}, mark)),
     ];
   },
 
-  // Names and values of a box's fields, or nothing.
+  // What the box's fields say, or nothing.
   fields(box) {
     if (box.fields.length === 0) return null;
     return dom.make("div", {class: "fields"},
-      box.fields.map((field) => `${field.name} ${field.value}`).join(" · "));
+      box.fields.join(" · "));
   },
 
   item(node) {

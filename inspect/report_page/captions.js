@@ -14,17 +14,20 @@ const captions = {
   },
 
   interleaving(report) {
-    const lines = "Where in the file the data of each moment lies. Lines that run close together can be read in one go";
-    if (report.seeks.count === 0) return `${lines}; a player never has to seek.`;
+    const lines = "Where in the file the data of each moment lies. Tracks whose lines run close together can be read in one go.";
+    if (report.seeks === null) return lines;
+    if (report.seeks.count === 0) return `${lines} A host that plays the file never has to seek.`;
     const shown = report.seeks.count === report.seeks.shown.length ? ""
-      : `, of which ${format.count(report.seeks.shown.length)} are marked`;
-    return `${lines}. A player that reads the packets by their time seeks ${format.counted(report.seeks.count, "time")}${shown}.`;
+      : `, of which the first ${format.count(report.seeks.shown.length)} are marked`;
+    return `${lines} A host that plays the file seeks ${format.counted(report.seeks.count, "time")}${shown}.`;
   },
 
   sizes(track) {
     const point = track.sizes.samples_per_point;
     const group = point === 1 ? "" : ` Each point stands for ${format.counted(point, "sample")}: the largest and the smallest.`;
-    const all = track.every_sample_is_key ? "every one a key frame" : format.counted(track.key_frames, "key frame");
-    return `${format.counted(track.samples, "sample")}, ${all}.${group}`;
+    const all = track.key_frames === track.samples ? "every one a key frame" : format.counted(track.key_frames, "key frame");
+    const rest = track.samples_left_out === 0 ? ""
+      : ` Not looked at: ${format.counted(track.samples_left_out, "further sample")}.`;
+    return `${format.counted(track.samples, "sample")}, ${all}.${group}${rest}`;
   },
 };

@@ -15,11 +15,18 @@ const dom = {
     return text === null || text === "" ? dom.make("span", {class: "none"}, "none") : text;
   },
 
+  // A text that would make its row very high scrolls inside it.
+  cell(content) {
+    if (content === null) return "";
+    if (typeof content !== "string" || content.length < 400) return content;
+    return dom.make("div", {class: "long", tabindex: "0"}, content);
+  },
+
   // columns: [{name, class}]; rows: lists of texts or elements, null where there is nothing.
   table(columns, rows) {
     const head = columns.map((column) => dom.make("th", {scope: "col", class: column.class}, column.name));
     const body = rows.map((row) => dom.make("tr", {},
-      ...row.map((cell, i) => dom.make("td", {class: columns[i].class}, cell === null ? "" : cell))));
+      ...row.map((cell, i) => dom.make("td", {class: columns[i].class}, dom.cell(cell)))));
     const tall = rows.length > 12 ? "frame tall" : "frame";
     return dom.make("div", {class: tall, tabindex: "0"}, dom.make("table", {},
       dom.make("thead", {}, dom.make("tr", {}, ...head)), dom.make("tbody", {}, ...body)));

@@ -41,6 +41,7 @@
   section("facts", "Facts", sections.facts(report), "half");
   section("covers", "Pictures", sections.covers(report), "half");
   section("check", "Check", sections.check(report));
+  if (report.losses.length > 0) section("losses", "Not delivered", sections.losses(report));
   section("chapters", "Chapters", sections.chapters(report));
   section("tags", "Tags", sections.tags(report));
 

@@ -4,6 +4,13 @@
 const plots = {
   drawn: [],
 
+  // Distances between the ticks of the time axis that are round on a clock.
+  clockSteps: [
+    0.001, 0.002, 0.005, 0.01, 0.02, 0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30,
+    ...[1, 2, 5, 10, 15, 30].map((minutes) => 60 * minutes),
+    ...[1, 2, 5, 10, 20, 50, 100, 200, 500, 1000].map((hours) => 3600 * hours),
+  ],
+
   color(name) {
     return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
   },
@@ -34,11 +41,14 @@ const plots = {
     const options = {
       width: entry.place.clientWidth,
       height: wanted.height,
+      padding: [8, 28, 0, 0],  // the label of the last tick needs room at the right
       scales: {x: {time: false}, y: {range: (chart, low, high) => [0, high > 0 ? high * 1.05 : 1]}},
       axes: [
-        {...axis, values: (chart, ticks) => ticks.map((tick) => format.clock(tick, plots.decimals(ticks))), space: 80},
+        {...axis, values: (chart, ticks) => ticks.map((tick) => format.clock(tick, plots.decimals(ticks))),
+          incrs: plots.clockSteps, space: 80},
         {...axis, values: (chart, ticks) => ticks.map(wanted.axis), size: plots.axisWidth},
       ],
+      bands: wanted.bands ?? [],
       series: [{label: "time", value: (chart, time) => time === null ? "–" : format.clock(time)}, ...wanted.series],
       cursor: {drag: {x: true, y: false}},
       legend: {live: true},
@@ -94,7 +104,7 @@ const plots = {
     const tracks = report.tracks.filter((track) => track.place.time.length > 0);
     const parts = tracks.map((track) => [track.place.time, track.place.offset]);
     const series = tracks.map((track, i) => plots.line(plots.trackName(track), plots.trackColor(i), format.bytes));
-    if (report.seeks.shown.length > 0) {
+    if (report.seeks !== null && report.seeks.shown.length > 0) {
       parts.push(plots.rising(report.seeks.shown.map((seek) => [seek.time, seek.to])));
       series.push(plots.dots("seek to", plots.color("--seek"), format.bytes, 7));
     }
@@ -113,14 +123,16 @@ const plots = {
     const color = plots.trackColor(i);
     const series = [plots.line(sizes.samples_per_point === 1 ? "size" : "largest", color, format.bytes)];
     const parts = [[sizes.time, sizes.largest]];
+    const bands = [];
     if (sizes.samples_per_point > 1) {
       series.push(plots.line("smallest", color, format.bytes, {dash: [4, 4]}));
       parts.push([sizes.time, sizes.smallest]);
+      bands.push({series: [1, 2], fill: `${color}40`});
     }
     if (sizes.key_time.length > 0) {
       series.push(plots.dots("key frame", plots.color("--key"), format.bytes, 6));
       parts.push([sizes.key_time, sizes.key_size]);
     }
-    return {height: 220, axis: format.bytes, series, data: uPlot.join(parts)};
+    return {height: 220, axis: format.bytes, series, bands, data: uPlot.join(parts)};
   },
 };

@@ -9,22 +9,39 @@ const sections = {
   },
 
   chapters(report) {
-    if (report.chapters.length === 0) {
+    if (report.chapters.length === 0 && report.other_chapters.length === 0) {
       return [dom.make("p", {class: "none"}, "The file has no chapters.")];
     }
-    const columns = [
-      {name: "", class: "number"},
-      {name: "Start in the file", class: "time"}, {name: "Title in the file", class: "text"},
-      {name: "Start as played", class: "time"}, {name: "Title as played", class: "text"},
+    return [
+      report.chapters.length === 0 ? null : sections.readChapters(report.chapters),
+      ...report.other_chapters.flatMap(sections.otherChapters),
     ];
-    const rows = report.chapters.map((chapter, i) => [
-      String(i + 1),
-      chapter.file ? format.clock(chapter.file.start) : null,
-      chapter.file ? dom.orNone(chapter.file.title) : null,
-      chapter.plugin ? format.clock(chapter.plugin.start) : null,
-      chapter.plugin ? dom.orNone(chapter.plugin.title) : null,
+  },
+
+  // In the file, and as the plug-in tells them; the former only where the file has any.
+  readChapters(chapters) {
+    const inFile = chapters.some((chapter) => chapter.file !== null);
+    const told = chapters.some((chapter) => chapter.plugin !== null);
+    const columns = [{name: "", class: "number"}];
+    if (inFile) columns.push({name: "Start in the file", class: "time"}, {name: "Title in the file", class: "text"});
+    if (told) columns.push({name: "Start as told", class: "time"}, {name: "Title as told", class: "text"});
+    const cells = (mark) => mark === null ? [null, null] : [format.clock(mark.start), dom.orNone(mark.title)];
+    const rows = chapters.map((chapter, i) => [
+      String(i + 1), ...(inFile ? cells(chapter.file) : []), ...(told ? cells(chapter.plugin) : []),
     ]);
-    return [dom.table(columns, rows)];
+    return dom.table(columns, rows);
+  },
+
+  // A list that the plug-in does not read.
+  otherChapters(list) {
+    const columns = [{name: "", class: "number"}, {name: "Start", class: "time"}, {name: "Title", class: "text"}];
+    const rows = list.chapters.map((chapter, i) => [
+      String(i + 1), format.clock(chapter.start), dom.orNone(chapter.title),
+    ]);
+    return [
+      dom.make("h3", {}, "Not read by the plug-in: ", dom.make("span", {class: "path"}, list.path)),
+      dom.table(columns, rows),
+    ];
   },
 
   tags(report) {
@@ -47,12 +64,16 @@ const sections = {
     return [dom.make("div", {class: "covers"}, ...figures)];
   },
 
+  // What a host does not get of a file that plays.
+  losses(report) {
+    return [dom.make("ul", {}, ...report.losses.map((loss) => dom.make("li", {}, loss)))];
+  },
+
   check(report) {
-    if (report.findings.length === 0) return [dom.make("p", {}, "Nothing is wrong with the file.")];
+    if (report.findings.length === 0) return [dom.make("p", {}, "No faults.")];
     const items = report.findings.map((finding) => dom.make("li", {},
       dom.make("span", {class: `mark ${finding.severity}`}, finding.severity), " ",
-      finding.message,
-      finding.path === null ? null : dom.make("div", {class: "path quiet"}, finding.path)));
+      finding.track === null ? null : `track ${finding.track}: `, finding.message));
     return [dom.make("ul", {class: "findings"}, ...items)];
   },
 };
