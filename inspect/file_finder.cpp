@@ -10,11 +10,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Names of files that a sorted folder holds at one time, and names of subfolders, which stay while
-/// one of them is searched.
-constexpr size_t kFilesAtATime = 65'536;
-constexpr size_t kSubfoldersAtATime = 1024;
-
 FoundFile unreadable(const fs::path& name, const std::string& what, std::error_code reason) {
   return {FoundFile::Kind::unreadable, name, what + " can't be read: " + reason.message() + "."};
 }
@@ -62,7 +57,8 @@ class FileFinder::FolderAsItIs final : public Folder {
 /// Files, then subfolders, each by name.
 class FileFinder::SortedFolder final : public Folder {
  public:
-  SortedFolder(const fs::path& folder, std::error_code& reason) : Folder(folder) {
+  SortedFolder(const fs::path& folder, const FindOptions& options, std::error_code& reason)
+      : Folder(folder), options_(options) {
     readPiece(reason);
   }
 
@@ -85,7 +81,7 @@ class FileFinder::SortedFolder final : public Folder {
  private:
   /// Keeps the smallest names that come after the last one.
   void readPiece(std::error_code& reason) {
-    const size_t most = subfolders_ ? kSubfoldersAtATime : kFilesAtATime;
+    const size_t most = subfolders_ ? options_.subfoldersAtATime : options_.filesAtATime;
     pieceIsLast_ = true;
     for (fs::directory_iterator entry(path(), reason); !reason && entry != fs::directory_iterator();
          entry.increment(reason)) {
@@ -106,6 +102,7 @@ class FileFinder::SortedFolder final : public Folder {
     }
   };
 
+  const FindOptions& options_;
   std::set<fs::path, ByBytes> names_;
   std::optional<fs::path> after_;
   bool subfolders_ = false;
@@ -167,7 +164,7 @@ bool FileFinder::enter(const fs::path& folder, FoundFile& found) {
   std::error_code reason;
   std::unique_ptr<Folder> entered;
   if (options_.sorted) {
-    entered = std::make_unique<SortedFolder>(folder, reason);
+    entered = std::make_unique<SortedFolder>(folder, options_, reason);
   } else {
     entered = std::make_unique<FolderAsItIs>(folder, reason);
   }

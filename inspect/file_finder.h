@@ -27,6 +27,10 @@ struct FindOptions {
   /// The files of a folder by name, byte for byte, then its subfolders in the same way.
   bool sorted = false;
   bool everyName = false;  ///< also files whose names don't end like those of MP4 files
+  /// Names that a sorted folder holds at one time: of files, and of subfolders, which stay while
+  /// one of them is searched.
+  size_t filesAtATime = 65'536;
+  size_t subfoldersAtATime = 1024;
 };
 
 /// Memory: one piece of the names in one folder, and small pieces for the folders around it. A

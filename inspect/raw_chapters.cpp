@@ -1,7 +1,12 @@
 #include "inspect/raw_chapters.h"
 
+#include <algorithm>
+
+#include "cli/text.h"
 #include "inspect/box_walker.h"
+#include "inspect/movie_map.h"
 #include "inspect/payload.h"
+#include "inspect/sample_reader.h"
 
 namespace inspect {
 namespace {
@@ -47,11 +52,67 @@ class ChapterVisitor final : public BoxVisitor {
   File& file_;
 };
 
+// Sample of a text track: u16 length, u8 text[length] (UTF-8, or UTF-16 after a byte order mark),
+// and boxes that tell how it looks
+std::string sampleText(File& file, const Sample& sample) {
+  Payload payload(file, std::min(sample.offset, file.size()), std::min(sample.end(), file.size()));
+  const uint16_t length = payload.u16();
+  const std::string bytes = payload.bytes(std::min<uint64_t>(length, payload.left()));
+  if (!bytes.starts_with("\xfe\xff")) return bytes;
+  std::u16string units;
+  for (size_t i = 2; i + 1 < bytes.size(); i += 2) {
+    units.push_back(static_cast<char16_t>(static_cast<uint8_t>(bytes[i]) << 8 |
+                                          static_cast<uint8_t>(bytes[i + 1])));
+  }
+  return cli::toUtf8(units);
+}
+
+RawChapterList readTrack(File& file, const TrackMap& track) {
+  RawChapterList list;
+  list.kind = RawChapterList::Kind::track;
+  list.path = "/moov/trak" + (track.number == 0 ? "" : "[" + std::to_string(track.number) + "]");
+  list.offset = track.offset;
+  SampleReader reader(file, track);
+  Sample sample;
+  while (list.chapters.size() < kMostTrackChapters && reader.next(sample)) {
+    if (!sample.hasSize || !sample.hasPlace || sample.end() > file.size()) {
+      list.isCutShort = true;
+      break;
+    }
+    constexpr double kHundredNsPerSecond = 1e7;
+    const double seconds =
+        track.timescale == 0 ? 0 : static_cast<double>(sample.decodeTime) / track.timescale;
+    list.chapters.push_back({static_cast<uint64_t>(std::min(seconds, 1e12) * kHundredNsPerSecond),
+                             sampleText(file, sample)});
+  }
+  list.isCutShort = list.isCutShort || list.chapters.size() < reader.count();
+  return list;
+}
+
+bool isTextTrack(const TrackMap& track) {
+  return std::any_of(track.entries.begin(), track.entries.end(), [](const SampleEntry& entry) {
+    return entry.type == fourCC("text") || entry.type == fourCC("tx3g");
+  });
+}
+
+/// The text tracks that others name as their chapters. Pictures of chapters are none.
+void readTracks(File& file, std::vector<RawChapterList>& lists) {
+  const MovieMap map = readMovieMap(file);
+  for (const TrackMap& track : map.tracks) {
+    const bool isNamed = std::any_of(map.tracks.begin(), map.tracks.end(), [&](const auto& other) {
+      const auto& named = other.chapterTracks;
+      return std::find(named.begin(), named.end(), track.id) != named.end();
+    });
+    if (isNamed && isTextTrack(track)) lists.push_back(readTrack(file, track));
+  }
+}
+
 }  // namespace
 
 std::vector<RawChapterList> readRawChapters(File& file) {
   ChapterVisitor visitor(file);
   walkBoxes(file, visitor);
+  readTracks(file, visitor.lists);
   return std::move(visitor.lists);
 }
 

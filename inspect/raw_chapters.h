@@ -28,6 +28,9 @@ struct RawChapterList {
   std::vector<RawChapter> chapters;
 };
 
+/// Chapters of a track that are read at most.
+inline constexpr size_t kMostTrackChapters = 65'536;
+
 /// All lists in file order, lists before tracks.
 std::vector<RawChapterList> readRawChapters(File& file);
 

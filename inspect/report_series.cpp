@@ -94,10 +94,11 @@ class Collector {
 
 }  // namespace
 
-TrackSeries readTrackSeries(File& file, const TrackMap& track, const std::function<void()>& poll) {
+TrackSeries readTrackSeries(File& file, const TrackMap& track, const std::function<void()>& poll,
+                            uint64_t mostSamples) {
   constexpr uint64_t kSamplesBetweenPolls = 65536;
   SampleReader reader(file, track);
-  const uint64_t wanted = std::min(reader.count(), kMostSamples);
+  const uint64_t wanted = std::min(reader.count(), mostSamples);
   Collector collector(track, wanted);
   Sample sample;
   for (uint64_t i = 0; i < wanted && reader.next(sample); ++i) {

@@ -49,6 +49,8 @@ inline constexpr uint64_t kMostBitRates = 40'000;
 inline constexpr uint64_t kMostSamples = 20'000'000;
 
 /// @param poll  called now and then; may throw to end a long look
-TrackSeries readTrackSeries(File& file, const TrackMap& track, const std::function<void()>& poll);
+/// @param mostSamples  how many are looked at
+TrackSeries readTrackSeries(File& file, const TrackMap& track, const std::function<void()>& poll,
+                            uint64_t mostSamples = kMostSamples);
 
 }  // namespace inspect

@@ -70,8 +70,8 @@ class Scan final : public Command {
   const char* notes() const override {
     return "Each line is a JSON object: whether the file opens or why it is refused, tracks,\n"
            "duration, chapters, number of tags, and the seconds taken. Files count by their\n"
-           "names (mp4, m4a, m4b, mov, 3gp and so on) unless they are named themselves. Links\n"
-           "to files are followed, links to folders are not. Devices, pipes and what can't be\n"
+           "names (mp4, m4a, m4b, mov, 3gp and so on) unless named themselves. Links to\n"
+           "files are followed, links to folders are not. Devices, pipes and what can't be\n"
            "read get a line too, and the rest goes on. A count goes to standard error.\n"
            "The exit status is 3 when something could not be read; refused files don't count.";
   }

@@ -63,6 +63,33 @@ TEST(InspectChapters, OfAListThatIsCutAreShownAsFarAsTheyGo) {
   EXPECT_EQ(document["plugin"]["opens"], false);
 }
 
+TEST(InspectChapters, OfAChapterTrackAreShownThoughThePlugInReadsNone) {
+  const auto tkhd = [](uint32_t id) {
+    return box("tkhd", full(0, 7), zeros(8), u32(id), zeros(68));
+  };
+  MediaTrack audio = aacTrack({});
+  audio.boxes.tkhd = join(tkhd(1), box("tref", box("chap", u32(2))));
+  MediaTrack titles;
+  titles.boxes.tkhd = tkhd(2);
+  titles.boxes.timescale = 10;
+  titles.boxes.stsd = stsd(otherEntry());
+  titles.boxes.stts = stts({{1, 15}, {1, 5}});
+  titles.samples = {join(u16(3), text("One")), join(u16(4), raw({0xfe, 0xff, 0x30, 0x42}))};
+  const ScratchMovie movie(movieFile({.tracks = {audio, titles}}).bytes);
+  const auto lists = movie.json("chapters")["lists"];
+  ASSERT_EQ(lists.size(), 1u);
+  EXPECT_EQ(lists[0]["kind"], "track");
+  EXPECT_EQ(lists[0]["path"], "/moov/trak[1]");
+  EXPECT_EQ(lists[0]["read_by_plugin"], false);
+  EXPECT_EQ(lists[0]["cut_short"], false);
+  EXPECT_EQ(lists[0]["chapters"][0]["title"], "One");
+  EXPECT_EQ(lists[0]["chapters"][1]["title"], "\u3042");
+  EXPECT_EQ(lists[0]["chapters"][1]["start"], 1.5);
+  EXPECT_THAT(
+      movie.run("chapters").out,
+      HasSubstr("/moov/trak[1], a chapter track: 2 chapters\n      not read by the plug-in\n"));
+}
+
 TEST(InspectChapters, WithoutAListAreOneOfTheWholeFile) {
   const ScratchMovie movie = movieWith({});
   EXPECT_EQ(movie.run("chapters").out,
