@@ -32,9 +32,9 @@ class Report final : public Command {
   const char* help() const override { return "Write a page that shows a file, for a browser."; }
   const char* notes() const override {
     return "The page is one file that loads nothing from elsewhere: facts, chapters, tags,\n"
-           "pictures, what check finds, bit rate, interleaving, sample sizes with key frames,\n"
-           "and the tree of boxes. A file that exists is replaced only with --force; links,\n"
-           "folders, devices and pipes never are.";
+           "pictures, what check finds, bit rate, interleaving, sample sizes with key\n"
+           "frames, and the tree of boxes. A page that exists is replaced only with --force;\n"
+           "links, folders, devices and pipes never are.";
   }
   void addOptions(CLI::App& app) override {
     addFile(app, file_);

@@ -73,7 +73,7 @@ class Scan final : public Command {
            "names (mp4, m4a, m4b, mov, 3gp and so on) unless named themselves. Links to\n"
            "files are followed, links to folders are not. Devices, pipes and what can't be\n"
            "read get a line too, and the rest goes on. A count goes to standard error.\n"
-           "The exit status is 3 when something could not be read; refused files don't count.";
+           "The exit status is 3 when something could not be read, whatever was refused.";
   }
   void addOptions(CLI::App& app) override {
     app.add_option("FOLDER", names_, "Folders, or files")->type_name("");

@@ -300,16 +300,27 @@ class Looker:
             self.check("hostile", [f"the policy was not what stopped the scripts: {refused}"])
 
     def opens_soon(self, page):
-        """The best of three: the other programs of the machine have their share of the others."""
-        seconds = []
+        """The page's own work counts, in processor time: other programs may keep the machine busy."""
+        works, waits = [], []
         for _ in range(3):
+            self.driver.get("about:blank")
+            self.driver.execute_cdp_cmd("Performance.disable", {})
+            self.driver.execute_cdp_cmd("Performance.enable", {"timeDomain": "threadTicks"})
             self.show(page, 1600, "light")
-            seconds.append(self.driver.execute_script(
+            works.append(self.work())
+            waits.append(self.driver.execute_script(
                 "return performance.getEntriesByType('navigation')[0].loadEventEnd / 1000"))
         size = page.stat().st_size
-        print(f"{LONG_SECONDS // 3600} h of audio: {size:,} bytes, opens in {min(seconds):.2f} s")
-        self.check("long", [f"it opens in {min(seconds):.2f} s"] if min(seconds) >= MOST_SECONDS else [])
+        print(f"{LONG_SECONDS // 3600} h of audio: {size:,} bytes, opens in {min(waits):.2f} s, "
+              f"of which the page works {min(works):.2f} s")
+        self.check("long", [f"it works for {min(works):.2f} s"] if min(works) >= MOST_SECONDS else [])
+        self.check("long", [f"no work was measured: {works}"] if min(works) <= 0 else [])
         self.check("long", [f"it has {size} bytes"] if size >= MOST_BYTES else [])
+
+    def work(self):
+        """Processor time of the page's thread since the measurement was switched on, in seconds."""
+        metrics = self.driver.execute_cdp_cmd("Performance.getMetrics", {})["metrics"]
+        return next(metric["value"] for metric in metrics if metric["name"] == "ThreadTime")
 
 
 def main():
