@@ -69,9 +69,12 @@ void Demuxer::cancel() { token_.setClosing(true); }
 
 bool Demuxer::activate(bool active) {
   if (!active) cancel();
-  const std::lock_guard<std::mutex> lock(seekMutex_);
-  active_ = active;
-  if (active) return gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+  {
+    // A seek that is under way ends first; those that follow don't start the task again.
+    const std::lock_guard<std::mutex> lock(seekMutex_);
+    active_ = active;
+    if (active) return gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+  }
   return gst_pad_stop_task(sinkPad_);
 }
 
@@ -83,8 +86,8 @@ void Demuxer::closeFile() {
     gst_pad_set_active(output.pad, FALSE);
     gst_element_remove_pad(element_, output.pad);
   }
-  outputs_.clear();
   GST_OBJECT_LOCK(element_);
+  outputs_.clear();
   chapters_.clear();
   hasToc_ = false;
   GST_OBJECT_UNLOCK(element_);
@@ -176,7 +179,9 @@ void Demuxer::addOutput(StreamKind kind, const char* name, GstCaps* caps, guint 
   gst_pad_push_event(output.pad, gst_event_new_caps(caps));
   gst_caps_unref(caps);
 
+  GST_OBJECT_LOCK(element_);
   outputs_.push_back(output);
+  GST_OBJECT_UNLOCK(element_);
   gst_flow_combiner_add_pad(flows_, output.pad);
   gst_element_add_pad(element_, output.pad);
 }
@@ -412,7 +417,11 @@ void Demuxer::fail(const Failure& failure) {
 }
 
 void Demuxer::pushToOutputs(GstEvent* event) {
-  for (const Output& output : outputs_) gst_pad_push_event(output.pad, gst_event_ref(event));
+  std::vector<GstPad*> pads;
+  GST_OBJECT_LOCK(element_);
+  for (const Output& output : outputs_) pads.push_back(output.pad);
+  GST_OBJECT_UNLOCK(element_);
+  for (GstPad* const pad : pads) gst_pad_push_event(pad, gst_event_ref(event));
   gst_event_unref(event);
 }
 

@@ -89,7 +89,8 @@ class Demuxer {
   bool active_ = false;   // guarded by seekMutex_
   std::atomic<bool> opened_{false};
 
-  // Of the streaming thread, or of who holds its lock.
+  // Of the streaming thread, or of who holds its lock. Outputs come and go under the element's
+  // object lock, too, for a flush that begins in another thread.
   std::vector<Output> outputs_;
   GstFlowCombiner* flows_;
   bool seekPending_ = false;
