@@ -27,6 +27,7 @@ bool readBoxHeader(ByteStream& stream, BoxHeader& header) {
   }
   uint64_t size = 0;
   for (int i = 0; i < 4; ++i) size = size << 8 | raw[i];
+  header.type = fourCCFrom(raw + 4);  // before the next read, which may take the window away
   header.headerSize = kShortHeaderBytes;
   if (size == kSizeFollowsType) {
     header.headerSize = kLongHeaderBytes;
@@ -36,7 +37,6 @@ bool readBoxHeader(ByteStream& stream, BoxHeader& header) {
   // size below that of the header.
   if (size < header.headerSize) throw exception(kInvalidBoxHeader);
   header.payloadSize = size - header.headerSize;
-  header.type = fourCCFrom(raw + 4);
   return true;
 }
 

@@ -92,6 +92,18 @@ TEST(ReadHead, AValueInTwoWindowsIsReadByTheSource) {
   EXPECT_EQ(source.take(), Log{});
 }
 
+TEST(ReadHead, ABoxKeepsItsTypeWhenItsLongSizeLiesPastTheWindow) {
+  LendingSource source(join(box("free"), largeBoxClaiming(16, "moov")), 16);
+  HostStreamAdapter file(source, 24, &source);
+  BoxHeader header;
+  ASSERT_TRUE(readBoxHeader(file, header));
+  source.log.clear();
+  ASSERT_TRUE(readBoxHeader(file, header));
+  EXPECT_EQ(source.take(), (Log{"poll", "used 8", "read 8"}));
+  EXPECT_EQ(header.type, fourCC("moov"));
+  EXPECT_EQ(header.headerSize, 16u);
+}
+
 TEST(ReadHead, EveryEnclosingBoxCountsWhatTheInnermostTakes) {
   LendingSource source(counting(100), 64);
   HostStreamAdapter file(source, 100, &source);
