@@ -68,13 +68,16 @@ class Mapper final : public BoxVisitor {
       if (!track.entries.empty()) readConfiguration(box, track.entries.back());
       return Go::past;
     }
+    // A box in another place than its own is passed over, as the library does.
     switch (box.type) {
       case fourCC("mdia"):
-      case fourCC("minf"):
       case fourCC("edts"):
-      case fourCC("stbl"):
       case fourCC("tref"):
-        return Go::into;
+        return box.isIn(fourCC("trak")) ? Go::into : Go::past;
+      case fourCC("minf"):
+        return box.isIn(fourCC("mdia")) ? Go::into : Go::past;
+      case fourCC("stbl"):
+        return box.isIn(fourCC("minf")) ? Go::into : Go::past;
       case fourCC("stsd"):
         return box.isIn(fourCC("stbl")) ? Go::into : Go::past;
       default:
@@ -89,6 +92,7 @@ class Mapper final : public BoxVisitor {
     in.skip(3);
     switch (box.type) {
       case fourCC("tkhd"):
+        if (!box.isIn(fourCC("trak"))) return;
         in.word(version);
         in.word(version);
         track.id = in.u32();
@@ -96,6 +100,7 @@ class Mapper final : public BoxVisitor {
         track.headerDuration = in.word(version);
         return;
       case fourCC("mdhd"):
+        if (!box.isIn(fourCC("mdia"))) return;
         track.hasMediaHeader = true;
         track.mediaHeaderVersion = version;
         in.word(version);
@@ -110,6 +115,7 @@ class Mapper final : public BoxVisitor {
         track.handler = type(in);
         return;
       case fourCC("elst"):
+        if (!box.isIn(fourCC("edts"))) return;
         readEdits(in, version, track);
         return;
       case fourCC("chap"):

@@ -98,6 +98,17 @@ TEST(SampleReader, FollowsOddTablesAsTheLibraryDoes) {
   }
 }
 
+TEST(SampleReader, PassesOverTablesThatStandInTheWrongPlace) {
+  const Bytes tables = box("stbl", stszConstant(7, 12), stts({{99, 1}}));
+  MediaTrack film = avcTrack();
+  film.boxes.stco = join(stco({100, 200, 300, 400, 500, 600}),
+                         box("mdia", mdhd({.timescale = 7}), box("minf", tables)));
+  const ScratchMovie movie(movieFile({.tracks = {film}}).bytes);
+  inspect::File file(movie.file());
+  expectTheLibrarysSamples(file);
+  EXPECT_EQ(inspect::readMovieMap(file).tracks.at(0).timescale, 25000u);
+}
+
 TEST(SampleReader, LeavesOutTheSizesThatAreNotThere) {
   MediaTrack sound = aacTrack({.samples = 20});
   sound.boxes.stsz = stsz({24, 25, 26});
