@@ -45,8 +45,10 @@ struct RemoveInput {
 };
 
 void writeInput(const uint8_t* data, size_t size) {
+  // The name was made first, so that it is still there when the file is removed.
+  const fs::path& name = inputFile();
   static const RemoveInput removeAtTheEnd;
-  std::FILE* const file = std::fopen(inputFile().c_str(), "wb");
+  std::FILE* const file = std::fopen(name.c_str(), "wb");
   REQUIRE(file != nullptr);
   if (size > 0) REQUIRE(std::fwrite(data, 1, size, file) == size);
   REQUIRE(std::fclose(file) == 0);
