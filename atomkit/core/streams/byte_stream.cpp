@@ -29,7 +29,7 @@ uint32_t HostStreamAdapter::read(void* buffer, uint32_t count) {
   if (done <= count) {
     head_.advance(done);
   } else {
-    lost_ += done;
+    head_.lose(done);
   }
   head_.openWindow();
   return done;
@@ -40,7 +40,7 @@ uint64_t HostStreamAdapter::skip(uint64_t count) {
   if (done <= count) {
     head_.advancePast(done);
   } else {
-    lost_ += done;
+    head_.lose(done);
   }
   head_.openWindow();
   return done;
@@ -49,7 +49,7 @@ uint64_t HostStreamAdapter::skip(uint64_t count) {
 void HostStreamAdapter::readExact(void* buffer, uint32_t count) {
   const uint32_t done = readFromSource(buffer, count);
   if (done != count) {
-    lost_ += done;
+    head_.lose(done);
     throw exception(kReadPastFile);
   }
   head_.advance(done);
@@ -59,7 +59,7 @@ void HostStreamAdapter::readExact(void* buffer, uint32_t count) {
 void HostStreamAdapter::skipExact(uint64_t count) {
   const uint64_t done = skipInSource(count);
   if (done != count) {
-    lost_ += done;
+    head_.lose(done);
     throw exception(kSkipPastFile);
   }
   head_.advancePast(done);
@@ -67,7 +67,7 @@ void HostStreamAdapter::skipExact(uint64_t count) {
 }
 
 void HostStreamAdapter::requireBytes(uint64_t count) {
-  const uint64_t passed = position() + lost_;
+  const uint64_t passed = head_.passed();
   const uint64_t available = length_ > passed ? length_ - passed : 0;
   if (length_ != kUnknownLength && count > available) throw exception(kReadPastFile);
 }

@@ -94,7 +94,6 @@ class HostStreamAdapter final : public ByteStream {
   ReadHead head_;
   ByteSource* source_;
   uint64_t length_;
-  uint64_t lost_ = 0;  // bytes that the source passed in exact operations that failed
 };
 
 /// The payload of one box: reading ends where the box ends.

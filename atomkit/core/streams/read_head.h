@@ -65,6 +65,16 @@ class ReadHead {
     windowEnd_ += count;
     skipped_ += count;
   }
+  /// Notes what the source passed in an exact operation that failed, which is not counted.
+  void lose(uint64_t count) noexcept { lost_ += count; }
+  /// Takes back what was counted of an exact read in pieces, of which the last one failed, so that
+  /// no enclosing box counts it. @pre there is no window
+  void loseCounted(uint64_t count) noexcept {
+    windowEnd_ -= count;
+    lost_ += count;
+  }
+  /// Bytes that the source has passed, counted or lost.
+  uint64_t passed() const noexcept { return position() + lost_; }
   /// Bytes that were read, or lie in the window: what the file has shown that it holds.
   uint64_t arrived() const noexcept { return windowEnd_ - skipped_; }
 
@@ -88,6 +98,7 @@ class ReadHead {
   const uint8_t* begin_ = nullptr;
   uint32_t passedOver_ = 0;  // bytes of the window that were skipped
   uint64_t skipped_ = 0;     // bytes that were skipped, in all
+  uint64_t lost_ = 0;        // bytes that the source passed in exact operations that failed
   WindowLender* lender_;
 };
 

@@ -47,7 +47,17 @@ void readU64Array(ByteStream& stream, uint64_t* values, uint32_t count) {
 }
 
 void* readBlock(ByteStream& stream, uint32_t count, SpareRoom spare, const char* outOfMemory) {
-  const auto read = [&](uint8_t* to, uint32_t bytes) { stream.readExact(to, bytes); };
+  // To the boxes it is one exact read, which counts as a whole or not at all.
+  uint32_t counted = 0;
+  const auto read = [&](uint8_t* to, uint32_t bytes) {
+    try {
+      stream.readExact(to, bytes);
+    } catch (...) {
+      stream.head().loseCounted(counted);
+      throw;
+    }
+    counted += bytes;
+  };
   ArrivingBlock block(stream, count, spare, outOfMemory);
   block.begin(read);
   const uint32_t done = block.gather();

@@ -203,6 +203,20 @@ TEST(ValueReaders, BytesAreWholeInHoweverManyPiecesTheyArrive) {
   }
 }
 
+TEST(ValueReaders, BytesThatEndEarlyCountForNoBoxHoweverManyPiecesHadArrived) {
+  MemorySource source(zeros(500'000));
+  HostStreamAdapter file(source, 3'000'000);
+  AtomReader outer(file, 2'500'000);
+  AtomReader box(outer, 2'000'000);
+  ByteArray bytes;
+  EXPECT_THROWS_MESSAGE(readBytes(box, bytes, 2'000'000), "attempting to read past end of file");
+  EXPECT_GT(source.reads, 2u);
+  EXPECT_EQ(box.remaining(), 2'000'000u);
+  EXPECT_EQ(outer.remaining(), 2'500'000u);
+  EXPECT_NO_THROW(file.requireBytes(2'500'000)) << "500,000 bytes are behind the source";
+  EXPECT_THROWS_MESSAGE(file.requireBytes(2'500'001), "attempting to read past end of file");
+}
+
 TEST(ValueReaders, AClaimTakesMemoryForWhatArrivesOnlyWhateverTheLengthOfTheSource) {
   for (const uint64_t length : {kUnknownLength, uint64_t{1} << 60}) {
     for (const uint32_t arriving : {0u, 1u, 65'536u, 65'537u, 100'000u, 1'000'000u}) {
