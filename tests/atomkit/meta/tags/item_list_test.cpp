@@ -367,7 +367,8 @@ TEST(ItemList, TextThatASourceOfUnknownLengthCannotHoldTakesLittleMemory) {
                                   readMetadata(kWantBoth, target, reader, size);
                                 }),
                         "attempting to skip past end of file");
-  EXPECT_LE(counted.largestBlock(), 65'536u + SharedString::kHeaderBytes + 1);
+  // What has arrived earns 1 3/4 of its size besides.
+  EXPECT_LE(counted.largestBlock(), 65'536u + 2 * source.size());
 }
 
 TEST(ItemList, TextOfMoreThan32BitsIsOutOfMemory) {
