@@ -105,6 +105,37 @@ TIOResult ReadCache::write(const void* buffer, uint32_t count, uint32_t* done, C
   return TIOResult::success;
 }
 
+/// Gives the block that holds the position, filled if need be and stamped as used now; none at the
+/// end of the stream.
+inline TIOResult ReadCache::blockAtPosition(Block*& block, CancelToken* token) {
+  if (token && token->isCancelled()) return TIOResult::cancelled;
+  block = findBlock(position_);
+  if (!block) {
+    const TIOResult result = fillAtPosition(block, token);
+    if (!block) return result;
+  }
+  block->useStamp = ++useClock_;
+  return TIOResult::success;
+}
+
+/// Fills a block that is to hold the position; gives none when that fails or the stream ends before
+/// it. A stream that is only read forward may need several blocks to get there.
+TIOResult ReadCache::fillAtPosition(Block*& block, CancelToken* token) {
+  for (;;) {
+    Block& filled = blockToFill();
+    const TIOResult result = fill(filled, token);
+    if (result != TIOResult::success) return result;
+    if (position_ - filled.start < filled.validLength) {
+      block = &filled;
+      return TIOResult::success;
+    }
+    // DELIBERATE D-007: a block that met the end of the stream is kept without a stamp of this use,
+    // so that it is the next to be replaced.
+    if (!forwardOnly_ || filled.validLength == 0) return TIOResult::success;
+    if (token && token->isCancelled()) return TIOResult::cancelled;
+  }
+}
+
 /// Moves `count` bytes on; copies them when `target` is not null.
 TIOResult ReadCache::copy(uint8_t* target, uint32_t count, uint32_t* done, CancelToken* token) {
   uint32_t copied = 0;
@@ -122,30 +153,6 @@ TIOResult ReadCache::copy(uint8_t* target, uint32_t count, uint32_t* done, Cance
     position_ += amount;
   }
   *done = copied;
-  return TIOResult::success;
-}
-
-/// Gives the block that holds the position, filled if need be and stamped as used now; none at the
-/// end of the stream.
-TIOResult ReadCache::blockAtPosition(Block*& block, CancelToken* token) {
-  do {
-    if (token && token->isCancelled()) return TIOResult::cancelled;
-    block = findBlock(position_);
-    if (!block) {
-      Block& filled = blockToFill();
-      const TIOResult result = fill(filled, token);
-      if (result != TIOResult::success) return result;
-      if (position_ - filled.start < filled.validLength) {
-        block = &filled;
-      } else if (!forwardOnly_ || filled.validLength == 0) {
-        // DELIBERATE D-007: a block that met the end of the stream is kept without a stamp of this
-        // use, so that it is the next to be replaced.
-        return TIOResult::success;
-      }
-    }
-    // A stream that is only read forward may need several blocks to get to the position.
-  } while (!block);
-  block->useStamp = ++useClock_;
   return TIOResult::success;
 }
 
@@ -184,7 +191,9 @@ void ReadCache::readInWindow(uint32_t count) {
 
 ReadCache::Block* ReadCache::findBlock(uint64_t position) noexcept {
   for (Block& block : blocks_) {
-    if (block.valid && block.start <= position && position - block.start < block.validLength) {
+    // The comparison that most blocks fail comes first. For a block after the position the
+    // difference wraps.
+    if (position - block.start < block.validLength && block.start <= position && block.valid) {
       return &block;
     }
   }

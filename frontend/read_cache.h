@@ -78,6 +78,7 @@ class ReadCache final : public HostStream {
   TIOResult copy(uint8_t* target, uint32_t count, uint32_t* done, CancelToken* token);
   TIOResult skipUnbounded(uint32_t count, uint32_t* done, CancelToken* token);
   TIOResult blockAtPosition(Block*& block, CancelToken* token);
+  TIOResult fillAtPosition(Block*& block, CancelToken* token);
   Block* findBlock(uint64_t position) noexcept;
   std::span<const uint8_t> restOf(const Block& block) const noexcept;
   Block& blockToFill();
