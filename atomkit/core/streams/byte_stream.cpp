@@ -88,7 +88,8 @@ uint64_t AtomReader::skip(uint64_t count) {
 
 void AtomReader::readExact(void* buffer, uint32_t count) {
   if (const uint8_t* const bytes = take(count)) {
-    std::memcpy(buffer, bytes, count);
+    // An empty array has no memory, and memcpy wants some even for no bytes.
+    if (count != 0) std::memcpy(buffer, bytes, count);
     return;
   }
   if (count > remaining()) throw exception(kReadPastAtom);
