@@ -24,8 +24,12 @@ else()
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_SECTION libs)
   set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-  # What the programs are linked with; libavformat among them, where it was found.
+  # What the programs are linked with, and what velahost loads when it writes MP4.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  get_property(libavformat_package GLOBAL PROPERTY VELA_LIBAVFORMAT_PACKAGE)
+  if(libavformat_package)
+    set(CPACK_DEBIAN_PACKAGE_RECOMMENDS ${libavformat_package})
+  endif()
 endif()
 # What Debian asks of every package.
 if(NOT WIN32)

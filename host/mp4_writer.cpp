@@ -1,10 +1,5 @@
 #include "host/mp4_writer.h"
 
-extern "C" {
-#include <libavformat/avformat.h>
-#include <libavutil/mem.h>
-}
-
 #include <algorithm>
 #include <cstring>
 #include <exception>
@@ -12,6 +7,7 @@ extern "C" {
 
 #include "host/failure.h"
 #include "host/key_pictures.h"
+#include "host/libavformat_library.h"
 #include "host/text.h"
 
 namespace velahost {
@@ -24,16 +20,16 @@ Failure cannot(const std::string& what) {
 }
 
 struct FreeContext {
-  void operator()(AVFormatContext* context) const { avformat_free_context(context); }
+  void operator()(AVFormatContext* context) const { libavformat().avformat_free_context(context); }
 };
 struct FreePacket {
-  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+  void operator()(AVPacket* packet) const { libavformat().av_packet_free(&packet); }
 };
 /// A place to write to or to read from, with a buffer of its own that libavformat may replace.
 struct FreeAccess {
   void operator()(AVIOContext* access) const {
-    av_freep(&access->buffer);
-    avio_context_free(&access);
+    libavformat().av_freep(&access->buffer);
+    libavformat().avio_context_free(&access);
   }
 };
 
@@ -48,7 +44,7 @@ AVCodecID codecOf(const vela::Guid& mediaId) {
 void setConfiguration(AVCodecParameters& parameters, const std::vector<uint8_t>& config) {
   if (config.empty()) return;
   parameters.extradata =
-      static_cast<uint8_t*>(av_mallocz(config.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+      static_cast<uint8_t*>(libavformat().av_mallocz(config.size() + AV_INPUT_BUFFER_PADDING_SIZE));
   if (!parameters.extradata) throw std::bad_alloc();
   std::memcpy(parameters.extradata, config.data(), config.size());
   parameters.extradata_size = static_cast<int>(config.size());
@@ -110,13 +106,13 @@ struct Mp4Writer::State {
   }
 
   static AVIOContext* access(Position& position, bool writes) {
-    auto* const buffer = static_cast<uint8_t*>(av_malloc(kBufferBytes));
-    AVIOContext* const made =
-        buffer ? avio_alloc_context(buffer, kBufferBytes, writes ? 1 : 0, &position,
-                                    writes ? nullptr : read, writes ? write : nullptr, seek)
-               : nullptr;
+    auto* const buffer = static_cast<uint8_t*>(libavformat().av_malloc(kBufferBytes));
+    AVIOContext* const made = buffer ? libavformat().avio_alloc_context(
+                                           buffer, kBufferBytes, writes ? 1 : 0, &position,
+                                           writes ? nullptr : read, writes ? write : nullptr, seek)
+                                     : nullptr;
     if (!made) {
-      av_free(buffer);
+      libavformat().av_free(buffer);
       throw std::bad_alloc();
     }
     return made;
@@ -144,12 +140,12 @@ struct Mp4Writer::State {
     if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
     if (result >= 0) return;
     char reason[AV_ERROR_MAX_STRING_SIZE] = "";
-    av_strerror(result, reason, sizeof reason);
+    libavformat().av_strerror(result, reason, sizeof reason);
     throw cannot(std::string(what) + " (" + reason + ")");
   }
 
   AVStream& addStream(AVMediaType type, const vela::Guid& mediaId, uint32_t ticks) {
-    AVStream* const stream = avformat_new_stream(context.get(), nullptr);
+    AVStream* const stream = libavformat().avformat_new_stream(context.get(), nullptr);
     if (!stream) throw std::bad_alloc();
     stream->codecpar->codec_type = type;
     stream->codecpar->codec_id = codecOf(mediaId);
@@ -165,7 +161,7 @@ struct Mp4Writer::State {
     AVCodecParameters& parameters = *stream.codecpar;
     parameters.sample_rate = static_cast<int>(settings.sampleRate);
     const int channels = std::clamp(static_cast<int>(settings.channels & 0xff), 1, 64);
-    av_channel_layout_default(&parameters.ch_layout, channels);
+    libavformat().av_channel_layout_default(&parameters.ch_layout, channels);
     parameters.frame_size = static_cast<int>(settings.packetFrames);
     setConfiguration(parameters, settings.format.config);
     audio = &stream;
@@ -187,15 +183,16 @@ struct Mp4Writer::State {
 
   void writePacket(const AVStream& stream, const std::vector<uint8_t>& bytes, int64_t shown,
                    int64_t decoded, int64_t duration, bool key) {
-    av_packet_unref(packet.get());
-    if (av_new_packet(packet.get(), static_cast<int>(bytes.size())) < 0) throw std::bad_alloc();
+    libavformat().av_packet_unref(packet.get());
+    if (libavformat().av_new_packet(packet.get(), static_cast<int>(bytes.size())) < 0)
+      throw std::bad_alloc();
     if (!bytes.empty()) std::memcpy(packet->data, bytes.data(), bytes.size());
     packet->stream_index = stream.index;
     packet->pts = shown;
     packet->dts = decoded;
     packet->duration = duration;
     if (key) packet->flags |= AV_PKT_FLAG_KEY;
-    require(av_write_frame(context.get(), packet.get()), "a packet is refused");
+    require(libavformat().av_write_frame(context.get(), packet.get()), "a packet is refused");
   }
 
   cli::OutputFile& file;
@@ -215,16 +212,17 @@ struct Mp4Writer::State {
 Mp4Writer::Mp4Writer(cli::OutputFile& file, const Mp4Settings& settings)
     : state_(std::make_unique<State>(file)) {
   State& state = *state_;
-  av_log_set_level(AV_LOG_QUIET);
+  libavformat().av_log_set_level(AV_LOG_QUIET);
   // The brand "M4A " is for sound alone, and has no place for MP3.
   const bool m4a = !settings.video && settings.audio &&
                    sameGuid(settings.audio->format.mediaId, vela::kMediaAac);
   AVFormatContext* made = nullptr;
-  state.require(avformat_alloc_output_context2(&made, nullptr, m4a ? "ipod" : "mp4", "out"),
-                "the library can't write it");
+  state.require(
+      libavformat().avformat_alloc_output_context2(&made, nullptr, m4a ? "ipod" : "mp4", "out"),
+      "the library can't write it");
   state.context.reset(made);
   state.output.reset(State::access(state.writing, true));
-  state.packet.reset(av_packet_alloc());
+  state.packet.reset(libavformat().av_packet_alloc());
   if (!state.packet) throw std::bad_alloc();
   made->pb = state.output.get();
   made->opaque = &state;
@@ -236,15 +234,15 @@ Mp4Writer::Mp4Writer(cli::OutputFile& file, const Mp4Settings& settings)
   if (settings.video) state.addVideo(*settings.video);
   if (settings.audio) state.addAudio(*settings.audio);
   for (const auto& [name, value] : settings.tags) {
-    av_dict_set(&made->metadata, name.c_str(), value.c_str(), 0);
+    libavformat().av_dict_set(&made->metadata, name.c_str(), value.c_str(), 0);
   }
   AVDictionary* options = nullptr;
-  av_dict_set(&options, "movflags", "+faststart", 0);
+  libavformat().av_dict_set(&options, "movflags", "+faststart", 0);
   // Edits are counted in the movie's unit: with the sound's own they are exact.
   const uint32_t ticks = settings.audio ? settings.audio->sampleRate : kVideoTicks;
-  av_dict_set_int(&options, "movie_timescale", ticks, 0);
-  const int result = avformat_write_header(made, &options);
-  av_dict_free(&options);
+  libavformat().av_dict_set_int(&options, "movie_timescale", ticks, 0);
+  const int result = libavformat().avformat_write_header(made, &options);
+  libavformat().av_dict_free(&options);
   state.require(result, "the library refuses its streams");
 }
 
@@ -267,8 +265,8 @@ void Mp4Writer::writeVideo(const std::vector<uint8_t>& packet, int64_t shown, in
 
 void Mp4Writer::finish() {
   State& state = *state_;
-  state.require(av_write_trailer(state.context.get()), "its movie box can't be made");
-  avio_flush(state.output.get());
+  state.require(libavformat().av_write_trailer(state.context.get()), "its movie box can't be made");
+  libavformat().avio_flush(state.output.get());
   state.require(state.output->error, "the last bytes can't be written");
 }
 
