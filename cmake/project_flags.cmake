@@ -61,6 +61,7 @@ set(VELA_HOT_SOURCES
   atomkit/core/streams/value_readers.cpp
   atomkit/core/streams/word_order.cpp
   atomkit/core/tables/place_indexes.cpp
+  atomkit/core/tables/run_index.cpp
   atomkit/core/tables/sample_tables.cpp
   atomkit/meta/timing/sample_cursor.cpp
   atomkit/meta/timing/timing_indexes.cpp
@@ -71,7 +72,11 @@ set(VELA_HOT_SOURCES
   frontend/seeking.cpp)
 # On the device, room is scarcer than time: only what runs for each table word is worth more.
 if(VELA_WINDOWS_CE)
-  set(VELA_HOT_SOURCES atomkit/core/streams/word_order.cpp)
+  set(VELA_HOT_SOURCES
+    atomkit/core/streams/table_readers.cpp
+    atomkit/core/streams/word_order.cpp
+    atomkit/core/tables/place_indexes.cpp
+    atomkit/core/tables/run_index.cpp)
 endif()
 foreach(source IN LISTS VELA_HOT_SOURCES)
   if(NOT EXISTS ${PROJECT_SOURCE_DIR}/${source})

@@ -138,14 +138,14 @@ int run(const std::string& sample) {
     {
       Player player(device, fileOf(sample));
       figure("open of the sample (H.264 and AAC, tags, chapters), instructions",
-             average(device, "createSplitterEx"), 60'000);
+             average(device, "createSplitterEx"), 61'000);
       player.start();
       player.play(1'000'000);
-      figure("  audio packet with payload, in order", average(device, "readAudioPacket"), 400);
-      figure("  video packet with payload, in order", average(device, "readVideoPacket"), 360);
-      figure("  nextStream with both streams", average(device, "nextStream"), 420);
+      figure("  audio packet with payload, in order", average(device, "readAudioPacket"), 375);
+      figure("  video packet with payload, in order", average(device, "readVideoPacket"), 330);
+      figure("  nextStream with both streams", average(device, "nextStream"), 405);
       for (uint64_t i = 0; i < 60; ++i) player.seek(i * kSecond / 20);
-      figure("  seekTo", average(device, "seekTo"), 540);
+      figure("  seekTo", average(device, "seekTo"), 560);
     }
     figure("  heap peak, bytes", device.machine().heap().peakBytes(), 74'500);
     stack = std::max(stack, device.machine().mostStackBytes());
@@ -155,7 +155,7 @@ int run(const std::string& sample) {
     {
       Player player(device, longAudio(boxes::stts({{kLongSamples, 1024}})));
       figure("open of three hours of AAC (84,376 sizes)", average(device, "createSplitterEx"),
-             1'080'000);
+             812'000);
       player.start();
       const std::string name = "readAudioPacket";
       for (const uint64_t seconds : {10'000u, 5'000u, 10'700u}) {
@@ -163,7 +163,7 @@ int run(const std::string& sample) {
         player.readAudio();
       }
       figure("  first read after a seek, all samples in one chunk", most(device, name.c_str()),
-             1'900);
+             1'950);
     }
     figure("  heap peak, bytes", device.machine().heap().peakBytes(), 570'000);
     stack = std::max(stack, device.machine().mostStackBytes());
@@ -175,22 +175,22 @@ int run(const std::string& sample) {
     Player player(device, longAudio(boxes::stts(runs)));
     player.start();
     for (uint64_t i = 0; i < 100; ++i) player.seek(i * 105 * kSecond);
-    figure("seekTo with 350 runs in the time table", average(device, "seekTo"), 850);
+    figure("seekTo with 350 runs in the time table", average(device, "seekTo"), 770);
   }
   {
     Device device(options);
     { Player player(device, coverFile()); }
     figure("heap peak of a file that is nearly all cover, bytes",
-           device.machine().heap().peakBytes(), 606'400);
+           device.machine().heap().peakBytes(), 72'000);
     stack = std::max(stack, device.machine().mostStackBytes());
   }
   {
     Device device(options);
     { Player player(device, boxes::box("moov", boxes::raw({0, 0, 0, 1}))); }
     figure("a failed open, with the exception that it throws", average(device, "createSplitterEx"),
-           20'000);
+           11'800);
   }
-  figure("stack, bytes", stack, 4'096);
+  figure("stack, bytes", stack, 1'700);
   std::printf(
       "unaligned accesses, bad heap accesses and blocks left: 0, else this would not print\n");
   return g_past == 0 ? 0 : 1;

@@ -1,6 +1,7 @@
 #include "atomkit/core/streams/arriving_block.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "atomkit/core/containers/exception.h"
 
@@ -24,7 +25,19 @@ uint32_t ArrivingBlock::nextPiece() const noexcept {
   const uint64_t earned = kUnearned + stream_->head().arrived() / kArrived * kEarned;
   if (count_ <= earned || pieceCount_ == kMostPieces) return 0;
   const uint64_t lacking = (count_ - earned) * kArrived / kEarned;
-  return static_cast<uint32_t>(std::min(lacking / 8 * 8 + 8, earned / 8 * 8));
+  return static_cast<uint32_t>(std::min(lacking / kPieceStep + 1, earned / kPieceStep)) *
+         kPieceStep;
+}
+
+uint32_t ArrivingBlock::gather() noexcept {
+  uint32_t done = 0;
+  for (uint32_t i = 0; i < pieceCount_; ++i) {
+    std::memcpy(bytes() + done, pieces_[i].bytes, pieces_[i].size);
+    done += pieces_[i].size;
+    release(pieces_[i].bytes);
+  }
+  pieceCount_ = 0;
+  return done;
 }
 
 uint8_t* ArrivingBlock::allocateBytes(uint64_t size) const {

@@ -1,7 +1,6 @@
 // ArrivingBlock: memory for bytes that a file declares, of which it may hold fewer.
 #pragma once
 #include <cstdint>
-#include <cstring>
 #include <utility>
 
 #include "atomkit/core/containers/memory.h"
@@ -29,14 +28,12 @@ class ArrivingBlock {
   ArrivingBlock& operator=(const ArrivingBlock&) = delete;
   ~ArrivingBlock();
 
-  /// A piece that was read before the block could be allocated.
-  struct Piece {
-    uint8_t* bytes;
-    uint32_t size;
-  };
+  /// Bytes of 64 entries of one, two or three words, in whole numbers, so that no piece ends inside
+  /// a block of a table that is indexed.
+  static constexpr uint32_t kPieceStep = 1536;
 
   /// Allocates the block, after the pieces that must arrive before have been read with
-  /// read(to, bytes). The size of each is a multiple of 8.
+  /// read(to, bytes). The size of each is a multiple of kPieceStep.
   template <class Read>
   void begin(Read read) {
     for (uint32_t size = nextPiece(); size != 0; size = nextPiece()) {
@@ -46,24 +43,8 @@ class ArrivingBlock {
     block_ = allocateBytes(uint64_t{spare_.before} + count_ + spare_.after);
   }
 
-  /// Hands the pieces in their order to copy(piece), which copies them to bytes(), and frees them.
-  template <class CopyPiece>
-  void gather(CopyPiece copyPiece) {
-    for (uint32_t i = 0; i < pieceCount_; ++i) {
-      copyPiece(pieces_[i]);
-      release(std::exchange(pieces_[i].bytes, nullptr));
-    }
-    pieceCount_ = 0;
-  }
-  /// Copies the pieces to bytes(). @return bytes of all of them
-  uint32_t gather() noexcept {
-    uint32_t done = 0;
-    gather([&](const Piece& piece) {
-      std::memcpy(bytes() + done, piece.bytes, piece.size);
-      done += piece.size;
-    });
-    return done;
-  }
+  /// Moves the pieces to bytes(). @return bytes of all of them
+  uint32_t gather() noexcept;
 
   /// Where the first of the `count` bytes belongs.
   uint8_t* bytes() const noexcept { return block_ + spare_.before; }
@@ -71,6 +52,12 @@ class ArrivingBlock {
   uint8_t* take() noexcept { return std::exchange(block_, nullptr); }
 
  private:
+  /// A piece that was read before the block could be allocated.
+  struct Piece {
+    uint8_t* bytes;
+    uint32_t size;
+  };
+
   // Each piece earns a larger one, so that 4 GiB are reached with fewer.
   static constexpr uint32_t kMostPieces = 16;
 

@@ -42,8 +42,7 @@ size_t refill(ReadHead& head) {
 class BlockFeeder {
  public:
   /// @param blocks  null when nobody takes the table
-  BlockFeeder(TableBlocks* blocks, const uint32_t* table) noexcept
-      : blocks_(blocks), block_(table) {}
+  explicit BlockFeeder(TableBlocks* blocks) noexcept : blocks_(blocks) {}
 
   bool wantsSums() const noexcept {
     return blocks_ && blocks_->sums() == TableBlocks::Sums::wanted;
@@ -52,6 +51,8 @@ class BlockFeeder {
   uint32_t missing() const noexcept {
     return blocks_ ? blocks_->blockWords() - words_ : UINT32_MAX;
   }
+  /// Says where the words go that are read next. @pre no block has begun
+  void moveTo(const void* words) noexcept { block_ = static_cast<const uint32_t*>(words); }
   /// @pre count <= missing()
   void add(uint32_t count, uint64_t sum) noexcept {
     if (!blocks_) return;
@@ -70,7 +71,7 @@ class BlockFeeder {
 
  private:
   TableBlocks* blocks_;
-  const uint32_t* block_;
+  const uint32_t* block_ = nullptr;
   uint32_t words_ = 0;
   uint64_t sum_ = 0;
 };
@@ -114,6 +115,7 @@ class TableReader {
 };
 
 void TableReader::read(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder) {
+  feeder.moveTo(to);
   if (stream_->head().hasLender()) {
     readLent(to, words, copy, feeder);
   } else {
@@ -165,18 +167,21 @@ void TableReader::readUnlent(uint8_t* to, uint32_t words, Copy copy, BlockFeeder
   }
 }
 
-// Puts the words that were read before their block could be allocated into it.
-void gather(const ArrivingBlock::Piece& piece, uint32_t*& to, BlockFeeder& feeder) {
-  const void* const bytes = piece.bytes;
-  const auto* from = static_cast<const uint32_t*>(bytes);
-  auto words = static_cast<uint32_t>(piece.size / sizeof *from);
-  while (words > 0) {
-    const uint32_t copied = std::min(words, feeder.missing());
-    feeder.add(copied, copyAddingOwnWords(to, from, copied));
-    from += copied;
-    to += copied;
-    words -= copied;
-  }
+// Reads a table into a block that the caller owns.
+void* readTable(ByteStream& stream, uint32_t count, uint32_t wordBytes, Copy copy,
+                BlockFeeder& feeder, uint32_t wordsPerRead) {
+  const uint32_t bytes = count * wordBytes;
+  const LongRead longRead(stream.head(), bytes);
+  TableReader reader(stream, wordBytes, wordsPerRead);
+  ArrivingBlock block(stream, bytes, {}, kOutOfMemoryInArray);
+  const auto read = [&](uint8_t* to, uint32_t piece) {
+    reader.read(to, piece / wordBytes, copy, feeder);
+  };
+  block.begin(read);
+  const uint32_t done = block.gather();
+  read(block.bytes() + done, bytes - done);
+  feeder.finish();
+  return block.take();
 }
 
 }  // namespace
@@ -184,49 +189,20 @@ void gather(const ArrivingBlock::Piece& piece, uint32_t*& to, BlockFeeder& feede
 void readU32Table(ByteStream& stream, PlainArray<uint32_t>& table, uint32_t count,
                   TableBlocks* blocks, uint32_t wordsPerRead) {
   table.resize(0);
-  if (count == 0) {
-    if (blocks) blocks->start();
-    return;
-  }
-  const uint32_t bytes = count * static_cast<uint32_t>(sizeof(uint32_t));
-  const LongRead longRead(stream.head(), bytes);
-  TableReader reader(stream, sizeof(uint32_t), wordsPerRead);
-  ArrivingBlock block(stream, bytes, {}, kOutOfMemoryInArray);
-  BlockFeeder nobody(nullptr, nullptr);
-  block.begin([&](uint8_t* to, uint32_t piece) {
-    reader.read(to, static_cast<uint32_t>(piece / sizeof(uint32_t)), &copyNarrow, nobody);
-  });
-  void* const memory = block.bytes();
-  auto* const words = static_cast<uint32_t*>(memory);
-  if (blocks) blocks->start();
-  BlockFeeder feeder(blocks, words);
-  uint32_t* end = words;
-  block.gather([&](const ArrivingBlock::Piece& piece) { gather(piece, end, feeder); });
-  const auto done = static_cast<uint32_t>(end - words);
-  void* const rest = end;
-  reader.read(static_cast<uint8_t*>(rest), count - done,
-              feeder.wantsSums() ? &copyNarrowAdding : &copyNarrow, feeder);
-  feeder.finish();
-  block.take();
-  table.adopt(words, count);
+  if (count == 0) return;
+  BlockFeeder feeder(blocks);
+  void* const words =
+      readTable(stream, count, sizeof(uint32_t),
+                feeder.wantsSums() ? &copyNarrowAdding : &copyNarrow, feeder, wordsPerRead);
+  table.adopt(static_cast<uint32_t*>(words), count);
 }
 
 void readU64Table(ByteStream& stream, PlainArray<uint64_t>& table, uint32_t count) {
   table.resize(0);
   if (count == 0) return;
-  const uint32_t bytes = count * static_cast<uint32_t>(sizeof(uint64_t));
-  const LongRead longRead(stream.head(), bytes);
-  TableReader reader(stream, sizeof(uint64_t), kWholeTable);
-  ArrivingBlock block(stream, bytes, {}, kOutOfMemoryInArray);
-  BlockFeeder nobody(nullptr, nullptr);
-  const auto read = [&](uint8_t* to, uint32_t piece) {
-    reader.read(to, static_cast<uint32_t>(piece / sizeof(uint64_t)), &copyWide, nobody);
-  };
-  block.begin(read);
-  const uint32_t done = block.gather();
-  read(block.bytes() + done, bytes - done);
-  void* const memory = block.take();
-  table.adopt(static_cast<uint64_t*>(memory), count);
+  BlockFeeder nobody(nullptr);
+  void* const words = readTable(stream, count, sizeof(uint64_t), &copyWide, nobody, kWholeTable);
+  table.adopt(static_cast<uint64_t*>(words), count);
 }
 
 }  // namespace atomkit

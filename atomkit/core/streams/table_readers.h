@@ -13,15 +13,14 @@ class TableBlocks {
  public:
   enum class Sums { unwanted, wanted };
 
-  /// @param blockWords  words of each block but the last one
+  /// @param blockWords  words of each block but the last one; ArrivingBlock::kPieceStep holds a
+  ///        whole number of blocks
   TableBlocks(uint32_t blockWords, Sums sums) noexcept : blockWords_(blockWords), sums_(sums) {}
 
   uint32_t blockWords() const noexcept { return blockWords_; }
   Sums sums() const noexcept { return sums_; }
 
-  /// Comes first, when the count of the table can be believed.
-  virtual void start() noexcept = 0;
-  /// The next block, in the order of this machine.
+  /// The next block, in the order of this machine. It may lie elsewhere than in the table.
   /// @param sum  of its words, if wanted
   virtual void take(const uint32_t* words, uint32_t count, uint64_t sum) noexcept = 0;
 

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "atomkit/core/streams/word_order_armv4.h"
+
 namespace atomkit {
 namespace {
 
@@ -97,17 +99,15 @@ class WordSwapper {
 };
 
 enum class Sum { unwanted, wanted };
-enum class Order { file, machine };
 
-template <Order order, Sum wanted>
+template <Sum wanted>
 inline uint64_t copy(uint32_t* to, const uint8_t* from, uint32_t count) {
-  constexpr bool kSwapsHere = kSwaps && order == Order::file;
   uint64_t sum = 0;
   const WordSwapper swap;
   const auto copyOne = [&](uint32_t place) {
     uint32_t word;
     std::memcpy(&word, from + size_t{place} * sizeof word, sizeof word);
-    if (kSwapsHere) word = swap(word);
+    if (kSwaps) word = swap(word);
     if (wanted == Sum::wanted) sum += word;
     to[place] = word;
   };
@@ -118,7 +118,7 @@ inline uint64_t copy(uint32_t* to, const uint8_t* from, uint32_t count) {
 #pragma GCC unroll 4
     for (uint32_t i = 0; i < kStepWords; i += kVectorWords) {
       Words words = load(from + i * sizeof *to);
-      if (kSwapsHere) words = swapped(words);
+      if (kSwaps) words = swapped(words);
       if (wanted == Sum::wanted) sums.add(words);
       std::memcpy(to + i, &words, sizeof words);
     }
@@ -129,6 +129,15 @@ inline uint64_t copy(uint32_t* to, const uint8_t* from, uint32_t count) {
   }
 #else
   from = aligned(to, from, count);
+#if ATOMKIT_HAS_ARMV4_LOOP
+  const uint32_t inTurns = count - count % kArmv4Words;
+  if (wanted == Sum::wanted && inTurns != 0) {
+    sum = copyAddingOnArmv4(to, from, inTurns);
+    to += inTurns;
+    from += size_t{inTurns} * sizeof *to;
+    count -= inTurns;
+  }
+#endif
   for (const uint32_t* const end = to + count - count % kStepWords; to != end; to += kStepWords) {
 #pragma GCC unroll 4
     for (uint32_t i = 0; i < kStepWords; ++i) copyOne(i);
@@ -142,16 +151,11 @@ inline uint64_t copy(uint32_t* to, const uint8_t* from, uint32_t count) {
 }  // namespace
 
 void copyWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
-  copy<Order::file, Sum::unwanted>(to, from, count);
+  copy<Sum::unwanted>(to, from, count);
 }
 
 uint64_t copyAddingWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
-  return copy<Order::file, Sum::wanted>(to, from, count);
-}
-
-uint64_t copyAddingOwnWords(uint32_t* to, const uint32_t* from, uint32_t count) noexcept {
-  const void* const bytes = from;
-  return copy<Order::machine, Sum::wanted>(to, static_cast<const uint8_t*>(bytes), count);
+  return copy<Sum::wanted>(to, from, count);
 }
 
 void copyLongWords(uint64_t* to, const uint8_t* from, uint32_t count) noexcept {

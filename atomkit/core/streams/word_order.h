@@ -12,9 +12,6 @@ void copyLongWords(uint64_t* to, const uint8_t* from, uint32_t count) noexcept;
 /// @return the sum of the words
 uint64_t copyAddingWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept;
 
-/// Copies words that are in the order of this machine. @return their sum
-uint64_t copyAddingOwnWords(uint32_t* to, const uint32_t* from, uint32_t count) noexcept;
-
 /// Sums over pairs of words.
 struct PairSums {
   uint64_t firsts = 0;

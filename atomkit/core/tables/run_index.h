@@ -2,13 +2,10 @@
 // search for the entry in which a total is passed begins near it instead of at the first one.
 #pragma once
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
-#include <type_traits>
+#include <utility>
 
 #include "atomkit/core/containers/memory.h"
-#include "atomkit/core/containers/plain_array.h"
-#include "atomkit/core/streams/table_readers.h"
 
 namespace atomkit {
 
@@ -20,34 +17,17 @@ inline constexpr uint32_t kBlockEntries = 64;
 /// at or below it where totals fall: the search is made in the largest totals so far, kept beside
 /// the marks in such tables only.
 ///
-/// An index for which there is no memory has no marks, and every search begins at the first entry.
-/// Lifetime: owns its marks; keeps no reference to the table.
-template <class Total>
+/// An index without marks, as of an empty table or where there was no memory, lets every search
+/// begin at the first entry. Lifetime: owns its marks; keeps no reference to the table.
 class RunIndex {
-  static_assert(std::is_unsigned_v<Total>);
-
  public:
-  /// Drops all marks and takes memory for those of a table of `entries` entries, all of which have
-  /// been read or can be believed to be there.
-  void start(uint32_t entries) noexcept {
-    totals_.resize(0);
-    highest_.resize(0);
-    count_ = 0;
-    top_ = 0;
-    takeMemory(totals_, entries == 0 ? 0 : (entries - 1) / kBlockEntries);
+  RunIndex() noexcept = default;
+  RunIndex(RunIndex&& other) noexcept { swap(other); }
+  RunIndex& operator=(RunIndex&& other) noexcept {
+    RunIndex(std::move(other)).swap(*this);
+    return *this;
   }
-
-  /// Takes the next block of entries: kBlockEntries, in the last block fewer.
-  /// @param end  total after its last entry
-  /// @param highest  largest total after any of its entries
-  void append(Total end, Total highest) noexcept {
-    if (count_ == totals_.count()) return;  // no mark after the last block
-    top_ = std::max(top_, highest);
-    if (top_ != end && highest_.count() == 0 && !keepHighest()) return;
-    totals_.data()[count_] = end;
-    if (highest_.count() != 0) highest_.data()[count_] = top_;
-    ++count_;
-  }
+  ~RunIndex() { release(marks_); }
 
   /// Blocks that begin at a mark; the first block of a table has none.
   uint32_t markedBlocks() const noexcept { return count_; }
@@ -55,67 +35,53 @@ class RunIndex {
   /// The block in which a walk has to begin that looks for the first entry whose total is above
   /// `value`: no entry before it has such a total, and if any has, one in this block has.
   /// Cost: logarithmic in the number of marks.
-  uint32_t blockOf(Total value) const noexcept {
-    const Total* const first = highest_.count() != 0 ? highest_.data() : totals_.data();
+  uint32_t blockOf(uint64_t value) const noexcept {
+    const uint64_t* const first = fall_ ? marks_ + count_ : marks_;
     return static_cast<uint32_t>(std::upper_bound(first, first + count_, value) - first);
   }
 
   /// Total before the first entry of a block. @pre block <= markedBlocks()
-  Total totalBefore(uint32_t block) const noexcept {
-    return block == 0 ? 0 : totals_.data()[block - 1];
-  }
+  uint64_t totalBefore(uint32_t block) const noexcept { return block == 0 ? 0 : marks_[block - 1]; }
 
  private:
-  static bool takeMemory(PlainArray<Total>& array, uint32_t count) noexcept {
-    void* const block = count == 0 ? nullptr : allocate(size_t{count} * sizeof(Total));
-    if (block) array.adopt(static_cast<Total*>(block), count);
-    return block != nullptr;
+  friend class RunIndexBuilder;
+
+  void swap(RunIndex& other) noexcept {
+    std::swap(marks_, other.marks_);
+    std::swap(count_, other.count_);
+    std::swap(fall_, other.fall_);
   }
 
-  /// Begins the second array at the first total that is below an earlier one. Without memory for it
-  /// the marks are of no use.
-  bool keepHighest() noexcept {
-    if (!takeMemory(highest_, totals_.count())) {
-      start(0);
-      return false;
-    }
-    std::copy_n(totals_.data(), count_, highest_.data());
-    return true;
-  }
-
-  PlainArray<Total> totals_;   // before the blocks 1, 2, 3, ...
-  PlainArray<Total> highest_;  // largest total up to there; empty while totals only rise
-  uint32_t count_ = 0;         // marks that have been set
-  Total top_ = 0;              // largest total so far
+  // Totals before the blocks 1, 2, 3, ...; where they fall, the largest totals up to each follow.
+  uint64_t* marks_ = nullptr;
+  uint32_t count_ = 0;  // marks
+  bool fall_ = false;
 };
 
-/// Shows a table to its index while it is read: Index::start() with the number of entries, then
-/// Index::take() for every block of Index::kBlockWords words, the last time for those that are
-/// left.
-template <class Index>
-class IndexedBlocks final : public TableBlocks {
+/// Makes the index of a table while it is read. Memory for marks grows with the blocks that have
+/// been taken, so that a number of entries that lies costs none.
+class RunIndexBuilder {
  public:
-  IndexedBlocks(Index& index, uint32_t entries) noexcept
-      : TableBlocks(Index::kBlockWords, Index::kSums), index_(&index), entries_(entries) {}
+  /// @param entries  of the whole table
+  explicit RunIndexBuilder(uint32_t entries) noexcept
+      : allMarks_(entries == 0 ? 0 : (entries - 1) / kBlockEntries) {}
 
-  void start() noexcept override { index_->start(entries_); }
-  void take(const uint32_t* words, uint32_t count, uint64_t sum) noexcept override {
-    index_->take(words, count, sum);
-  }
+  /// Takes the next block of entries: kBlockEntries, in the last block fewer.
+  /// @param end  total after its last entry
+  /// @param highest  largest total after any of its entries
+  void append(uint64_t end, uint64_t highest) noexcept;
+
+  /// The index of the table, without marks when there was no memory for all of them.
+  /// @pre the whole table was taken
+  RunIndex finish() noexcept { return std::move(index_); }
 
  private:
-  Index* index_;
-  uint32_t entries_;
-};
+  bool makeRoom(bool fall) noexcept;
 
-/// Reads a table and makes its index on the way.
-/// @pre requireEntries() did not throw
-/// @throws what readU32Table() throws
-template <class Index>
-void readIndexedTable(ByteStream& stream, PlainArray<uint32_t>& table, uint32_t entries,
-                      Index& index) {
-  IndexedBlocks<Index> blocks(index, entries);
-  readU32Table(stream, table, entries * (Index::kBlockWords / kBlockEntries), &blocks);
-}
+  RunIndex index_;     // the largest totals begin after the room for totals
+  uint32_t room_ = 0;  // marks
+  uint32_t allMarks_;  // of the whole table; 0 after memory ran out
+  uint64_t top_ = 0;   // largest total so far
+};
 
 }  // namespace atomkit

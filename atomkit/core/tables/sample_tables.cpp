@@ -19,7 +19,10 @@ void SampleTables::readSampleSizes(AtomReader& reader) {
   constantSampleSize_ = sampleSize;
   if (constantSampleSize_ != 0) return;
   requireEntries(reader, sampleCount, sizeof(uint32_t));
-  readIndexedTable(reader, sampleSizes_, sampleCount, sizeIndex_);
+  sizeIndex_ = {};
+  SizeIndexBuilder index(sampleCount);
+  readU32Table(reader, sampleSizes_, sampleCount, &index);
+  sizeIndex_ = index.finish();
 }
 
 // 'stsc' SampleToChunkBox
@@ -32,7 +35,10 @@ void SampleTables::readChunkMap(AtomReader& reader) {
   chunkMapEntries_ = 0;
   // The bytes of the table fit 32 bits from here on, and so does its number of words.
   requireEntries(reader, entries, kChunkMapWords * sizeof(uint32_t));
-  readIndexedTable(reader, chunkMap_, entries, chunkMapIndex_);
+  chunkMapIndex_ = {};
+  ChunkMapIndexBuilder index(entries);
+  readU32Table(reader, chunkMap_, entries * kChunkMapWords, &index);
+  chunkMapIndex_ = index.finish();
   chunkMapEntries_ = entries;
 }
 
@@ -68,7 +74,7 @@ uint64_t SampleTables::bytesBetween(uint32_t first, uint32_t end) const {
   const uint32_t endBlock = end / kBlockEntries;
   if (firstBlock >= endBlock || endBlock > sizeIndex_.markedBlocks()) return addSizes(first, end);
   return addSizes(first, firstBlock * kBlockEntries) +
-         (sizeIndex_.bytesBefore(endBlock) - sizeIndex_.bytesBefore(firstBlock)) +
+         (sizeIndex_.totalBefore(endBlock) - sizeIndex_.totalBefore(firstBlock)) +
          addSizes(endBlock * kBlockEntries, end);
 }
 
@@ -118,11 +124,10 @@ bool SampleTables::walkInBlock(uint32_t sample, ChunkMapPosition& position) cons
 /// knows the walk that began at the first entry; a position that is not on its way, or past its end
 /// as after a step back, stays.
 void SampleTables::skipBlocks(uint32_t sample, ChunkMapPosition& position) const noexcept {
-  const RunIndex<uint32_t>& samples = chunkMapIndex_.samples();
   const uint32_t block = position.entry / kBlockEntries;
-  const uint32_t target = samples.blockOf(sample);
-  if (target <= block || samples.totalBefore(block) != position.firstSample) return;
-  position = {target * kBlockEntries, samples.totalBefore(target)};
+  const uint32_t target = chunkMapIndex_.blockOf(sample);
+  if (target <= block || chunkMapIndex_.totalBefore(block) != position.firstSample) return;
+  position = {target * kBlockEntries, static_cast<uint32_t>(chunkMapIndex_.totalBefore(target))};
 }
 
 }  // namespace atomkit

@@ -131,10 +131,10 @@ class SampleTables {
 
   uint32_t constantSampleSize_ = 0;  // bytes; 0 when the sizes are listed
   PlainArray<uint32_t> sampleSizes_;
-  SizeIndex sizeIndex_;
+  RunIndex sizeIndex_;             // bytes
   PlainArray<uint32_t> chunkMap_;  // kChunkMapWords words per entry
   uint32_t chunkMapEntries_ = 0;
-  ChunkMapIndex chunkMapIndex_;
+  RunIndex chunkMapIndex_;  // samples
   // One of the two is empty: 'stco' keeps its width.
   PlainArray<uint32_t> shortChunkOffsets_;
   PlainArray<uint64_t> longChunkOffsets_;

@@ -6,12 +6,7 @@
 
 namespace atomkit {
 
-void CompositionIndex::start(uint32_t entries) noexcept {
-  totals_.start(entries);
-  samples_ = 0;
-}
-
-void CompositionIndex::take(const uint32_t* words, uint32_t count, uint64_t) noexcept {
+void CompositionIndexBuilder::take(const uint32_t* words, uint32_t count, uint64_t) noexcept {
   // Totals that don't wrap only rise, so that the last one is the highest.
   const uint64_t total = samples_ + pairSumsOf(words, count).firsts;
   if (total <= UINT32_MAX) {
@@ -27,14 +22,7 @@ void CompositionIndex::take(const uint32_t* words, uint32_t count, uint64_t) noe
   totals_.append(samples_, highest);
 }
 
-void TimeIndex::start(uint32_t entries) noexcept {
-  sampleTotals_.start(entries);
-  timeTotals_.start(entries);
-  samples_ = 0;
-  time_ = 0;
-}
-
-void TimeIndex::take(const uint32_t* words, uint32_t count, uint64_t) noexcept {
+void TimeIndexBuilder::take(const uint32_t* words, uint32_t count, uint64_t) noexcept {
   // The common blocks: one entry per sample, and totals that don't wrap, which only rise.
   const PairSums sums = pairSumsOf(words, count);
   if (sums.firstsAreOne && samples_ + sums.firsts <= UINT32_MAX && time_ + sums.seconds >= time_) {
@@ -57,17 +45,18 @@ void TimeIndex::take(const uint32_t* words, uint32_t count, uint64_t) noexcept {
 }
 
 TimeRunStart TimeIndex::beforeSample(uint32_t sample) const noexcept {
-  return startOf(sampleTotals_.blockOf(sample));
+  return startOf(samples_.blockOf(sample));
 }
 
 TimeRunStart TimeIndex::beforeTime(uint64_t time) const noexcept {
-  return startOf(timeTotals_.blockOf(time));
+  return startOf(times_.blockOf(time));
 }
 
 // Where there was memory for one kind of marks only, the walk begins at the first entry.
 TimeRunStart TimeIndex::startOf(uint32_t block) const noexcept {
-  if (block > std::min(sampleTotals_.markedBlocks(), timeTotals_.markedBlocks())) return {};
-  return {block * kBlockEntries, sampleTotals_.totalBefore(block), timeTotals_.totalBefore(block)};
+  if (block > std::min(samples_.markedBlocks(), times_.markedBlocks())) return {};
+  return {block * kBlockEntries, static_cast<uint32_t>(samples_.totalBefore(block)),
+          times_.totalBefore(block)};
 }
 
 }  // namespace atomkit

@@ -1,8 +1,10 @@
-// The indexes of the two tables of runs, 'stts' and 'ctts'. See readIndexedTable() for how they
-// take their tables.
+// The indexes of the two tables of runs, 'stts' and 'ctts', and their makers, each of which takes
+// the table that readU32Table() reads.
 #pragma once
 #include <cstdint>
+#include <utility>
 
+#include "atomkit/core/streams/table_readers.h"
 #include "atomkit/core/tables/run_index.h"
 
 namespace atomkit {
@@ -11,18 +13,16 @@ namespace atomkit {
 enum RunWord : uint32_t { kRunSamples, kRunValue, kRunWords };
 
 /// Index of 'ctts': samples before an entry, modulo 2^32.
-class CompositionIndex {
+class CompositionIndexBuilder final : public TableBlocks {
  public:
-  static constexpr uint32_t kBlockWords = kBlockEntries * kRunWords;
-  static constexpr TableBlocks::Sums kSums = TableBlocks::Sums::unwanted;
+  explicit CompositionIndexBuilder(uint32_t entries) noexcept
+      : TableBlocks(kBlockEntries * kRunWords, Sums::unwanted), totals_(entries) {}
 
-  void start(uint32_t entries) noexcept;
-  void take(const uint32_t* words, uint32_t count, uint64_t) noexcept;
-
-  const RunIndex<uint32_t>& samples() const noexcept { return totals_; }
+  void take(const uint32_t* words, uint32_t count, uint64_t) noexcept override;
+  RunIndex finish() noexcept { return totals_.finish(); }
 
  private:
-  RunIndex<uint32_t> totals_;
+  RunIndexBuilder totals_;
   uint32_t samples_ = 0;
 };
 
@@ -36,14 +36,13 @@ struct TimeRunStart {
 /// Index of 'stts': samples and ticks before an entry.
 class TimeIndex {
  public:
-  static constexpr uint32_t kBlockWords = kBlockEntries * kRunWords;
-  static constexpr TableBlocks::Sums kSums = TableBlocks::Sums::unwanted;
+  TimeIndex() noexcept = default;
+  /// @param sampleCount  samples of all entries, modulo 2^32
+  TimeIndex(RunIndex samples, RunIndex times, uint32_t sampleCount) noexcept
+      : samples_(std::move(samples)), times_(std::move(times)), sampleCount_(sampleCount) {}
 
-  void start(uint32_t entries) noexcept;
-  void take(const uint32_t* words, uint32_t count, uint64_t) noexcept;
-
-  /// Samples of all entries that were taken, modulo 2^32.
-  uint32_t sampleCount() const noexcept { return samples_; }
+  /// Samples of all entries, modulo 2^32.
+  uint32_t sampleCount() const noexcept { return sampleCount_; }
 
   /// Where a walk begins that looks for the first entry that ends after a sample, or after a time.
   TimeRunStart beforeSample(uint32_t sample) const noexcept;
@@ -52,8 +51,24 @@ class TimeIndex {
  private:
   TimeRunStart startOf(uint32_t block) const noexcept;
 
-  RunIndex<uint32_t> sampleTotals_;
-  RunIndex<uint64_t> timeTotals_;
+  RunIndex samples_;
+  RunIndex times_;
+  uint32_t sampleCount_ = 0;
+};
+
+class TimeIndexBuilder final : public TableBlocks {
+ public:
+  explicit TimeIndexBuilder(uint32_t entries) noexcept
+      : TableBlocks(kBlockEntries * kRunWords, Sums::unwanted),
+        sampleTotals_(entries),
+        timeTotals_(entries) {}
+
+  void take(const uint32_t* words, uint32_t count, uint64_t) noexcept override;
+  TimeIndex finish() noexcept { return {sampleTotals_.finish(), timeTotals_.finish(), samples_}; }
+
+ private:
+  RunIndexBuilder sampleTotals_;
+  RunIndexBuilder timeTotals_;
   uint32_t samples_ = 0;
   uint64_t time_ = 0;
 };

@@ -3,7 +3,6 @@
 #include "atomkit/core/containers/exception.h"
 #include "atomkit/core/streams/table_readers.h"
 #include "atomkit/core/streams/value_readers.h"
-#include "atomkit/core/tables/run_index.h"
 
 namespace atomkit {
 namespace {
@@ -22,14 +21,17 @@ SampleAtTime divided(uint64_t time, uint32_t delta) {
 
 // DELIBERATE D-321: a second box is an error only when the table holds an entry; after a box
 // without entries it fills the table.
-template <class Index>
-void RunTable::read(AtomReader& reader, const char* duplicateMessage, Index& index) {
+uint32_t RunTable::readCount(AtomReader& reader, const char* duplicateMessage) const {
   if (count() > 0) throw exception(duplicateMessage);
   skipVersionAndFlags(reader);
   const uint32_t runs = readU32(reader);
   // The bytes of the table fit 32 bits from here on, and so does its number of words.
   requireEntries(reader, runs, kRunWords * sizeof(uint32_t));
-  readIndexedTable(reader, words_, runs, index);
+  return runs;
+}
+
+void RunTable::readRuns(AtomReader& reader, uint32_t runs, TableBlocks& index) {
+  readU32Table(reader, words_, runs * kRunWords, &index);
 }
 
 // 'stts' TimeToSampleBox
@@ -38,7 +40,10 @@ void RunTable::read(AtomReader& reader, const char* duplicateMessage, Index& ind
 //
 // DELIBERATE D-320: the number of samples is the total of the counts, which wraps at 2^32.
 void TimingTables::readTimeToSample(AtomReader& reader) {
-  timeToSample_.read(reader, "duplicate stts data", timeIndex_);
+  const uint32_t runs = timeToSample_.readCount(reader, "duplicate stts data");
+  TimeIndexBuilder index(runs);
+  timeToSample_.readRuns(reader, runs, index);
+  timeIndex_ = index.finish();
 }
 
 // 'ctts' CompositionOffsetBox
@@ -46,7 +51,10 @@ void TimingTables::readTimeToSample(AtomReader& reader) {
 //   entry_count x { u32 sample_count, i32 sample_offset }
 // The offset is signed in both versions of the box: many files have negative offsets in version 0.
 void TimingTables::readCompositionOffsets(AtomReader& reader) {
-  composition_.read(reader, "duplicate ctts data", compositionIndex_);
+  const uint32_t runs = composition_.readCount(reader, "duplicate ctts data");
+  CompositionIndexBuilder index(runs);
+  composition_.readRuns(reader, runs, index);
+  compositionIndex_ = index.finish();
 }
 
 // 'stss' SyncSampleBox
@@ -104,9 +112,8 @@ PlaceInRun TimingTables::timePlace(uint32_t sample, uint64_t& decodeTime) const 
 }
 
 PlaceInRun TimingTables::compositionPlace(uint32_t sample) const noexcept {
-  const RunIndex<uint32_t>& index = compositionIndex_.samples();
-  const uint32_t block = index.blockOf(sample);
-  uint32_t samples = index.totalBefore(block);
+  const uint32_t block = compositionIndex_.blockOf(sample);
+  auto samples = static_cast<uint32_t>(compositionIndex_.totalBefore(block));
   const uint32_t* const end = composition_.end();
   for (const uint32_t* run = composition_.from(block * kBlockEntries); run != end;
        run += kRunWords) {

@@ -31,11 +31,13 @@ struct TimeRun {
 /// Runs of samples that share a value, as 'stts' and 'ctts' list them.
 class RunTable {
  public:
-  /// Reads version and flags (both ignored), the entry count and the entries, and makes the index.
-  /// @throws exception with `duplicateMessage` when the table already holds an entry; the reader's
-  ///         "past end" message; "out of memory when resizing array"
-  template <class Index>
-  void read(AtomReader& reader, const char* duplicateMessage, Index& index);
+  /// Reads version and flags (both ignored) and the entry count, which it returns.
+  /// @throws exception with `duplicateMessage` when the table already holds an entry; what
+  ///         requireEntries() throws
+  uint32_t readCount(AtomReader& reader, const char* duplicateMessage) const;
+  /// Reads the entries, which the maker of their index sees.
+  /// @throws what readU32Table() throws
+  void readRuns(AtomReader& reader, uint32_t runs, TableBlocks& index);
 
   uint32_t count() const noexcept { return words_.count() / kRunWords; }
 
@@ -127,8 +129,8 @@ class TimingTables {
  private:
   RunTable timeToSample_;  // values: ticks
   TimeIndex timeIndex_;
-  RunTable composition_;  // values: ticks, signed
-  CompositionIndex compositionIndex_;
+  RunTable composition_;              // values: ticks, signed
+  RunIndex compositionIndex_;         // samples
   PlainArray<uint32_t> syncSamples_;  // zero-based, strictly increasing
 };
 

@@ -2,52 +2,50 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
-#include "atomkit/core/tables/place_indexes.h"
 #include "tests/support/counting_allocator.h"
 #include "tests/support/seeded_random.h"
 
 namespace atomkit {
 namespace {
 
-/// Shows the totals after each entry to an index.
-template <class Total>
-void show(RunIndex<Total>& index, const std::vector<Total>& ends) {
-  index.start(static_cast<uint32_t>(ends.size()));
+/// The index of a table with these totals after each entry.
+RunIndex indexOf(const std::vector<uint64_t>& ends) {
+  RunIndexBuilder builder(static_cast<uint32_t>(ends.size()));
   for (size_t first = 0; first < ends.size(); first += kBlockEntries) {
     const size_t end = std::min<size_t>(first + kBlockEntries, ends.size());
-    index.append(ends[end - 1], *std::max_element(&ends[first], &ends[first] + (end - first)));
+    builder.append(ends[end - 1], *std::max_element(&ends[first], &ends[first] + (end - first)));
   }
+  return builder.finish();
 }
 
 /// The block of the first entry whose total is above `value`; the last block when there is none.
-template <class Total>
-uint32_t plainBlockOf(const std::vector<Total>& ends, Total value) {
+uint32_t plainBlockOf(const std::vector<uint64_t>& ends, uint64_t value) {
   size_t entry = 0;
   while (entry + 1 < ends.size() && ends[entry] <= value) ++entry;
   return static_cast<uint32_t>(entry / kBlockEntries);
 }
 
-template <class Total>
-void expectPlainBlocks(const std::vector<Total>& ends) {
-  RunIndex<Total> index;
-  show(index, ends);
+void expectPlainBlocks(const std::vector<uint64_t>& ends) {
+  const RunIndex index = indexOf(ends);
   ASSERT_EQ(index.markedBlocks(), (ends.size() - 1) / kBlockEntries);
   EXPECT_EQ(index.totalBefore(0), 0u);
   for (uint32_t block = 1; block <= index.markedBlocks(); ++block) {
     ASSERT_EQ(index.totalBefore(block), ends[block * kBlockEntries - 1]);
   }
-  for (const Total end : ends) {
-    for (const Total value : {static_cast<Total>(end - 1), end, static_cast<Total>(end + 1)}) {
+  for (const uint64_t end : ends) {
+    for (const uint64_t value : {end - 1, end, end + 1}) {
       ASSERT_EQ(index.blockOf(value), plainBlockOf(ends, value)) << value;
     }
   }
 }
 
+/// Totals that wrap as words of type Total do.
 template <class Total>
-std::vector<Total> totalsOf(const std::vector<Total>& spans) {
-  std::vector<Total> ends;
+std::vector<uint64_t> totalsOf(const std::vector<Total>& spans) {
+  std::vector<uint64_t> ends;
   Total total = 0;
   for (const Total span : spans) ends.push_back(total += span);
   return ends;
@@ -61,7 +59,7 @@ TEST(RunIndex, FindsTheBlockOfEveryRisingTotal) {
 }
 
 TEST(RunIndex, FindsTheFirstBlockWhereTotalsFallInsideOneAndBetweenTwo) {
-  std::vector<uint32_t> ends(320);
+  std::vector<uint64_t> ends(320);
   for (uint32_t i = 0; i < ends.size(); ++i) ends[i] = 10 + i;
   ends[70] = 1000;  // only inside block 1
   ends[130] = 7;
@@ -85,38 +83,41 @@ TEST(RunIndex, FindsTheFirstBlockOfRandomTotalsThatWrap) {
 
 TEST(RunIndex, ATableOfOneBlockTakesNoMemory) {
   FailingAllocation memory;
-  RunIndex<uint64_t> index;
-  show(index, std::vector<uint64_t>(64, 1));
+  const RunIndex index = indexOf(std::vector<uint64_t>(64, 1));
   EXPECT_EQ(memory.allocations(), 0u);
   EXPECT_EQ(index.blockOf(5), 0u);
 }
 
-TEST(RunIndex, TotalsThatRiseTakeOneArrayAndTotalsThatFallTwo) {
-  {
+TEST(RunIndex, KeepsOneBlockOfItsOwnSizeWhetherTotalsRiseOrFall) {
+  for (const uint32_t span : {2u, 0x80000000u}) {
+    const uint64_t words = span == 2 ? 1 : 2;
     FailingAllocation memory;
-    RunIndex<uint32_t> index;
-    show(index, totalsOf(std::vector<uint32_t>(6401, 2)));
-    EXPECT_EQ(memory.allocations(), 1u);
-    EXPECT_EQ(memory.largestBlock(), 400u);
-    EXPECT_EQ(memory.blocksHeld(), 1u);
+    {
+      const RunIndex index = indexOf(totalsOf(std::vector<uint32_t>(64'001, span)));
+      EXPECT_EQ(index.markedBlocks(), 1000u);
+      EXPECT_EQ(memory.largestBlock(), 1000 * words * sizeof(uint64_t));
+      EXPECT_EQ(memory.blocksHeld(), 1u);
+    }
+    EXPECT_EQ(memory.blocksHeld(), 0u);
   }
+}
+
+TEST(RunIndex, TakesMemoryForTheBlocksThatArriveNotForThoseThatAreClaimed) {
   FailingAllocation memory;
-  {
-    RunIndex<uint32_t> index;
-    show(index, totalsOf(std::vector<uint32_t>(6401, 0x80000000)));
-    EXPECT_EQ(memory.allocations(), 2u);
-    EXPECT_EQ(memory.largestBlock(), 400u);
-  }
-  EXPECT_EQ(memory.blocksHeld(), 0u);
+  RunIndexBuilder builder(UINT32_MAX);
+  for (uint32_t i = 1; i <= 1000; ++i) builder.append(i, i);
+  EXPECT_LE(memory.peakBytes(), 4 * 1000 * sizeof(uint64_t));
 }
 
 TEST(RunIndex, WithoutMemoryEverySearchBeginsAtTheFirstEntry) {
-  const std::vector<uint32_t> falling = totalsOf(std::vector<uint32_t>(1000, 0x50000000));
-  for (const uint64_t failAt : {0u, 1u}) {
+  const std::vector<uint64_t> falling = totalsOf(std::vector<uint32_t>(40'000, 0x50000000));
+  for (uint64_t failAt = 0;; ++failAt) {
     FailingAllocation memory(failAt);
-    RunIndex<uint32_t> index;
-    show(index, falling);
-    EXPECT_TRUE(memory.failed());
+    const RunIndex index = indexOf(falling);
+    if (!memory.failed()) {
+      EXPECT_GE(failAt, 3u);
+      break;
+    }
     EXPECT_EQ(index.markedBlocks(), 0u);
     EXPECT_EQ(index.blockOf(0xffffffff), 0u);
     EXPECT_EQ(index.totalBefore(0), 0u);
@@ -124,15 +125,19 @@ TEST(RunIndex, WithoutMemoryEverySearchBeginsAtTheFirstEntry) {
   }
 }
 
-TEST(RunIndex, StartForgetsAnEarlierTable) {
-  RunIndex<uint32_t> index;
-  show(index, totalsOf(std::vector<uint32_t>(1000, 0x50000000)));
-  show(index, totalsOf(std::vector<uint32_t>(100, 1)));
-  EXPECT_EQ(index.markedBlocks(), 1u);
-  EXPECT_EQ(index.totalBefore(1), 64u);
-  EXPECT_EQ(index.blockOf(64), 1u);
-  index.start(0);
-  EXPECT_EQ(index.blockOf(64), 0u);
+TEST(RunIndex, TakesTheMarksOfAnotherAndFreesItsOwn) {
+  FailingAllocation memory;
+  {
+    RunIndex index = indexOf(totalsOf(std::vector<uint32_t>(1000, 0x50000000)));
+    index = indexOf(totalsOf(std::vector<uint32_t>(100, 1)));
+    EXPECT_EQ(memory.blocksHeld(), 1u);
+    EXPECT_EQ(index.markedBlocks(), 1u);
+    EXPECT_EQ(index.totalBefore(1), 64u);
+    EXPECT_EQ(index.blockOf(64), 1u);
+    index = {};
+    EXPECT_EQ(memory.blocksHeld(), 0u);
+    EXPECT_EQ(index.blockOf(64), 0u);
+  }
 }
 
 }  // namespace
