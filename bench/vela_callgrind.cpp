@@ -3,7 +3,8 @@
 //   open          one open; the dump "open"
 //   open-floor    what an open can't do without; the dump "open-floor"
 //   packets       nextStream and the read of each packet; the dump "packets N", N of them
-//   seeks         for each of a few targets the dump "first", the first seek after an open; then for
+//   seeks         for each of a few targets the dump "first", the first seek after an open; then
+//   for
 //                 each of more targets the dumps "seek", "next" (nextStream after it) and "again",
 //                 the second of two equal seeks
 #include <valgrind/callgrind.h>

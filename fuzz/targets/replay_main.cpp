@@ -1,8 +1,9 @@
 // Replays the files and folders of its command line through the fuzz target that it is linked with:
-// each file as it is, then copies of it with small changes that are the same in every run. Of what
-// follows "--as-is" there are no changed copies.
+// each file as it is, then copies of it with small changes that are the same in every run: 60, or
+// as many as "--copies N" before it says. Of what follows "--as-is" there are none.
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -65,6 +66,10 @@ int main(int argumentCount, char** arguments) {
   for (int i = 1; i < argumentCount; ++i) {
     if (std::string_view(arguments[i]) == "--as-is") {
       copies = 0;
+      continue;
+    }
+    if (std::string_view(arguments[i]) == "--copies" && i + 1 < argumentCount) {
+      copies = std::atoi(arguments[++i]);
       continue;
     }
     if (!std::filesystem::is_directory(arguments[i])) {
