@@ -214,8 +214,9 @@ bool FileFinder::take(const fs::path& name, FoundFile& found) {
 bool hasMediaName(const fs::path& name) {
   constexpr std::array kEndings = {".mp4", ".m4a", ".m4b", ".m4p", ".m4r", ".m4v",
                                    ".mov", ".qt",  ".3gp", ".3g2", ".f4v", ".f4a"};
+  const fs::path extension = name.extension();
   std::string ending;
-  for (const auto c : name.extension().native()) {
+  for (const auto c : extension.native()) {
     const bool upper = c >= 'A' && c <= 'Z';
     ending.push_back(static_cast<char>(upper ? c - 'A' + 'a' : c));
   }
