@@ -11,9 +11,14 @@ namespace boxes {
 using Bytes = std::vector<uint8_t>;
 
 template <class... Pieces>
+void append(Bytes& all, const Pieces&... pieces) {
+  (all.insert(all.end(), pieces.begin(), pieces.end()), ...);
+}
+
+template <class... Pieces>
 Bytes join(const Pieces&... pieces) {
   Bytes all;
-  (all.insert(all.end(), pieces.begin(), pieces.end()), ...);
+  append(all, pieces...);
   return all;
 }
 

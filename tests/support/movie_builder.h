@@ -107,11 +107,11 @@ struct AvcConfigFields {
 inline Bytes avcC(const AvcConfigFields& fields = {}) {
   Bytes sets = u8(static_cast<uint8_t>(0xe0 | fields.sps.size()));
   for (const Bytes& set : fields.sps) {
-    sets = join(sets, u16(static_cast<uint16_t>(set.size())), set);
+    append(sets, u16(static_cast<uint16_t>(set.size())), set);
   }
-  sets = join(sets, u8(static_cast<uint8_t>(fields.pps.size())));
+  append(sets, u8(static_cast<uint8_t>(fields.pps.size())));
   for (const Bytes& set : fields.pps) {
-    sets = join(sets, u16(static_cast<uint16_t>(set.size())), set);
+    append(sets, u16(static_cast<uint16_t>(set.size())), set);
   }
   return box("avcC", raw({1, 0x42, 0xc0, 0x0a}), u8(0xff), sets);
 }
@@ -150,24 +150,24 @@ Bytes stsd(const Entries&... entries) {
 
 inline Bytes stts(const std::vector<std::pair<uint32_t, uint32_t>>& countAndDelta) {
   Bytes runs;
-  for (const auto& [count, delta] : countAndDelta) runs = join(runs, u32(count), u32(delta));
+  for (const auto& [count, delta] : countAndDelta) append(runs, u32(count), u32(delta));
   return box("stts", full(0), u32(static_cast<uint32_t>(countAndDelta.size())), runs);
 }
 inline Bytes ctts(const std::vector<std::pair<uint32_t, int32_t>>& countAndOffset) {
   Bytes runs;
-  for (const auto& [count, offset] : countAndOffset) runs = join(runs, u32(count), i32(offset));
+  for (const auto& [count, offset] : countAndOffset) append(runs, u32(count), i32(offset));
   return box("ctts", full(0), u32(static_cast<uint32_t>(countAndOffset.size())), runs);
 }
 /// `oneBased`: sample numbers as the file counts them.
 inline Bytes stss(const std::vector<uint32_t>& oneBased) {
   Bytes entries;
-  for (const uint32_t sample : oneBased) entries = join(entries, u32(sample));
+  for (const uint32_t sample : oneBased) append(entries, u32(sample));
   return box("stss", full(0), u32(static_cast<uint32_t>(oneBased.size())), entries);
 }
 /// Sizes listed one by one.
 inline Bytes stsz(const std::vector<uint32_t>& sizes) {
   Bytes entries;
-  for (const uint32_t size : sizes) entries = join(entries, u32(size));
+  for (const uint32_t size : sizes) append(entries, u32(size));
   return box("stsz", full(0), u32(0), u32(static_cast<uint32_t>(sizes.size())), entries);
 }
 inline Bytes stszConstant(uint32_t size, uint32_t count) {
@@ -181,18 +181,18 @@ struct ChunkRun {
 inline Bytes stsc(const std::vector<ChunkRun>& runs) {
   Bytes entries;
   for (const ChunkRun& run : runs) {
-    entries = join(entries, u32(run.firstChunk), u32(run.samplesPerChunk), u32(run.description));
+    append(entries, u32(run.firstChunk), u32(run.samplesPerChunk), u32(run.description));
   }
   return box("stsc", full(0), u32(static_cast<uint32_t>(runs.size())), entries);
 }
 inline Bytes stco(const std::vector<uint64_t>& offsets) {
   Bytes entries;
-  for (const uint64_t offset : offsets) entries = join(entries, u32(static_cast<uint32_t>(offset)));
+  for (const uint64_t offset : offsets) append(entries, u32(static_cast<uint32_t>(offset)));
   return box("stco", full(0), u32(static_cast<uint32_t>(offsets.size())), entries);
 }
 inline Bytes co64(const std::vector<uint64_t>& offsets) {
   Bytes entries;
-  for (const uint64_t offset : offsets) entries = join(entries, u64(offset));
+  for (const uint64_t offset : offsets) append(entries, u64(offset));
   return box("co64", full(0), u32(static_cast<uint32_t>(offsets.size())), entries);
 }
 
@@ -206,8 +206,7 @@ struct Mark {
 inline Bytes chpl(const std::vector<Mark>& marks) {
   Bytes entries;
   for (const Mark& mark : marks) {
-    entries = join(entries, u64(mark.start), u8(static_cast<uint8_t>(mark.title.size())),
-                   text(mark.title));
+    append(entries, u64(mark.start), u8(static_cast<uint8_t>(mark.title.size())), text(mark.title));
   }
   return box("chpl", u8(1), zeros(4), u32(static_cast<uint32_t>(marks.size())), entries);
 }
@@ -236,7 +235,7 @@ struct ZtField {
 inline Bytes ztField(const ZtField& field) {
   Bytes values;
   for (const std::string& value : field.values) {
-    values = join(values, u32(static_cast<uint32_t>(value.size())), text(value));
+    append(values, u32(static_cast<uint32_t>(value.size())), text(value));
   }
   return join(u8(field.type), u8(field.reserved), u8(static_cast<uint8_t>(field.name.size())),
               text(field.name), u16(static_cast<uint16_t>(field.values.size())), values);
@@ -244,7 +243,7 @@ inline Bytes ztField(const ZtField& field) {
 /// 'meta' inside 'tags' or 'tseg': a field list.
 inline Bytes ztFields(const std::vector<ZtField>& fields) {
   Bytes all;
-  for (const ZtField& field : fields) all = join(all, ztField(field));
+  for (const ZtField& field : fields) append(all, ztField(field));
   return box("meta", u32(static_cast<uint32_t>(fields.size())), all);
 }
 /// 'tseg': the fields of one chapter (zero-based).
@@ -296,8 +295,8 @@ struct MoovFields {
 };
 inline Bytes moov(const MoovFields& fields = {}) {
   Bytes content = fields.mvhd;
-  for (const Bytes& track : fields.tracks) content = join(content, track);
-  if (!fields.udta.empty()) content = join(content, box("udta", fields.udta));
+  for (const Bytes& track : fields.tracks) append(content, track);
+  if (!fields.udta.empty()) append(content, box("udta", fields.udta));
   return box("moov", content);
 }
 
@@ -411,7 +410,7 @@ inline BuiltMovie movieFile(const MovieFileFields& fields) {
       chunks[t].push_back(media.size());
       for (uint32_t i = 0; i < track.samplesPerChunk && next < track.samples.size(); ++i, ++next) {
         built.offsets[t].push_back(media.size());
-        media = join(media, track.samples[next]);
+        append(media, track.samples[next]);
       }
     }
   }
