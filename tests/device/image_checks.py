@@ -23,6 +23,8 @@ IMAGE = BUILD / "frontend/vela_splitter_mp4_at_0x10000000.elf"
 PROBE_IMAGE = BUILD / "examples/velaprobe/velaprobe_at_0x00010000.elf"
 PACKAGE = BUILD / "device.zip"
 
+MOST_CODE_AND_CONSTANTS = 77_000  # bytes
+
 # Not on an ARMv4: interworking, count leading zeros, double words, preload, 16-bit immediates.
 FORBIDDEN = {"bx", "blx", "clz", "ldrd", "strd", "pld", "movw", "movt"}
 COPROCESSOR = re.compile(r"^(fldm|fstm|vldm|vstm|vpush|vpop|ldc|stc|ldf|stf|mcr|mrc|cdp|wld|wst)")
@@ -105,6 +107,11 @@ class PeFile(unittest.TestCase):
         self.assertEqual(texts[b"FileVersion"].decode(), VERSION)
         self.assertEqual(texts[b"ProductVersion"].decode(), VERSION)
         self.assertEqual(texts[b"OriginalFilename"], b"vela_splitter_mp4.dll")
+
+
+    def test_holds_no_more_code_and_constants_than_a_device_has_room_for(self):
+        sizes = {s.Name.rstrip(b"\0"): s.Misc_VirtualSize for s in self.pe.sections}
+        self.assertLessEqual(sizes[b".text"] + sizes[b".rdata"], MOST_CODE_AND_CONSTANTS)
 
 
 class Probe(unittest.TestCase):

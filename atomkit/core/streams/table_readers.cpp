@@ -44,32 +44,33 @@ class BlockFeeder {
   /// @param blocks  null when nobody takes the table
   explicit BlockFeeder(TableBlocks* blocks) noexcept : blocks_(blocks) {}
 
+  bool feeds() const noexcept { return blocks_ != nullptr; }
   bool wantsSums() const noexcept {
-    return blocks_ && blocks_->sums() == TableBlocks::Sums::wanted;
+    return feeds() && blocks_->sums() == TableBlocks::Sums::wanted;
   }
-  /// Words that are missing in the current block.
-  uint32_t missing() const noexcept {
-    return blocks_ ? blocks_->blockWords() - words_ : UINT32_MAX;
-  }
+  /// Words that are missing in the current block. @pre feeds()
+  uint32_t missing() const noexcept { return blocks_->blockWords() - words_; }
   /// Says where the words go that are read next. @pre no block has begun
   void moveTo(const void* words) noexcept { block_ = static_cast<const uint32_t*>(words); }
-  /// @pre count <= missing()
+  /// @pre feeds(); count <= missing()
   void add(uint32_t count, uint64_t sum) noexcept {
-    if (!blocks_) return;
     words_ += count;
     sum_ += sum;
-    if (words_ == blocks_->blockWords()) finish();
+    if (words_ == blocks_->blockWords()) giveBlock();
   }
   /// Gives the last block away.
   void finish() noexcept {
-    if (words_ == 0) return;
+    if (words_ != 0) giveBlock();
+  }
+
+ private:
+  void giveBlock() noexcept {
     blocks_->take(block_, words_, sum_);
     block_ += words_;
     words_ = 0;
     sum_ = 0;
   }
 
- private:
   TableBlocks* blocks_;
   const uint32_t* block_ = nullptr;
   uint32_t words_ = 0;
@@ -98,46 +99,52 @@ constexpr uint32_t kMostWordBytes = sizeof(uint64_t);
 // Reads the words of a table.
 class TableReader {
  public:
-  TableReader(ByteStream& stream, uint32_t wordBytes, uint32_t wordsPerRead) noexcept
-      : stream_(&stream), wordBytes_(wordBytes), wordsPerRead_(wordsPerRead) {}
+  TableReader(ByteStream& stream, uint32_t wordBytes, uint32_t wordsPerRead, Copy copy,
+              BlockFeeder& feeder) noexcept
+      : stream_(&stream),
+        wordBytes_(wordBytes),
+        wordsPerRead_(wordsPerRead),
+        copy_(copy),
+        feeder_(&feeder) {}
 
   /// @param to  aligned for the words
-  void read(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder);
+  void read(uint8_t* to, uint32_t words);
 
  private:
-  void readLent(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder);
+  void readLent(uint8_t* to, uint32_t words);
   void gatherDividedWord(uint8_t* raw);
-  void readUnlent(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder);
+  void readUnlent(uint8_t* to, uint32_t words);
+  void copyBlocks(uint8_t* to, const uint8_t* from, uint32_t words);
 
   ByteStream* stream_;
   uint32_t wordBytes_;
   uint32_t wordsPerRead_;
+  Copy copy_;
+  BlockFeeder* feeder_;
 };
 
-void TableReader::read(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder) {
-  feeder.moveTo(to);
+void TableReader::read(uint8_t* to, uint32_t words) {
+  feeder_->moveTo(to);
   if (stream_->head().hasLender()) {
-    readLent(to, words, copy, feeder);
+    readLent(to, words);
   } else {
-    readUnlent(to, words, copy, feeder);
+    readUnlent(to, words);
   }
 }
 
 // Out of the windows of the source, without a second pass over memory.
-void TableReader::readLent(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder) {
+void TableReader::readLent(uint8_t* to, uint32_t words) {
   while (words > 0) {
     const auto inWindow = static_cast<uint32_t>(refill(stream_->head()) / wordBytes_);
-    uint32_t read = std::min({words, inWindow, feeder.missing()});
-    uint64_t sum = 0;
+    uint32_t read = std::min(words, inWindow);
     if (read > 0) {
-      sum = copy(to, stream_->take(read * wordBytes_), read);
+      copyBlocks(to, stream_->take(read * wordBytes_), read);
     } else {
       uint8_t raw[kMostWordBytes];
       gatherDividedWord(raw);
       read = 1;
-      sum = copy(to, raw, read);
+      copyBlocks(to, raw, read);
     }
-    feeder.add(read, sum);
     to += size_t{read} * wordBytes_;
     words -= read;
   }
@@ -153,17 +160,29 @@ void TableReader::gatherDividedWord(uint8_t* raw) {
   }
 }
 
-void TableReader::readUnlent(uint8_t* to, uint32_t words, Copy copy, BlockFeeder& feeder) {
+void TableReader::readUnlent(uint8_t* to, uint32_t words) {
   while (words > 0) {
-    uint32_t unswapped = std::min(words, wordsPerRead_);
-    stream_->readExact(to, unswapped * wordBytes_);
-    words -= unswapped;
-    while (unswapped > 0) {
-      const uint32_t swapped = std::min(unswapped, feeder.missing());
-      feeder.add(swapped, copy(to, to, swapped));
-      to += size_t{swapped} * wordBytes_;
-      unswapped -= swapped;
-    }
+    const uint32_t read = std::min(words, wordsPerRead_);
+    stream_->readExact(to, read * wordBytes_);
+    copyBlocks(to, to, read);
+    to += size_t{read} * wordBytes_;
+    words -= read;
+  }
+}
+
+// Copies words that lie in memory, and gives each block away as soon as it is whole.
+void TableReader::copyBlocks(uint8_t* to, const uint8_t* from, uint32_t words) {
+  if (!feeder_->feeds()) {
+    copy_(to, from, words);
+    return;
+  }
+  while (words > 0) {
+    const uint32_t part = std::min(words, feeder_->missing());
+    feeder_->add(part, copy_(to, from, part));
+    const size_t bytes = size_t{part} * wordBytes_;
+    to += bytes;
+    from += bytes;
+    words -= part;
   }
 }
 
@@ -172,11 +191,9 @@ void* readTable(ByteStream& stream, uint32_t count, uint32_t wordBytes, Copy cop
                 BlockFeeder& feeder, uint32_t wordsPerRead) {
   const uint32_t bytes = count * wordBytes;
   const LongRead longRead(stream.head(), bytes);
-  TableReader reader(stream, wordBytes, wordsPerRead);
+  TableReader reader(stream, wordBytes, wordsPerRead, copy, feeder);
   ArrivingBlock block(stream, bytes, {}, kOutOfMemoryInArray);
-  const auto read = [&](uint8_t* to, uint32_t piece) {
-    reader.read(to, piece / wordBytes, copy, feeder);
-  };
+  const auto read = [&](uint8_t* to, uint32_t piece) { reader.read(to, piece / wordBytes); };
   block.begin(read);
   const uint32_t done = block.gather();
   read(block.bytes() + done, bytes - done);

@@ -63,7 +63,8 @@ uint64_t plainSum(const uint32_t* words, uint32_t count) {
 
 #else
 #define ATOMKIT_HAS_VECTORS 0
-constexpr uint32_t kStepWords = 4;  // of one turn of a loop
+// Of one turn of a loop. One where the ARM loop leaves few words.
+constexpr uint32_t kStepWords = ATOMKIT_HAS_ARMV4_LOOP ? 1 : 4;
 
 // Where words can't be loaded from any place, they are moved to their own first.
 #if defined(__arm__) && !defined(__ARM_FEATURE_UNALIGNED)
@@ -131,7 +132,7 @@ inline uint64_t copy(uint32_t* to, const uint8_t* from, uint32_t count) {
   from = aligned(to, from, count);
 #if ATOMKIT_HAS_ARMV4_LOOP
   const uint32_t inTurns = count - count % kArmv4Words;
-  if (wanted == Sum::wanted && inTurns != 0) {
+  if (inTurns != 0) {
     sum = copyAddingOnArmv4(to, from, inTurns);
     to += inTurns;
     from += size_t{inTurns} * sizeof *to;
@@ -151,7 +152,11 @@ inline uint64_t copy(uint32_t* to, const uint8_t* from, uint32_t count) {
 }  // namespace
 
 void copyWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
+#if ATOMKIT_HAS_ARMV4_LOOP
+  copyAddingWords(to, from, count);  // room for code is scarcer there than time
+#else
   copy<Sum::unwanted>(to, from, count);
+#endif
 }
 
 uint64_t copyAddingWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {

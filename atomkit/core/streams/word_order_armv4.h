@@ -1,5 +1,6 @@
-// The loop of copyAddingWords() for a 32-bit ARM that has no instruction to swap bytes. Compilers
-// don't load and store several words at once there, and keep neither mask nor sum in registers.
+// The loop of copyWords() and copyAddingWords() for a 32-bit ARM that has no instruction to swap
+// bytes. Compilers don't load and store several words at once there, and keep neither mask nor sum
+// in registers.
 #pragma once
 #include <cstdint>
 
