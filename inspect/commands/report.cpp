@@ -58,8 +58,8 @@ class Report final : public Command {
       page.write(reinterpret_cast<const uint8_t*>(data.data()), data.size());
       page.write(kPageAfterData, kPageAfterDataBytes);
       page.finish();
-      if (view.status == ExitStatus::pluginUnavailable) {
-        surroundings.err << "velainspect: " << view.refusal << '\n';
+      if (view.status != ExitStatus::success) {  // the page lacks what the plug-in would tell
+        surroundings.err << "velainspect: " << cli::pathText(name) << ": " << view.refusal << '\n';
       }
       return view.status;
     });

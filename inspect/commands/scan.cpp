@@ -21,26 +21,31 @@ constexpr size_t kFilesPerJob = 64;
 /// Names of a list, a line or a zero byte after each.
 class NameList {
  public:
-  /// @param file  "-" for standard input
-  NameList(const fs::path& file, char end) : end_(end) {
-    if (file == "-") return;
-    file_.open(file, std::ios::binary);
-    if (!file_) {
-      throw cli::Failure(ExitStatus::cannotOpen,
-                         "The list " + cli::pathText(file) + " can't be opened.");
-    }
+  /// @param list  "-" for standard input
+  NameList(const fs::path& list, char end) : list_(list), end_(end) {
+    if (list == "-") return;
+    file_.open(list, std::ios::binary);
+    if (!file_) fail(ExitStatus::cannotOpen, "opened");
   }
 
+  /// @throws Failure when the list can't be read to its end
   std::optional<fs::path> next() {
     std::istream& in = file_.is_open() ? file_ : std::cin;
     for (std::string name; std::getline(in, name, end_);) {
       if (end_ == '\n' && name.ends_with('\r')) name.pop_back();
       if (!name.empty()) return fs::path(name);
     }
+    if (in.bad()) fail(ExitStatus::otherResult, "read");
     return std::nullopt;
   }
 
  private:
+  [[noreturn]] void fail(ExitStatus status, const std::string& what) const {
+    const std::string list = list_ == "-" ? "Standard input" : "The list " + cli::pathText(list_);
+    throw cli::Failure(status, list + " can't be " + what + ".");
+  }
+
+  fs::path list_;
   std::ifstream file_;
   char end_;
 };
