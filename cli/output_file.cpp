@@ -119,8 +119,15 @@ void OutputFile::create() {
   }
 }
 
+void OutputFile::requirePassedOn(bool passed) const {
+  if (passed) return;
+  // A signal ends the wait for a slow reader.
+  if (errno == EINTR) throw Failure(ExitStatus::cancelled, "The operation was cancelled.");
+  throw cannotWrite(target_, systemReason());
+}
+
 void OutputFile::passOn(const uint8_t* bytes, size_t count) const {
-  if (std::fwrite(bytes, 1, count, stdout) != count) throw cannotWrite(target_, systemReason());
+  requirePassedOn(std::fwrite(bytes, 1, count, stdout) == count);
 }
 
 void OutputFile::write(const uint8_t* bytes, size_t count) {
@@ -161,7 +168,7 @@ void OutputFile::finishStandardOutput() {
     }
     file_.reset();
   }
-  if (std::fflush(stdout) != 0) throw cannotWrite(target_, systemReason());
+  requirePassedOn(std::fflush(stdout) == 0);
   begun_ = false;
 }
 

@@ -58,6 +58,8 @@ class OutputFile {
  private:
   void requireReplaceable() const;
   void create();
+  /// Throws the reason in errno when standard output did not take what it was given.
+  void requirePassedOn(bool passed) const;
   void passOn(const uint8_t* bytes, size_t count) const;
   void finishStandardOutput();
 

@@ -228,9 +228,11 @@ Mp4Writer::Mp4Writer(cli::OutputFile& file, const Mp4Settings& settings)
   made->opaque = &state;
   made->io_open = State::openAgain;
   made->io_close2 = State::closeAgain;
-  // The same input gives the same bytes, and packets stay as they are.
+  // The same input gives the same bytes, and packets stay as they are. They are not written one by
+  // one: that is for players that follow a growing file.
   made->flags |= AVFMT_FLAG_BITEXACT | AVFMT_FLAG_CUSTOM_IO;
-  made->flags &= ~AVFMT_FLAG_AUTO_BSF;
+  made->flags &= ~(AVFMT_FLAG_AUTO_BSF | AVFMT_FLAG_FLUSH_PACKETS);
+  made->flush_packets = 0;
   if (settings.video) state.addVideo(*settings.video);
   if (settings.audio) state.addAudio(*settings.audio);
   for (const auto& [name, value] : settings.tags) {

@@ -51,6 +51,16 @@ const FormName& formOf(const ExtractOptions& options) {
   return kForms[0];
 }
 
+/// The tags, the times and the packets are read one after the other.
+void requireReadableAgain(const fs::path& file) {
+  std::error_code ignored;
+  const fs::file_type type = fs::status(file, ignored).type();
+  if (type != fs::file_type::fifo && type != fs::file_type::character) return;
+  throw Failure(ExitStatus::usage,
+                "A cut reads its file more than once, which a pipe does not allow; --audio and "
+                "--video take one.");
+}
+
 void requireForm(const FormName& form, const FileParts& parts) {
   if (form.form == Form::mp4 && !canWriteMp4()) {
     throw Failure(
@@ -231,6 +241,7 @@ void cut(Session& session, const ExtractOptions& options, std::ostream& out, std
                   "--keep-partial goes with --audio and --video: a part of a file that plays is no "
                   "file that plays.");
   }
+  requireReadableAgain(options.file);
   const Reference<vela::IMediaSplitter> about = session.openForInformation(options.file);
   const FileParts parts = partsOf(*about.get(), session.token);
   const FormName& form = formOf(options);
@@ -261,6 +272,8 @@ void cut(Session& session, const ExtractOptions& options, std::ostream& out, std
       const FileTags tags = tagsFor(*about.get(), parts, part, asked.size(), session.token);
       const WrittenFile written =
           writePlayable(playback, part.range, form.form, channels, tags, reached, files[i]);
+      // Packets are asked for no more, and yet nobody wants the file.
+      if (session.token.isCancelled()) throw Failure(Place::output, vela::TIOResult::cancelled);
       files[i].finish();
       report(text, files[i].target(), part, written, tags, form.form);
       cuts.push_back(jsonOf(files[i].target(), parts, part, written, tags, form.form));

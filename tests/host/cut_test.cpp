@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
+#include <set>
 #include <string>
 
 #include "host/file_names.h"
@@ -308,18 +310,160 @@ TEST_F(CutFiles, TakesATitleOf64KiB) {
       << "the title itself is whole";
 }
 
-TEST_F(CutFiles, RemovesWhatItBeganWhenASignalEndsIt) {
-  alarm(120);
-  fs::create_directory(at("out"));
-  ASSERT_EQ(mkfifo(at("pipe.mp4").c_str(), 0600), 0);
-  Child child({"extract", "pipe.mp4", "--chapters", "out", "--format", "adts"}, {.folder = at("")});
-  const int pipe = open(at("pipe.mp4").c_str(), O_WRONLY | O_CLOEXEC);
-  child.signal(SIGTERM);
-  close(pipe);
-  const media::ProgramResult result = child.wait();
+TEST_F(CutFiles, TakesTitlesThatAreNoFileNames) {
+  using namespace boxes;
+  const Bytes file = movieFile({.tracks = {aacTrack({.samples = 200})},
+                                .udta = chpl({{0, "/"},
+                                              {5'000'000, "../../up"},
+                                              {10'000'000, "a\x1b[2J\r\nb\x7f"},
+                                              {15'000'000, "CON"},
+                                              {20'000'000, std::string(255, 'x')},
+                                              {25'000'000, "same"},
+                                              {30'000'000, "same"}}),
+                                .order = BoxOrder::movieFirst})
+                         .bytes;
+  write("titles.m4a", std::string(file.begin(), file.end()));
+  const media::ProgramResult result = extract({"titles.m4a", "--chapters", "out"});
+  EXPECT_EQ(result.status, 0) << result.output;
+  EXPECT_THAT(namesIn("out"),
+              ElementsAre("01 _.m4a", "02 .._.._up.m4a", "03 a_[2J__b_.m4a", "04 CON.m4a",
+                          "05 " + std::string(113, 'x') + ".m4a", "06 same.m4a", "07 same.m4a"));
+  EXPECT_EQ(result.output.find('\x1b'), result.output.npos);
+}
+
+TEST_F(CutFiles, CutsWhatLiesBeyond4GiBInAFileOfAnySize) {
+  using namespace boxes;
+  constexpr uint64_t kFar = uint64_t{5} << 30;
+  // The movie is written once with offsets of 64 bits, and its media once more far away.
+  MovieFileFields fields{.tracks = {aacTrack({.samples = 200})},
+                         .udta = chpl({{0, "near"}, {20'000'000, "far"}}),
+                         .order = BoxOrder::movieFirst};
+  const BuiltMovie near = movieFile(fields);
+  std::vector<uint64_t> chunks;
+  for (size_t i = 0; i < near.offsets[0].size(); i += fields.tracks[0].samplesPerChunk) {
+    chunks.push_back(kFar + near.offsets[0][i]);
+  }
+  fields.tracks[0].boxes.stco = co64(chunks);
+  const Bytes movie = movieFile(fields).bytes;
+  const uint64_t mediaStart = near.offsets[0][0];
+  const size_t movieEnd = movie.size() - (near.bytes.size() - mediaStart) - 8;
+  {
+    std::ofstream out(at("huge.m4a"), std::ios::binary);
+    const auto put = [&out](const Bytes& bytes, size_t from, size_t to) {
+      out.write(reinterpret_cast<const char*>(bytes.data()) + from,
+                static_cast<std::streamsize>(to - from));
+    };
+    put(movie, 0, movieEnd);
+    const uint64_t mediaEnd = kFar + near.bytes.size();
+    const Bytes header = join(u32(1), text("mdat"), u64(mediaEnd - movieEnd));
+    put(header, 0, header.size());
+    out.seekp(static_cast<std::streamoff>(kFar + mediaStart));  // a hole takes no room on the disk
+    put(near.bytes, mediaStart, near.bytes.size());
+  }
+  write("near.m4a", std::string(near.bytes.begin(), near.bytes.end()));
+#if defined(__SANITIZE_ADDRESS__)
+  const std::optional<uint64_t> memory;  // the sanitizer itself takes terabytes of addresses
+#else
+  const std::optional<uint64_t> memory = uint64_t{1} << 30;
+#endif
+  for (const char* const form : {"mp4", "adts"}) {
+    EXPECT_EQ(extract({"near.m4a", "--chapters", "near", "--format", form}).status, 0);
+    const media::ProgramResult result =
+        extract({"huge.m4a", "--chapters", "huge", "--format", form}, {.largestMemory = memory});
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_EQ(contents(at("huge")), contents(at("near")));
+    EXPECT_EQ(contents(at("huge")).size(), 2u);
+    fs::remove_all(at("huge"));
+    fs::remove_all(at("near"));
+  }
+}
+
+TEST_F(CutFiles, RefusesAPipeWhichCanBeReadOnceOnly) {
+  alarm(120);  // a program that waits for a writer fails the test
+  ASSERT_EQ(mkfifo(at("pipe.m4a").c_str(), 0600), 0);
+  expectRefused({"pipe.m4a", "-o", "a.m4a"}, 64, "reads its file more than once");
+  expectRefused({"pipe.m4a", "--chapters", "out", "--format", "adts"}, 64, "reads its file more");
   alarm(0);
-  EXPECT_NE(result.status, 0);
-  EXPECT_THAT(namesIn("out"), testing::IsEmpty());
+}
+
+TEST_F(CutFiles, SaysThatLibavformatIsMissingAndOffersBareSound) {
+  fs::create_directory(at("lib"));
+  for (const char* const library : {"libavformat.so.58", "libavformat.so.59", "libavformat.so.60",
+                                    "libavformat.so.61", "libavformat.so.62"}) {
+    write("lib/" + std::string(library), "");
+  }
+  const Surroundings without{.environment = {{"LD_LIBRARY_PATH", at("lib").string()}}};
+  const Contents before = contents(at(""));
+  for (const char* const output : {"-o", "--chapters"}) {
+    const media::ProgramResult result = extract({"book.m4a", output, "out"}, without);
+    EXPECT_EQ(result.status, 65);
+    EXPECT_THAT(result.output, testing::ContainsRegex("MP4 is written by libavformat.so.[0-9]+, "
+                                                      "which can't be loaded. --format adts and"));
+    EXPECT_EQ(contents(at("")), before);
+  }
+  EXPECT_EQ(extract({"book.m4a", "--chapters", "out", "--format", "adts"}, without).status, 0);
+  EXPECT_EQ(namesIn("out").size(), 5u);
+}
+
+TEST_F(CutFiles, LeavesWholeFilesOnlyWhereverASignalComes) {
+  ASSERT_EQ(extract({"book.m4a", "--chapters", "whole"}).status, 0);
+  const Contents whole = contents(at("whole"));
+  std::set<size_t> kept;
+  int cancelled = 0;
+  for (int nth = 1;; ++nth) {
+    SCOPED_TRACE("write " + std::to_string(nth));
+    Child child({"extract", "book.m4a", "--chapters", "out"},
+                {.folder = at(""), .stopsAtWrites = true});
+    const bool sent = child.signalAtWrite(nth % 2 ? SIGTERM : SIGINT, nth);
+    const media::ProgramResult result = child.wait();
+    const Contents left = fs::exists(at("out")) ? contents(at("out")) : Contents();
+    for (const auto& [name, bytes] : left) {
+      ASSERT_TRUE(whole.contains(name) && whole.at(name) == bytes) << name;
+    }
+    if (left.size() < whole.size()) {
+      ASSERT_EQ(result.status, 2) << result.output;
+      ASSERT_THAT(result.output, HasSubstr(std::to_string(left.size()) + " of 5 chapters w"));
+      ++cancelled;
+    } else {
+      ASSERT_EQ(result.status, 0) << "nothing was left to cancel";
+    }
+    kept.insert(left.size());
+    fs::remove_all(at("out"));
+    if (!sent) break;  // there is no n-th write
+  }
+  EXPECT_THAT(kept, ElementsAre(0, 1, 2, 3, 4, 5));
+  EXPECT_GE(cancelled, 10) << "several writes to each file";
+  EXPECT_EQ(contents(at("")).size(), 3u) << "book, film and the whole chapters";
+}
+
+TEST_F(CutFiles, KeepsTheFileItWouldReplaceWhenASignalComes) {
+  write("old.mp4", "old");
+  Child child({"extract", "film.mp4", "-o", "old.mp4", "--force"},
+              {.folder = at(""), .stopsAtWrites = true});
+  EXPECT_TRUE(child.signalAtWrite(SIGTERM, 1));
+  EXPECT_EQ(child.wait().status, 2);
+  EXPECT_EQ(media::readText(at("old.mp4")), "old");
+  EXPECT_EQ(contents(at("")).size(), 3u);
+}
+
+TEST_F(CutFiles, EndsWith2WhenASignalComesWhileNobodyReadsStandardOutput) {
+  for (const char* const option : {"-o", "--audio"}) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const int full = open(("/proc/self/fd/" + std::to_string(ends[1])).c_str(),
+                          O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    const std::string page(4096, ' ');
+    while (::write(full, page.data(), page.size()) > 0) {
+    }
+    alarm(120);  // a program that goes on waiting fails the test
+    Child child({"extract", "film.mp4", option, "-"},
+                {.folder = at(""), .outputPipe = ends[1], .stopsAtWrites = true});
+    EXPECT_TRUE(child.signalAtWrite(SIGTERM, option == std::string("-o") ? 2 : 1));
+    EXPECT_EQ(child.wait().status, 2);
+    alarm(0);
+    for (const int descriptor : {full, ends[0], ends[1]}) close(descriptor);
+  }
+  EXPECT_EQ(contents(at("")).size(), 2u);
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,7 +23,6 @@ void apply(const Surroundings& surroundings) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, SIG_DFL);
   if (surroundings.ignoredSignal) signal(*surroundings.ignoredSignal, SIG_IGN);
   if (surroundings.largestFile) {
-    signal(SIGXFSZ, SIG_IGN);  // the write fails instead
     const rlimit limit{*surroundings.largestFile, *surroundings.largestFile};
     setrlimit(RLIMIT_FSIZE, &limit);
   }
@@ -38,7 +39,34 @@ void apply(const Surroundings& surroundings) {
     const int output = open(surroundings.output.c_str(), O_WRONLY);
     if (output < 0 || dup2(output, STDOUT_FILENO) < 0) _exit(126);
   }
+  for (const auto& [name, value] : surroundings.environment) {
+    setenv(name.c_str(), value.c_str(), 1);
+  }
+  if (surroundings.stopsAtWrites) {
+    setenv("ASAN_OPTIONS", "detect_leaks=0", 1);  // the search for leaks can't share a program
+    ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+  }
   if (!surroundings.folder.empty() && chdir(surroundings.folder.c_str()) != 0) _exit(126);
+}
+
+/// Whether a stopped program is about to write to something other than standard error, or to
+/// rename.
+bool isAtWrite(pid_t process) {
+  __ptrace_syscall_info info{};
+  if (ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof info, &info) <= 0) return false;
+  if (info.op != PTRACE_SYSCALL_INFO_ENTRY) return false;
+  switch (info.entry.nr) {
+    case SYS_write:
+    case SYS_writev:
+      return info.entry.args[0] != STDERR_FILENO;
+    case SYS_renameat:
+#ifdef SYS_rename
+    case SYS_rename:
+#endif
+      return true;
+    default:
+      return false;
+  }
 }
 
 std::vector<std::string> withPlugin(std::vector<std::string> arguments) {
@@ -77,12 +105,32 @@ Child::Child(const fs::path& program, std::vector<std::string> arguments,
 
 Child::~Child() {
   if (process_ > 0) {
-    kill(process_, SIGKILL);
+    if (!ended_) kill(process_, SIGKILL);
     wait();
   }
 }
 
 void Child::signal(int number) const { kill(process_, number); }
+
+bool Child::signalAtWrite(int number, int nth) {
+  for (;;) {
+    int status = 0;
+    if (waitpid(process_, &status, 0) != process_) return false;
+    if (!WIFSTOPPED(status)) {
+      ended_ = status;
+      return false;
+    }
+    if (isAtWrite(process_) && --nth == 0) {
+      kill(process_, number);
+      return ptrace(PTRACE_DETACH, process_, nullptr, nullptr) == 0;
+    }
+    // Without the option the system does not tell calls of the system from other stops.
+    const int stop = WSTOPSIG(status);
+    if (stop == SIGTRAP) ptrace(PTRACE_SETOPTIONS, process_, nullptr, PTRACE_O_TRACESYSGOOD);
+    const bool isSignal = stop != SIGTRAP && stop != (SIGTRAP | 0x80);
+    ptrace(PTRACE_SYSCALL, process_, nullptr, isSignal ? stop : 0);
+  }
+}
 
 media::ProgramResult Child::wait() {
   media::ProgramResult result{-1, ""};
@@ -93,9 +141,9 @@ media::ProgramResult Child::wait() {
   }
   close(output_);
   int status = 0;
-  if (waitpid(process_, &status, 0) == process_ && WIFEXITED(status)) {
-    result.status = WEXITSTATUS(status);
-  }
+  const bool ended = ended_ || waitpid(process_, &status, 0) == process_;
+  status = ended_.value_or(status);
+  if (ended && WIFEXITED(status)) result.status = WEXITSTATUS(status);
   process_ = -1;
   return result;
 }

@@ -20,6 +20,8 @@ struct Surroundings {
   std::optional<uint64_t> largestMemory = {};  ///< bytes of address space
   std::filesystem::path output = {};           ///< where standard output goes; empty: it is kept
   std::optional<int> outputPipe = {};          ///< or a descriptor where it goes
+  std::map<std::string, std::string> environment = {};  ///< added to the test's own
+  bool stopsAtWrites = false;                           ///< for Child::signalAtWrite()
 };
 
 /// A running program. Its two outputs are one.
@@ -36,12 +38,19 @@ class Child {
 
   void signal(int number) const;
 
+  /// Lets the program run until it is about to write for the n-th time, and sends it the signal
+  /// then. What counts is a write() to anything but standard error, and a rename().
+  /// @param nth  from 1
+  /// @return false when the program ended before
+  bool signalAtWrite(int number, int nth);
+
   /// Waits for the end.
   media::ProgramResult wait();
 
  private:
   pid_t process_ = -1;
-  int output_ = -1;  ///< the end that is read
+  std::optional<int> ended_ = {};  ///< what the system said of its end, if that was asked before
+  int output_ = -1;                ///< the end that is read
 };
 
 /// Runs velahost to its end.
