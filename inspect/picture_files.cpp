@@ -17,6 +17,7 @@ namespace {
 /// take.
 constexpr size_t kLongestStem = 200;
 
+#ifndef _WIN32
 /// Up to `count` bytes of a name, without half a character at the end.
 std::string shortened(std::string name, size_t count) {
   if (name.size() <= count) return name;
@@ -27,6 +28,7 @@ std::string shortened(std::string name, size_t count) {
   name.resize(count);
   return name;
 }
+#endif
 
 }  // namespace
 
