@@ -59,7 +59,7 @@ Bytes growingMap(uint32_t entries) {
 
 Bytes tablesOf(const std::vector<Bytes>& tables) {
   Bytes all;
-  for (const Bytes& table : tables) all = join(all, table);
+  for (const Bytes& table : tables) append(all, table);
   return all;
 }
 
@@ -140,8 +140,8 @@ Bytes twoNames() {
 Bytes manySegments(uint32_t count) {
   Bytes segments;
   for (uint32_t i = 0; i < count; ++i) {
-    segments = join(segments, ztSegment(i * 2 % count, {{"title", {"S" + std::to_string(i)}},
-                                                        {"TITLE", {"again"}, 0}}));
+    append(segments, ztSegment(i * 2 % count,
+                               {{"title", {"S" + std::to_string(i)}}, {"TITLE", {"again"}, 0}}));
   }
   return ztTags(ztFields({{"title", {"All"}}, {"artist", {"A", "B"}, 0x80}, {"", {""}, 0}}),
                 segments, box("covr", repeat(7, 30)));
@@ -235,7 +235,7 @@ void writeFiles(const fs::path& folder) {
   write(folder / "long-samples",
         movieFile({.tracks = {aacTrack({.samples = 20, .delta = 48000})}}).bytes);
   Bytes manyTracks;
-  for (int i = 0; i < 200; ++i) manyTracks = join(manyTracks, box("trak"));
+  for (int i = 0; i < 200; ++i) append(manyTracks, box("trak"));
   write(folder / "empty-tracks",
         join(ftyp(), box("moov", mvhd(), manyTracks, trak({.stsd = stsd(mp4a())}))));
 }
@@ -253,7 +253,7 @@ Bytes script(uint8_t flags, uint8_t player, uint32_t piece,
              const std::vector<ScriptedFault>& faults) {
   Bytes all = join(u8(flags), u8(player), word(piece), u8(static_cast<uint8_t>(faults.size())));
   for (const ScriptedFault& fault : faults) {
-    all = join(all, u8(fault.kind), u8(fault.call), word(fault.at), word(fault.argument));
+    append(all, u8(fault.kind), u8(fault.call), word(fault.at), word(fault.argument));
   }
   return all;
 }
@@ -292,8 +292,8 @@ void writeHelpers(const fs::path& folder) {
   write(folder / "overlong", text("a\xC1\x81 b \xE0\x80\x90 \xC3\xA4"));
   Bytes operations;
   for (uint32_t i = 0; i < 60; ++i) {
-    operations = join(operations, raw({static_cast<uint8_t>(i * 7), static_cast<uint8_t>(i * 11),
-                                       static_cast<uint8_t>(i * 13)}));
+    append(operations, raw({static_cast<uint8_t>(i * 7), static_cast<uint8_t>(i * 11),
+                            static_cast<uint8_t>(i * 13)}));
   }
   write(folder / "operations", operations);
   for (const uint8_t failing : {uint8_t{2}, uint8_t{255}}) {

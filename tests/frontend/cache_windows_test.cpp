@@ -191,7 +191,7 @@ Bytes readSome(atomkit::ByteStream& box, uint32_t count, uint32_t kind) {
 
 void compareOverRandomScripts(uint64_t claimedLength, bool withWindows) {
   const Bytes file = pattern(0x24000);
-  for (uint32_t seed = 0; seed < 60; ++seed) {
+  for (uint32_t seed = 0; seed < 24; ++seed) {
     SeededRandom random(seed);
     Parse parse(file, claimedLength, withWindows);
     PlainCache plain(file, claimedLength);
@@ -224,7 +224,7 @@ void compareOverRandomScripts(uint64_t claimedLength, bool withWindows) {
         if (kind == kTable) count -= count % 4;
         Bytes expected;
         for (uint32_t i = 0; kind == kValues && i < count; ++i) {
-          expected = boxes::join(expected, plain.read(1));
+          boxes::append(expected, plain.read(1));
         }
         if (kind != kValues) expected = plain.read(count);
         ASSERT_EQ(readSome(inner, count, kind), expected);

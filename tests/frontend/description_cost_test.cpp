@@ -85,7 +85,7 @@ TEST(DescriptionCost, ASharedTitleIsConvertedOnceAmongChaptersThatHaveTheirOwn) 
   constexpr uint32_t kChapters = 400;
   Bytes boxes = ztFields({titled(std::string(5000, 't'))});
   for (uint32_t i = 1; i < kChapters; i += 2) {
-    boxes = join(boxes, ztSegment(i, {titled("own " + std::to_string(i))}));
+    append(boxes, ztSegment(i, {titled("own " + std::to_string(i))}));
   }
   OpenSession shared(chapteredFile(2, ztTags(ztFields({titled(std::string(5000, 't'))}))));
   OpenSession open(chapteredFile(kChapters, ztTags(boxes)));

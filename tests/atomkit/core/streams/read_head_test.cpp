@@ -170,7 +170,7 @@ TEST(ReadHead, EveryHeaderTakenFromAWindowIsPolledForOnce) {
 
 TEST(ReadHead, TablesAreTakenWindowByWindow) {
   Bytes bytes = u8(0);
-  for (uint32_t i = 0; i < 20; ++i) bytes = join(bytes, u32(i * 0x01010101));
+  for (uint32_t i = 0; i < 20; ++i) append(bytes, u32(i * 0x01010101));
   for (const uint32_t windowSize : {1u, 3u, 4u, 8u, 30u, 32u, 33u, 4096u}) {
     LendingSource source(bytes, windowSize);
     HostStreamAdapter file(source, bytes.size(), &source);
@@ -186,7 +186,7 @@ TEST(ReadHead, TablesAreTakenWindowByWindow) {
 
 TEST(ReadHead, ATableOf64BitsIsTakenWindowByWindow) {
   Bytes bytes = u8(0);
-  for (uint32_t i = 0; i < 20; ++i) bytes = join(bytes, u64(uint64_t{i} << 40 | i));
+  for (uint32_t i = 0; i < 20; ++i) append(bytes, u64(uint64_t{i} << 40 | i));
   for (const uint32_t windowSize : {1u, 8u, 30u, 32u, 33u, 4096u}) {
     LendingSource source(bytes, windowSize);
     HostStreamAdapter file(source, bytes.size(), &source);

@@ -76,7 +76,7 @@ TEST(WordOrder, SumsAreThoseOf64BitsHoweverLargeTheWords) {
     for (const uint32_t bits : {1u, 16u, 25u, 26u, 27u, 28u, 29u, 32u}) {
       const std::vector<uint32_t> words = wordsOf(random, count, bits);
       Bytes file;
-      for (const uint32_t word : words) file = boxes::join(file, boxes::u32(word));
+      for (const uint32_t word : words) boxes::append(file, boxes::u32(word));
       std::vector<uint32_t> copied(count);
       const uint64_t sum = std::accumulate(words.begin(), words.end(), uint64_t{0});
       EXPECT_EQ(copyAddingWords(copied.data(), file.data(), count), sum) << count << "/" << bits;

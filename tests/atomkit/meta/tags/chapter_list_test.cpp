@@ -36,8 +36,8 @@ void readChpl(const Bytes& bytes, ChapterMarks& marks) {
 Bytes chplShort(const std::vector<Mark>& marks) {
   Bytes entries;
   for (const Mark& mark : marks) {
-    entries = join(entries, u32(static_cast<uint32_t>(mark.start)),
-                   u8(static_cast<uint8_t>(mark.title.size())), text(mark.title));
+    append(entries, u32(static_cast<uint32_t>(mark.start)),
+           u8(static_cast<uint8_t>(mark.title.size())), text(mark.title));
   }
   return box("chpl", u8(0), zeros(4), u32(static_cast<uint32_t>(marks.size())), entries);
 }

@@ -483,7 +483,7 @@ TEST(SampleCursor, PassesAnyNumberOfRunsWithoutSamplesInAMoment) {
     map.insert(map.end(), emptyRun.begin(), emptyRun.end());
     times.insert(times.end(), emptyTimes.begin(), emptyTimes.end());
   }
-  times = join(times, u32(5), u32(10));
+  append(times, u32(5), u32(10));
   readBox(box("stsc", map),
           [&](AtomReader& reader, uint64_t) { record.samples.readChunkMap(reader); });
   readStts(record.timing, box("stts", times));

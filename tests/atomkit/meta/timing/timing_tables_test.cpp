@@ -68,7 +68,7 @@ constexpr TableCase kAllTables[] = {{"stts", 8, &TimingTables::readTimeToSample}
 Bytes risingEntries(const TableCase& table, uint32_t count) {
   Bytes entries;
   for (uint32_t word = 1; word <= count * table.entryBytes / 4; ++word) {
-    entries = join(entries, u32(word));
+    append(entries, u32(word));
   }
   return entries;
 }
