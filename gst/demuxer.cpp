@@ -29,6 +29,21 @@ uint64_t unitsOrUnknown(uint64_t ns) {
   return GST_CLOCK_TIME_IS_VALID(ns) ? hostUnitsFromNs(ns) : vela::kUnknown64;
 }
 
+/// Applies a seek to the segment that is played. @return whether that is possible
+bool moveSegment(GstEvent* event, GstSegment& segment) {
+  gdouble rate = 1;
+  GstFormat format = GST_FORMAT_UNDEFINED;
+  GstSeekFlags flags = GST_SEEK_FLAG_NONE;
+  GstSeekType startType = GST_SEEK_TYPE_NONE;
+  GstSeekType stopType = GST_SEEK_TYPE_NONE;
+  gint64 start = 0;
+  gint64 stop = 0;
+  gst_event_parse_seek(event, &rate, &format, &flags, &startType, &start, &stopType, &stop);
+  gboolean moves = FALSE;
+  return gst_segment_do_seek(&segment, rate, format, flags, startType, static_cast<guint64>(start),
+                             stopType, static_cast<guint64>(stop), &moves) != FALSE;
+}
+
 }  // namespace
 
 Demuxer::Demuxer(GstElement* element, GstPad* sinkPad)
@@ -80,6 +95,7 @@ bool Demuxer::activate(bool active) {
 
 void Demuxer::closeFile() {
   opened_ = false;
+  ownSeeks_.clear();
   reader_.reset();
   for (Output& output : outputs_) {
     gst_flow_combiner_remove_pad(flows_, output.pad);
@@ -99,12 +115,34 @@ void Demuxer::closeFile() {
 void Demuxer::runTask(gpointer self) { static_cast<Demuxer*>(self)->run(); }
 
 void Demuxer::run() {
+  streamingThread_ = std::this_thread::get_id();
+  if (ownSeeks_.empty()) {
+    step();
+  } else {
+    followOwnSeek();
+  }
+  streamingThread_ = std::thread::id();
+}
+
+void Demuxer::step() {
   if (!opened_ && !openFile()) return;
   if (seekPending_ && !followSeek()) return;
   pushNext();
 }
 
-void Demuxer::pause() { gst_pad_pause_task(sinkPad_); }
+// A seek of another thread may be waiting for the stream, which this one holds. Nothing is under
+// way here, so the other one may go first.
+void Demuxer::followOwnSeek() {
+  const EventPtr event = std::move(ownSeeks_.front());
+  ownSeeks_.pop_front();
+  GST_PAD_STREAM_UNLOCK(sinkPad_);
+  seek(event.get());
+  GST_PAD_STREAM_LOCK(sinkPad_);
+}
+
+void Demuxer::pause() {
+  if (ownSeeks_.empty()) gst_pad_pause_task(sinkPad_);
+}
 
 bool Demuxer::openFile() {
   reader_ = std::make_unique<ItemReader>(library_->factory(), token_);
@@ -432,19 +470,37 @@ bool Demuxer::handleSeek(GstEvent* event) {
   gdouble rate = 1;
   GstFormat format = GST_FORMAT_UNDEFINED;
   GstSeekFlags flags = GST_SEEK_FLAG_NONE;
-  GstSeekType startType = GST_SEEK_TYPE_NONE;
-  GstSeekType stopType = GST_SEEK_TYPE_NONE;
-  gint64 start = 0;
-  gint64 stop = 0;
-  gst_event_parse_seek(event, &rate, &format, &flags, &startType, &start, &stopType, &stop);
+  gst_event_parse_seek(event, &rate, &format, &flags, nullptr, nullptr, nullptr, nullptr);
   if (format != GST_FORMAT_TIME || rate <= 0 || (flags & GST_SEEK_FLAG_INSTANT_RATE_CHANGE)) {
     return false;
   }
+  const std::thread::id caller = std::this_thread::get_id();
+  if (streamingThread_ == caller) {
+    // Followed as soon as the call that led here has returned: from here, what is under way could
+    // not be ended, and a seek of another thread may be waiting for that.
+    GST_OBJECT_LOCK(element_);
+    GstSegment segment = segment_;
+    GST_OBJECT_UNLOCK(element_);
+    if (!moveSegment(event, segment)) return false;
+    ownSeeks_.emplace_back(gst_event_ref(event));
+    return true;
+  }
+  // Somebody answers the flush of a seek with a seek.
+  if (seekingThread_ == caller) return false;
+  return seek(event);
+}
+
+bool Demuxer::seek(GstEvent* event) {
+  GstSeekFlags flags = GST_SEEK_FLAG_NONE;
+  gst_event_parse_seek(event, nullptr, nullptr, &flags, nullptr, nullptr, nullptr, nullptr);
   const guint32 sequence = gst_event_get_seqnum(event);
   const bool flush = (flags & GST_SEEK_FLAG_FLUSH) != 0;
 
   const std::lock_guard<std::mutex> lock(seekMutex_);
   if (!active_ || !opened_) return false;
+  // A pipeline sends each seek to all of its sinks, so it comes once for each stream.
+  if (sequence == sequence_) return true;
+  seekingThread_ = std::this_thread::get_id();
   if (flush) {
     token_.setFlushing(true);
     GstEvent* const begin = gst_event_new_flush_start();
@@ -460,10 +516,7 @@ bool Demuxer::handleSeek(GstEvent* event) {
   GST_OBJECT_UNLOCK(element_);
   const uint64_t base =
       flush ? 0 : gst_segment_to_running_time(&segment, GST_FORMAT_TIME, segment.position);
-  gboolean moves = FALSE;
-  const bool possible =
-      gst_segment_do_seek(&segment, rate, format, flags, startType, static_cast<guint64>(start),
-                          stopType, static_cast<guint64>(stop), &moves);
+  const bool possible = moveSegment(event, segment);
   if (flush) {
     GstEvent* const end = gst_event_new_flush_stop(TRUE);
     gst_event_set_seqnum(end, sequence);
@@ -496,6 +549,7 @@ bool Demuxer::handleSeek(GstEvent* event) {
   }
   gst_pad_start_task(sinkPad_, runTask, this, nullptr);
   GST_PAD_STREAM_UNLOCK(sinkPad_);
+  seekingThread_ = std::thread::id();
   return possible;
 }
 
@@ -513,6 +567,7 @@ bool Demuxer::handleTocSelect(GstEvent* event) {
   GstEvent* const seek =
       gst_event_new_seek(rate, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET,
                          static_cast<gint64>(start), GST_SEEK_TYPE_NONE, GST_CLOCK_STIME_NONE);
+  gst_event_set_seqnum(seek, gst_event_get_seqnum(event));
   const bool done = handleSeek(seek);
   gst_event_unref(seek);
   return done;

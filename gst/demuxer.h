@@ -5,9 +5,11 @@
 #include <gst/gst.h>
 
 #include <atomic>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "gst/cancel_token.h"
@@ -21,6 +23,11 @@ namespace velagst {
 // Functions of the source pads, of the element's glue.
 gboolean handleSourceEvent(GstPad* pad, GstObject* parent, GstEvent* event);
 gboolean handleSourceQuery(GstPad* pad, GstObject* parent, GstQuery* query);
+
+struct UnrefEvent {
+  void operator()(GstEvent* event) const { gst_event_unref(event); }
+};
+using EventPtr = std::unique_ptr<GstEvent, UnrefEvent>;
 
 class Demuxer {
  public:
@@ -56,6 +63,9 @@ class Demuxer {
 
   static void runTask(gpointer self);
   void run();
+  void step();
+  void followOwnSeek();
+  bool seek(GstEvent* event);
   bool openFile();
   bool exposeOutputs();
   void addOutput(StreamKind kind, const char* name, GstCaps* caps, guint group);
@@ -88,6 +98,10 @@ class Demuxer {
   std::mutex seekMutex_;  // one seek, or one start or end of the task, at a time
   bool active_ = false;   // guarded by seekMutex_
   std::atomic<bool> opened_{false};
+  // Threads that must not wait for a seek: the one that the seek waits for, and the one that makes
+  // it. None where there is no such thread now.
+  std::atomic<std::thread::id> streamingThread_{};
+  std::atomic<std::thread::id> seekingThread_{};
 
   // Of the streaming thread, or of who holds its lock. Outputs come and go under the element's
   // object lock, too, for a flush that begins in another thread.
@@ -95,6 +109,7 @@ class Demuxer {
   GstFlowCombiner* flows_;
   bool seekPending_ = false;
   PendingSeek seek_;
+  std::deque<EventPtr> ownSeeks_;  // that came from the streaming thread, not yet followed
   guint32 sequence_ = GST_SEQNUM_INVALID;
   bool cutShort_ = false;  // a stream was ended before the file's own end of it
   bool toldEarlyEnd_ = false;

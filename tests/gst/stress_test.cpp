@@ -14,6 +14,7 @@
 
 #include "tests/gst/support/media.h"
 #include "tests/gst/support/pipeline.h"
+#include "tests/gst/support/player.h"
 
 namespace {
 
@@ -36,34 +37,6 @@ class Stopwatch {
 
  private:
   milliseconds longest_{0};
-};
-
-std::string film() { return media::File{"sample.mp4"}.path().string(); }
-
-/// The film with both of its streams, linked anew each time that the pads appear.
-class Player {
- public:
-  Player()
-      : pipeline(source(film()) + queueNamed("video_0") + queueNamed("audio_0")),
-        demuxer(pipeline.element("d")) {
-    g_signal_connect(demuxer.get(), "pad-added", G_CALLBACK(link), pipeline.get());
-  }
-
- private:
-  static std::string queueNamed(const char* pad) {
-    return std::string(" queue max-size-time=4000000000 name=") + pad + " ! fakesink sync=false";
-  }
-  static void link(GstElement*, GstPad* pad, gpointer pipeline) {
-    GstElement* const queue = gst_bin_get_by_name(GST_BIN(pipeline), GST_PAD_NAME(pad));
-    GstPad* const sink = gst_element_get_static_pad(queue, "sink");
-    gst_pad_link(pad, sink);
-    gst_object_unref(sink);
-    gst_object_unref(queue);
-  }
-
- public:
-  Pipeline pipeline;
-  Owned<GstElement> demuxer;
 };
 
 void sleepUpTo(std::mt19937& random, unsigned microseconds) {

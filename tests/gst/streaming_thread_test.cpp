@@ -1,0 +1,233 @@
+// Seeks out of the thread that pushes the packets: from "pad-added", from a probe at the end of a
+// stream, from inside another seek. Whoever sends one gets an answer, and playing goes on.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "tests/gst/support/player.h"
+
+namespace {
+
+using namespace pipelines;
+using std::chrono::milliseconds;
+
+constexpr auto kAccurate = static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE);
+constexpr uint64_t kSecond = GST_SECOND;
+
+/// Goes to the pad itself: an element that is asked waits for the end of its state change first.
+bool seekTo(GstElement* demuxer, const char* name, uint64_t ns) {
+  const Owned<GstPad> pad(gst_element_get_static_pad(demuxer, name));
+  return gst_pad_send_event(pad.get(),
+                            gst_event_new_seek(1, GST_FORMAT_TIME, kAccurate, GST_SEEK_TYPE_SET,
+                                               static_cast<gint64>(ns), GST_SEEK_TYPE_NONE, -1)) !=
+         FALSE;
+}
+
+/// Runs a step that must end. Threads that wait for each other can't be helped, so the program ends
+/// where they do.
+void inTime(const char* what, const std::function<void()>& step) {
+  std::future<void> done = std::async(std::launch::async, step);
+  if (done.wait_for(std::chrono::seconds(10)) == std::future_status::ready) return;
+  std::printf("%s: no end in time\n", what);
+  std::fflush(stdout);
+  std::_Exit(1);
+}
+
+/// What leaves through a pad.
+class Watch {
+ public:
+  using Action = std::function<GstPadProbeReturn(GstEvent*)>;
+
+  /// @param onEvent  called for each event, in the thread that pushes it
+  Watch(GstElement* demuxer, const char* pad, Action onEvent)
+      : pad_(pad), onEvent_(std::move(onEvent)) {
+    g_signal_connect(demuxer, "pad-added", G_CALLBACK(attach), this);
+  }
+
+  std::vector<uint64_t> segmentStarts() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return segmentStarts_;
+  }
+  int flushes() const { return flushes_; }
+  int buffers() const { return buffers_; }
+
+ private:
+  static void attach(GstElement*, GstPad* pad, gpointer self) {
+    auto* const watch = static_cast<Watch*>(self);
+    if (watch->pad_ != GST_PAD_NAME(pad)) return;
+    const auto kinds =
+        static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM |
+                                     GST_PAD_PROBE_TYPE_EVENT_FLUSH | GST_PAD_PROBE_TYPE_BUFFER);
+    gst_pad_add_probe(pad, kinds, see, watch, nullptr);
+  }
+  static GstPadProbeReturn see(GstPad*, GstPadProbeInfo* info, gpointer self) {
+    auto* const watch = static_cast<Watch*>(self);
+    if (GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_BUFFER) {
+      ++watch->buffers_;
+      return GST_PAD_PROBE_OK;
+    }
+    GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
+    if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) ++watch->flushes_;
+    if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
+      const GstSegment* segment = nullptr;
+      gst_event_parse_segment(event, &segment);
+      const std::lock_guard<std::mutex> lock(watch->mutex_);
+      watch->segmentStarts_.push_back(segment->start);
+    }
+    return watch->onEvent_ ? watch->onEvent_(event) : GST_PAD_PROBE_OK;
+  }
+
+  std::string pad_;
+  Action onEvent_;
+  mutable std::mutex mutex_;
+  std::vector<uint64_t> segmentStarts_;
+  std::atomic<int> flushes_{0};
+  std::atomic<int> buffers_{0};
+};
+
+void waitFor(const std::function<bool()>& condition) {
+  while (!condition()) std::this_thread::sleep_for(milliseconds(1));
+}
+
+TEST(SeeksOfTheStreamingThread, FromPadAddedBesideOneOfAnotherThreadEndInTime) {
+  inTime("two seeks while pads are added", [] {
+    Player player;
+    GstElement* const demuxer = player.demuxer.get();
+    std::atomic<bool> otherIsInside{false};
+    std::thread other;
+    bool ownAnswer = false;
+    bool otherAnswer = false;
+    Watch sound(demuxer, "audio_0", nullptr);
+    Watch video(demuxer, "video_0", [&](GstEvent* event) {
+      if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_START) otherIsInside = true;
+      return GST_PAD_PROBE_OK;
+    });
+    // The other thread comes in through the first pad, which refuses seeks from then on; the second
+    // pad, which is not there yet, doesn't.
+    const std::function<void(const std::string&)> onPad = [&](const std::string& pad) {
+      if (pad == "video_0") {
+        other = std::thread([&] { otherAnswer = seekTo(demuxer, "video_0", kSecond); });
+        waitFor([&] { return otherIsInside.load(); });
+        // Long enough for the other one to wait for this thread.
+        std::this_thread::sleep_for(milliseconds(100));
+      } else {
+        ownAnswer = seekTo(demuxer, "audio_0", 2 * kSecond);
+      }
+    };
+    g_signal_connect(demuxer, "pad-added",
+                     G_CALLBACK(+[](GstElement*, GstPad* pad, gpointer action) {
+                       (*static_cast<decltype(onPad)*>(action))(GST_PAD_NAME(pad));
+                     }),
+                     const_cast<std::function<void(const std::string&)>*>(&onPad));
+    player.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(player.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    other.join();
+    EXPECT_TRUE(ownAnswer);
+    EXPECT_TRUE(otherAnswer);
+    EXPECT_EQ(video.flushes(), 2);
+    ASSERT_FALSE(sound.segmentStarts().empty());
+    EXPECT_EQ(sound.segmentStarts().back(), 2 * kSecond);
+    player.pipeline.setState(GST_STATE_NULL);
+  });
+}
+
+TEST(SeeksOfTheStreamingThread, FromPadAddedWhileTheElementStopsEndInTime) {
+  inTime("a stop while pads are added", [] {
+    Player player;
+    GstElement* const demuxer = player.demuxer.get();
+    std::atomic<bool> inside{false};
+    struct Seeker {
+      std::atomic<bool>& inside;
+      GstElement* demuxer;
+    } seeker{inside, demuxer};
+    g_signal_connect(demuxer, "pad-added", G_CALLBACK(+[](GstElement*, GstPad* pad, gpointer data) {
+                       auto* const self = static_cast<Seeker*>(data);
+                       self->inside = true;
+                       std::this_thread::sleep_for(milliseconds(50));
+                       seekTo(self->demuxer, GST_PAD_NAME(pad), kSecond);
+                     }),
+                     &seeker);
+    for (int i = 0; i < 5; ++i) {
+      inside = false;
+      player.pipeline.setState(GST_STATE_PAUSED);
+      waitFor([&] { return inside.load(); });
+      player.pipeline.setState(GST_STATE_NULL);
+    }
+  });
+}
+
+TEST(SeeksOfTheStreamingThread, AtTheEndOfAStreamPlayBothStreamsAgain) {
+  inTime("a loop from a probe", [] {
+    Player player;
+    GstElement* const demuxer = player.demuxer.get();
+    int rounds = 0;
+    int endsOfVideo = 0;
+    // The stream that ends last starts anew, twice.
+    Watch video(demuxer, "video_0", [&](GstEvent* event) {
+      if (GST_EVENT_TYPE(event) == GST_EVENT_EOS) ++endsOfVideo;
+      return GST_PAD_PROBE_OK;
+    });
+    Watch sound(demuxer, "audio_0", [&](GstEvent* event) {
+      if (GST_EVENT_TYPE(event) != GST_EVENT_EOS || rounds == 2) return GST_PAD_PROBE_OK;
+      ++rounds;
+      EXPECT_TRUE(seekTo(demuxer, "video_0", kSecond));
+      return GST_PAD_PROBE_DROP;
+    });
+    player.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(player.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    EXPECT_EQ(rounds, 2);
+    EXPECT_EQ(endsOfVideo, 3);
+    EXPECT_EQ(sound.segmentStarts(), (std::vector<uint64_t>{0, kSecond, kSecond}));
+    EXPECT_EQ(video.segmentStarts().size(), 3u);
+    player.pipeline.setState(GST_STATE_NULL);
+  });
+}
+
+TEST(Seeks, ThatReachTheElementThroughTwoSinksAreFollowedOnce) {
+  Player player;
+  Watch video(player.demuxer.get(), "video_0", nullptr);
+  Watch sound(player.demuxer.get(), "audio_0", nullptr);
+  player.pipeline.setState(GST_STATE_PAUSED);
+  ASSERT_TRUE(player.pipeline.waitForState());
+  for (int i = 1; i <= 3; ++i) {
+    ASSERT_TRUE(player.pipeline.seek(1, kAccurate, i * 500 * 1000000));
+    ASSERT_TRUE(player.pipeline.waitForState());
+    EXPECT_EQ(video.flushes(), i);
+    EXPECT_EQ(sound.flushes(), i);
+  }
+}
+
+TEST(Seeks, FromInsideTheFlushOfAnotherOneAreRefused) {
+  inTime("a seek inside a seek", [] {
+    Player player;
+    GstElement* const demuxer = player.demuxer.get();
+    int refused = 0;
+    Watch video(demuxer, "video_0", [&](GstEvent* event) {
+      const bool flush = GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_START ||
+                         GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP;
+      if (flush && !seekTo(demuxer, "video_0", 2 * kSecond)) ++refused;
+      return GST_PAD_PROBE_OK;
+    });
+    Watch sound(demuxer, "audio_0", nullptr);
+    player.pipeline.setState(GST_STATE_PAUSED);
+    ASSERT_TRUE(player.pipeline.waitForState());
+    EXPECT_TRUE(seekTo(demuxer, "video_0", kSecond));
+    EXPECT_EQ(refused, 2);
+    ASSERT_TRUE(player.pipeline.waitForState());
+    EXPECT_EQ(sound.segmentStarts().back(), kSecond);
+    player.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(player.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+  });
+}
+
+}  // namespace

@@ -1,0 +1,31 @@
+#include "tests/gst/support/player.h"
+
+#include "tests/gst/support/media.h"
+
+namespace pipelines {
+namespace {
+
+std::string branch(const char* pad) {
+  return std::string(" queue max-size-time=4000000000 name=") + pad + " ! fakesink sync=false";
+}
+
+std::string description() {
+  const std::string film = media::File{"sample.mp4"}.path().string();
+  return source(film) + branch("video_0") + branch("audio_0");
+}
+
+void link(GstElement*, GstPad* pad, gpointer pipeline) {
+  GstElement* const queue = gst_bin_get_by_name(GST_BIN(pipeline), GST_PAD_NAME(pad));
+  GstPad* const sink = gst_element_get_static_pad(queue, "sink");
+  gst_pad_link(pad, sink);
+  gst_object_unref(sink);
+  gst_object_unref(queue);
+}
+
+}  // namespace
+
+Player::Player() : pipeline(description()), demuxer(pipeline.element("d")) {
+  g_signal_connect(demuxer.get(), "pad-added", G_CALLBACK(link), pipeline.get());
+}
+
+}  // namespace pipelines
