@@ -1,5 +1,6 @@
 # Packages: .deb and .tar.gz here, .zip for Windows. `cpack --config build/release/CPackConfig.cmake`
-# makes them in build/release/packages. The device's package is made by wince_package.cmake.
+# makes them in build/release/packages. A build of the GStreamer element makes the element's .deb. The
+# device's package is made by wince_package.cmake.
 set(CPACK_PACKAGE_NAME vela_splitter_mp4)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "the vela_splitter_mp4 authors")
@@ -30,6 +31,20 @@ else()
   if(libavformat_package)
     set(CPACK_DEBIAN_PACKAGE_RECOMMENDS ${libavformat_package})
   endif()
+endif()
+# A build of the GStreamer element packs that alone, and needs nothing else to be built for it.
+if(VELA_GST)
+  set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_DEB_COMPONENT_INSTALL ON)
+  set(CPACK_COMPONENTS_ALL gstreamer)
+  set(CPACK_COMPONENT_GSTREAMER_DESCRIPTION
+    "GStreamer element that plays MP4 and M4A\nThe demuxer velademux, which takes files apart through the plug-in\nvela_splitter_mp4. Players take it where GST_PLUGIN_FEATURE_RANK says so.")
+  set(CPACK_DEBIAN_GSTREAMER_PACKAGE_NAME gstreamer1.0-vela)
+  set(CPACK_DEBIAN_GSTREAMER_PACKAGE_DEPENDS "vela-splitter-mp4 (= ${PROJECT_VERSION})")
+  unset(CPACK_DEBIAN_PACKAGE_RECOMMENDS)
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE COMPONENT gstreamer
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/gstreamer1.0-vela RENAME copyright)
 endif()
 # What Debian asks of every package.
 if(NOT WIN32)

@@ -39,7 +39,7 @@ std::string findSplitterLibrary(const std::string& given) {
   if (!given.empty()) return given;
   if (const char* named = std::getenv("VELA_PLUGIN"); named && *named) return named;
   const fs::path folder = ownFolder();
-  for (const char* place : {".", "..", "../frontend"}) {
+  for (const char* place : {".", "..", "../..", "../frontend"}) {
     std::error_code ignored;
     const fs::path candidate = folder / place / VELA_PLUGIN_FILE_NAME;
     if (!folder.empty() && fs::exists(candidate, ignored)) return candidate.string();
