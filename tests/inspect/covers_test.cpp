@@ -60,6 +60,19 @@ TEST(InspectCovers, ListEveryPictureByItsContent) {
   EXPECT_EQ(pictures[2]["saved"], nullptr);
 }
 
+TEST(InspectCovers, AreShownWithTheirPlaces) {
+  const ScratchMovie movie(movieOfThreePictures());
+  const auto pictures = movie.json("covers")["pictures"];
+  const auto place = [&](size_t i) {
+    return std::to_string(pictures[i]["offset"].get<uint64_t>());
+  };
+  EXPECT_EQ(movie.run("covers").out,
+            "  1  PNG, 17 bytes, /moov/udta/meta/ilst/covr/data at " + place(0) +
+                "\n  2  JPEG, 100004 bytes, /moov/udta/meta/ilst/covr/data[1] at " + place(1) +
+                "\n  3  GIF, 14 bytes, " + pictures[2]["path"].get<std::string>() + " at " +
+                place(2) + "\n");
+}
+
 TEST(InspectCovers, AreSavedByteForByte) {
   const ScratchMovie movie(movieOfThreePictures(), "my song.m4a");
   const fs::path folder = movie.folder() / "made on demand";
