@@ -46,7 +46,7 @@ uint64_t VBufferString::Store(const char16_t* text, uint32_t p_count, uint32_t s
   if (length == 0 && !m_buffer) return stored;
 
   char16_t* const old = m_buffer;
-  if (length > m_capacity || !m_buffer) {
+  if (length > m_capacity) {
     // Twice the room, so that appending in pieces stays linear; just enough when there is no memory
     // for that.
     const uint64_t roomy = std::min<uint64_t>(std::max<uint64_t>(length, 2 * uint64_t{m_capacity}),

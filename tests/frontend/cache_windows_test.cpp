@@ -271,6 +271,30 @@ TEST(CacheWindows, AWindowEndsWhereAnEarlierBlockBegins) {
   EXPECT_EQ(cache->window().size(), 0u);
 }
 
+TEST(CacheWindows, ABlockWithoutBytesCutsNoWindow) {
+  // The fifth fill takes the place of the first block. It fails, or finds the end of the file.
+  for (const bool fails : {true, false}) {
+    FakeHostStream host(pattern(0x10000));
+    const vela::Reference<vela::ReadCache> cache(
+        VMemory::GNew<vela::ReadCache>(static_cast<vela::HostStream*>(&host)));
+    uint8_t byte = 0;
+    uint32_t done = 0;
+    for (const uint32_t place : {0u, 0x4000u, 0x8000u, 0xc000u}) {
+      cache->seek(place, 0, nullptr);
+      ASSERT_EQ(cache->read(&byte, 1, &done, nullptr), TIOResult::success);
+    }
+    if (fails) host.failCall("read", 0, TIOResult::failed);
+    cache->seek(0x10000, 0, nullptr);
+    EXPECT_EQ(cache->read(&byte, 1, &done, nullptr),
+              fails ? TIOResult::failed : TIOResult::success);
+    const auto image = imageOf(*cache.get());
+    ASSERT_EQ(image->blocks[0].valid, fails ? 0 : 1);
+    ASSERT_TRUE(fails || image->blocks[0].validLength == 0);
+    cache->seek(0x5000, 0, nullptr);
+    EXPECT_EQ(cache->window().size(), 0x3000u);
+  }
+}
+
 namespace {
 
 /// Records every question in the log of the host's stream.

@@ -20,6 +20,15 @@ TEST(OwnedString, KeepsACopyThatEndsWithAZeroByte) {
   EXPECT_EQ(memory.largestBlock(), 4u);
 }
 
+TEST(OwnedString, IsEmptyUntilItHoldsAByte) {
+  OwnedString text;
+  EXPECT_TRUE(text.empty());
+  text.assign("x");
+  EXPECT_FALSE(text.empty());
+  text.clear();
+  EXPECT_TRUE(text.empty());
+}
+
 TEST(OwnedString, TheEmptyTextOwnsNoMemoryAndHasLengthZero) {
   FailingAllocation memory;
   OwnedString text;

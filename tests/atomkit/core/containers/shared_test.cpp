@@ -24,6 +24,15 @@ struct Number {
   int value = 0;
 };
 
+TEST(Objects, AreDestroyedAndFreedAndNoneIsIgnored) {
+  FailingAllocation memory;
+  destroy(create<Number>());
+  EXPECT_EQ(memory.allocations(), 1u);
+  EXPECT_EQ(memory.blocksHeld(), 0u);
+  destroy(static_cast<Number*>(nullptr));
+  EXPECT_EQ(Number::living(), 0);
+}
+
 TEST(Handle, CopiesCountAndTheLastReleaseDestroys) {
   FailingAllocation memory;
   {

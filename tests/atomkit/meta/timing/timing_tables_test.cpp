@@ -133,6 +133,33 @@ TEST(TimeToSample, TotalTimeThatWrapsEndsTheTableQuietly) {
   EXPECT_THROWS_MESSAGE(timing.sampleAt(UINT64_MAX), "frame out of range");
 }
 
+TEST(TimeToSample, TotalsWrapAmongRunsOfOneSampleToo) {
+  // A run that takes the totals near their end, then more single samples than an index takes at
+  // once.
+  std::vector<TimeEntry> entries = {{0xffffff00, 1}};
+  entries.resize(kBlockEntries, {0, 0});
+  entries.resize(kBlockEntries * 7, {1, 10});
+  const uint32_t last = 6 * kBlockEntries - 0x100 - 1;
+  TimingTables samples;
+  readStts(samples, stts(entries));
+  EXPECT_EQ(samples.sampleCount(), last + 1);
+  expectSampleAt(samples, 0xffffff00, 0xffffff00, 0);
+  expectSampleAt(samples, 0xffffff00 + uint64_t{10} * 0xff + 9, 0xffffffff, 9);
+  expectSampleAt(samples, 0xffffff00 + uint64_t{10} * 0x100, 0, 0);
+  expectSampleAt(samples, 0xffffff00 + uint64_t{10} * 0x100 + 10 * last, last, 0);
+
+  entries = {{0xffffffff, 0xffffffff}};
+  entries.resize(kBlockEntries, {0, 0});
+  entries.resize(kBlockEntries * 2, {1, 0xffffffff});
+  TimingTables times;
+  readStts(times, stts(entries));
+  const uint64_t firstRun = uint64_t{0xffffffff} * 0xffffffff;
+  expectSampleAt(times, firstRun - 1, 0xfffffffe, 0xfffffffe);
+  expectSampleAt(times, firstRun, 0xffffffff, 0);
+  // The third single sample ends after the last time, and so before it begins.
+  EXPECT_THROWS_MESSAGE(times.sampleAt(UINT64_MAX), "frame out of range");
+}
+
 TEST(TimeToSample, EveryTickAgreesWithThePlainlyExpandedTable) {
   SeededRandom random(1);
   for (int round = 0; round < 200; ++round) {
