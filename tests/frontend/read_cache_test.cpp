@@ -342,6 +342,24 @@ TEST_F(ReadCache, DoesNotServeABlockWhoseFillFailed) {
   EXPECT_EQ(callsToTouch(0x00000), (Calls{seekTo(0x00000), kFullRead}));
 }
 
+TEST_F(ReadCache, DoesNotServeWhatABlockHeldBeforeItsFillFailed) {
+  for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
+  host.failCall("read", 0, kHostCode);
+  seek(0x40000);
+  EXPECT_EQ(tryRead(1), kHostCode);
+  EXPECT_EQ(callsToTouch(0x00000), (Calls{seekTo(0x00000), kFullRead}));
+}
+
+TEST_F(ReadCache, HasNothingBehindTheUnusedSlots) {
+  readAt(0x10000, 1);
+  host.calls.clear();
+  vela::HostStreamControl& control = *cache.get();
+  control.unusedSlot6();
+  control.unusedSlot9();
+  EXPECT_EQ(host.take(), Calls{});
+  EXPECT_EQ(position(), 0x10001u);
+}
+
 TEST_F(ReadCache, DoesNotServeABlockThatCouldNotBeSoughtFor) {
   for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
   host.failCall("seek", 0, kHostCode);
@@ -563,6 +581,18 @@ TEST_F(ReadCacheWithoutSeeking, CancelsASkip) {
 TEST_F(ReadCacheWithoutSeeking, ReadsThroughTheGapAfterASeekForward) {
   EXPECT_EQ(readAt(0xA123, 4), fileBytes(0xA123, 4));
   EXPECT_EQ(host.take(), (Calls{kFullRead, kFullRead, kFullRead}));
+}
+
+TEST_F(ReadCacheWithoutSeeking, AsksTheTokenBeforeEveryBlockOfAGapWhereThereIsOne) {
+  token.cancelAt = 1;
+  seek(0xA123);
+  EXPECT_EQ(tryRead(4), TIOResult::cancelled);
+  EXPECT_EQ(host.take(), Calls{kFullRead});
+  host.expectedToken = nullptr;
+  uint8_t byte = 0;
+  uint32_t done = 0;
+  EXPECT_EQ(cache->read(&byte, 1, &done, nullptr), TIOResult::success);
+  EXPECT_EQ(byte, host.bytes[0xA123]);
 }
 
 TEST_F(ReadCacheWithoutSeeking, StepsBackInsideItsBlocks) {

@@ -114,6 +114,15 @@ class FullStandardError {
 
 }  // namespace
 
+TEST(DebugOutput, IsLostQuietlyWhereThereIsNoStandardError) {
+  const int saved = ::dup(STDERR_FILENO);
+  ::close(STDERR_FILENO);
+  platform::debugOutput(u"lost");
+  ::dup2(saved, STDERR_FILENO);
+  ::close(saved);
+  EXPECT_EQ(written(u"kept"), "kept");
+}
+
 TEST(DebugOutput, LosesNothingWhenASignalInterruptsIt) {
   struct sigaction action = {};
   struct sigaction previous = {};

@@ -23,11 +23,10 @@ class OwnedString {
   const char* text() const noexcept { return text_ ? text_ : ""; }
   /// Bytes before the first zero byte.
   uint32_t length() const noexcept;
-  /// True when the first byte is the end.
-  bool empty() const noexcept { return !text_ || !*text_; }
+  bool empty() const noexcept { return !text_; }
 
  private:
-  char* text_ = nullptr;
+  char* text_ = nullptr;  // null while empty
 };
 
 /// Compares two texts with 'A' to 'Z' folded to lower case. All other bytes, those above 0x7F

@@ -148,7 +148,7 @@ TEST(TimeToSample, TotalsWrapAmongRunsOfOneSampleToo) {
   expectSampleAt(samples, 0xffffff00 + uint64_t{10} * 0x100, 0, 0);
   expectSampleAt(samples, 0xffffff00 + uint64_t{10} * 0x100 + 10 * last, last, 0);
 
-  entries = {{0xffffffff, 0xffffffff}};
+  entries = {{0xffffffff, 0xffffffff}, {1, 1}};
   entries.resize(kBlockEntries, {0, 0});
   entries.resize(kBlockEntries * 2, {1, 0xffffffff});
   TimingTables times;
@@ -156,7 +156,9 @@ TEST(TimeToSample, TotalsWrapAmongRunsOfOneSampleToo) {
   const uint64_t firstRun = uint64_t{0xffffffff} * 0xffffffff;
   expectSampleAt(times, firstRun - 1, 0xfffffffe, 0xfffffffe);
   expectSampleAt(times, firstRun, 0xffffffff, 0);
-  // The third single sample ends after the last time, and so before it begins.
+  expectSampleAt(times, firstRun + 1, 0, 0);
+  expectSampleAt(times, firstRun + 0xffffffff, 0, 0xfffffffe);
+  // The second sample of this length ends after the last time, and so before it begins.
   EXPECT_THROWS_MESSAGE(times.sampleAt(UINT64_MAX), "frame out of range");
 }
 
