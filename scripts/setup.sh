@@ -30,7 +30,7 @@ if [ "$job" = all ]; then
     g++-12-multilib googletest g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
     wine wine64 g++-arm-linux-gnueabi
     gcc-arm-none-eabi libstdc++-arm-none-eabi-newlib libunicorn-dev python3-pefile
-    "${gstreamer[@]}" xvfb imagemagick libbenchmark-dev valgrind
+    "${gstreamer[@]}" python3-gi xvfb imagemagick libbenchmark-dev valgrind
     chromium chromium-driver python3-selenium fonts-dejavu-core mediainfo atomicparsley)
 fi
 
