@@ -11,10 +11,19 @@ add_custom_command(
   COMMAND ${CMAKE_COMMAND} -E copy ${PROJECT_SOURCE_DIR}/LICENSE ${package_folder}/LICENSE.txt
   COMMAND ${CMAKE_COMMAND} -E copy
     ${PROJECT_SOURCE_DIR}/examples/velaprobe/README.txt ${package_folder}/README.txt
-  COMMAND ${CMAKE_COMMAND} -E chdir ${package_folder}
-    ${CMAKE_COMMAND} -E tar cf ${package_file} --format=zip
-    LICENSE.txt README.txt vela_splitter_mp4.dll velaprobe.exe
+  COMMAND ${CMAKE_CPACK_COMMAND} --config ${PROJECT_BINARY_DIR}/CPackConfig.cmake
   DEPENDS vela_splitter_mp4 velaprobe ${package_dll} ${package_probe}
     ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/examples/velaprobe/README.txt
   VERBATIM)
 add_custom_target(device_package ALL DEPENDS ${package_file})
+
+# Its files are copied, not installed: nothing is installed on this machine.
+set(CPACK_GENERATOR ZIP)
+set(CPACK_PACKAGE_NAME vela_splitter_mp4)
+set(CPACK_PACKAGE_FILE_NAME device)
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR})
+set(CPACK_INCLUDE_TOPLEVEL_DIRECTORY OFF)
+set(CPACK_INSTALL_CMAKE_PROJECTS "")
+set(CPACK_INSTALLED_DIRECTORIES ${package_folder} /)
+set(CPACK_VERBATIM_VARIABLES ON)
+include(CPack)

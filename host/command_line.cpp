@@ -111,6 +111,7 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
   CLI::App app("velahost loads the MP4 splitter plug-in and shows what it makes of a file.",
                "velahost");
   app.footer(kFooter);
+  app.allow_windows_style_options(false);  // a path may begin with a slash on every system
   app.get_formatter()->column_width(18);
   app.set_version_flag("--version", "velahost " VELA_VERSION);
   app.require_subcommand(1);

@@ -53,6 +53,7 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
   CLI::App app("velainspect shows what an MP4 file holds, where, and why it is refused.",
                "velainspect");
   app.footer(kFooter);
+  app.allow_windows_style_options(false);  // a path may begin with a slash on every system
   app.get_formatter()->column_width(18);
   app.set_version_flag("--version", "velainspect " VELA_VERSION);
   app.require_subcommand(1);

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs, where they are missing.
-# Usage: setup.sh run|play|package|test|bench|all
+# Usage: setup.sh run|play|package|players|test|bench|all
 #   run   builds the plug-in, the reference host and the inspector
 #   play  builds the GStreamer element and plays through it
 #   package  makes packages; also libavformat, for cuts, and python3, for man pages
+#   players  holds cuts against what mpv and Chromium make of them (scripts/cut_players.py)
 #   test  builds and passes the tests
 #   bench measures (bench/run.sh); also libavformat, for comparison
 #   all   also the other compilers and the checks of test.sh --all
@@ -19,6 +20,8 @@ if [ "$job" = play ]; then
   packages+=("${gstreamer[@]}" gstreamer1.0-alsa gstreamer1.0-pulseaudio)
 elif [ "$job" = package ]; then
   packages+=(libavformat-dev pkgconf python3 dpkg-dev file)
+elif [ "$job" = players ]; then
+  packages+=(libavformat-dev pkgconf ffmpeg mpv chromium chromium-driver python3 python3-selenium)
 elif [ "$job" = bench ]; then
   packages+=(libbenchmark-dev valgrind libavformat-dev pkgconf ffmpeg binutils python3)
 elif [ "$job" != run ]; then

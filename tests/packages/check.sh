@@ -17,6 +17,35 @@ fail() {
   exit 1
 }
 
+# use_without_libavformat VELAHOST SCRATCH NAME: an empty library that is found first is as good as
+# none. Everything but MP4 works.
+use_without_libavformat() {
+  local host=$1 folder=$2/no_libavformat status=0
+  mkdir -p "$folder"
+  if ! "$host" extract "$sample" --item 1 -o "$folder/whole.mp4" > /dev/null; then
+    fail "$3: velahost writes no MP4"
+  fi
+  rm "$folder/whole.mp4"
+  touch "$folder"/libavformat.so.{57..64}
+  LD_LIBRARY_PATH=$folder "$host" extract "$sample" --item 1 -o "$folder/cut.mp4" \
+    > "$folder/said.txt" 2>&1 || status=$?
+  [ "$status" -eq 65 ] || fail "$3: exit status $status without libavformat"
+  grep -q "can't be loaded. --format adts and --format mp3 cut audio without it" "$folder/said.txt" \
+    || fail "$3: not a word of libavformat"
+  [ ! -e "$folder/cut.mp4" ] || fail "$3: a cut without libavformat"
+  LD_LIBRARY_PATH=$folder "$host" extract "$sample" --item 1 -o "$folder/cut.aac" > /dev/null
+  [ -s "$folder/cut.aac" ] || fail "$3: no ADTS without libavformat"
+}
+
+# exports DLL: the names that it exports, separated by blanks.
+exports() {
+  /usr/bin/python3 -c 'import pefile, sys
+print(*(symbol.name.decode() for symbol in pefile.PE(sys.argv[1]).DIRECTORY_ENTRY_EXPORT.symbols))' "$1"
+}
+
+# files_in FOLDER: its files, sorted.
+files_in() { (cd "$1" && find . -type f -printf '%P\n' | LC_ALL=C sort); }
+
 # use_prefix PREFIX NAME: everything that a user does with an installed package.
 use_prefix() {
   local prefix=$1 scratch=$work/$2.use host
@@ -39,6 +68,7 @@ use_prefix() {
     cmake --build "$scratch/$host" --target play | grep -q '98044 frames' \
       || fail "$2: $host, built by find_package, does not play"
   done
+  use_without_libavformat "$prefix/bin/velahost" "$scratch" "$2"
   "$root/tests/install/with_pkg_config.sh" "$prefix" "$scratch/pkg" cc c++ -Wall "$version" \
     > "$scratch/pkg.txt"
   [ "$(grep -c '98044 frames' "$scratch/pkg.txt")" -eq 2 ] || fail "$2: pkg-config does not suffice"
@@ -75,17 +105,45 @@ done < "$work/depends.txt"
 in_root --purge vela-splitter-mp4
 [ -z "$(find "$work/root" -name '*vela*')" ] || fail "the .deb leaves files behind"
 
-# ---- .zip for Windows
+# ---- .zip for Windows: run by Wine, and the minimal hosts are built by a compiler for Windows
 windows=${3:-}
-if [ -n "$windows" ] && [ -f "$windows/host/velahost.exe" ]; then
+if [ -n "$windows" ] && [ -f "$windows/inspect/velainspect.exe" ]; then
+  windows=$(realpath "$windows")
   rm -rf "$windows/packages"
   (cd "$windows" && cpack > "$work/zip.log") || { cat "$work/zip.log"; fail "no .zip for Windows"; }
   mkdir "$work/windows"
-  (cd "$work/windows" && cmake -E tar xf "$(realpath "$windows")"/packages/*.zip)
-  folder=$(dirname "$(find "$work/windows" -name velahost.exe)")
-  WINEPREFIX=$(realpath "$windows")/wine "$root/scripts/wine.sh" "$folder/velahost.exe" info "$sample" \
-    | grep -q 'MPEG-4 AVC, 128x96' || fail "zip for Windows: velahost.exe finds no plug-in"
-  echo "zip for Windows: installed and used"
+  (cd "$work/windows" && cmake -E tar xf "$windows/packages/vela_splitter_mp4-$version-windows-x86_64.zip")
+  folder=$work/windows/vela_splitter_mp4-$version-windows-x86_64
+  cat > "$work/expected.txt" << 'EOF'
+bin/vela_splitter_mp4.dll
+bin/velahost.exe
+bin/velainspect.exe
+include/vela_splitter.h
+lib/cmake/vela_splitter_mp4/vela_splitter_mp4Config.cmake
+lib/cmake/vela_splitter_mp4/vela_splitter_mp4ConfigVersion.cmake
+lib/pkgconfig/vela_splitter_mp4.pc
+share/doc/vela_splitter_mp4/LICENSE
+share/doc/vela_splitter_mp4/json.md
+share/doc/vela_splitter_mp4/velahost.schema.json
+EOF
+  files_in "$folder" | diff "$work/expected.txt" - || fail "zip for Windows: other files than these"
+  cmp "$folder/include/vela_splitter.h" "$root/frontend/vela_splitter.h"
+  [ "$(exports "$folder/bin/vela_splitter_mp4.dll")" = VelaEntry ] \
+    || fail "zip for Windows: the DLL exports something other than VelaEntry"
+  run() { WINEPREFIX=$windows/wine "$root/scripts/wine.sh" "$@"; }
+  run "$folder/bin/velahost.exe" info "$sample" > "$work/info.txt"
+  grep -q 'MPEG-4 AVC, 128x96' "$work/info.txt" || fail "zip for Windows: velahost.exe finds no plug-in"
+  run "$folder/bin/velainspect.exe" tree "$sample" > "$work/tree.txt"
+  grep -q moov "$work/tree.txt" || fail "zip for Windows: velainspect.exe shows nothing"
+  for host in minimal_host minimal_host_c; do
+    cmake -G Ninja -S "$root/examples/$host" -B "$work/$host" \
+      -DCMAKE_TOOLCHAIN_FILE="$root/cmake/windows_mingw.cmake" \
+      -Dvela_splitter_mp4_DIR="$folder/lib/cmake/vela_splitter_mp4" > "$work/$host.log"
+    cmake --build "$work/$host" >> "$work/$host.log" || { cat "$work/$host.log"; fail "$host"; }
+    run "$work/$host/$host.exe" "$folder/bin/vela_splitter_mp4.dll" "$sample" > "$work/played.txt"
+    grep -q '98044 frames' "$work/played.txt" || fail "zip for Windows: $host.exe does not play"
+  done
+  echo "zip for Windows: unpacked and used"
 else
   echo "zip for Windows: skipped, there is no build for Windows"
 fi
@@ -93,12 +151,15 @@ fi
 # ---- .zip for the device: what is in it is what the tests of the device run
 device=${4:-}
 if [ -n "$device" ] && [ -f "$device/device.zip" ]; then
+  device=$(realpath "$device")
   mkdir "$work/device"
-  (cd "$work/device" && cmake -E tar xf "$(realpath "$device")/device.zip")
-  for file in LICENSE.txt README.txt velaprobe.exe; do
-    [ -s "$work/device/$file" ] || fail "zip for the device: no $file"
-  done
+  (cd "$work/device" && cmake -E tar xf "$device/device.zip")
+  printf '%s\n' LICENSE.txt README.txt vela_splitter_mp4.dll velaprobe.exe > "$work/expected.txt"
+  files_in "$work/device" | diff "$work/expected.txt" - || fail "zip for the device: other files"
   cmp "$work/device/vela_splitter_mp4.dll" "$device/frontend/vela_splitter_mp4.dll"
+  cmp "$work/device/velaprobe.exe" "$device/examples/velaprobe/velaprobe.exe"
+  [ "$(exports "$work/device/vela_splitter_mp4.dll")" = VelaEntry ] \
+    || fail "zip for the device: the DLL exports something other than VelaEntry"
   echo "zip for the device: holds the DLL that the device's tests run"
 else
   echo "zip for the device: skipped, there is no build for the device"
