@@ -132,6 +132,14 @@ TEST(SplitterObject, AnswersToTheCommonIdentifierAndItsModesOwn) {
   EXPECT_FALSE(answersTo<PlaybackSplitter>(vela::kSplitterFactoryId));
 }
 
+TEST(Identifier, IsMadeOfItsPartsWhileTheProgramRunsToo) {
+  const std::vector<uint64_t> parts = {0x03020100, 0x0504, 0x0706, 0x08090a0b0c0d0e0f};
+  const vela::Guid made =
+      vela::makeGuid(static_cast<uint32_t>(parts[0]), static_cast<uint16_t>(parts[1]),
+                     static_cast<uint16_t>(parts[2]), parts[3]);
+  for (uint8_t i = 0; i < 16; ++i) EXPECT_EQ(made.bytes[i], i);
+}
+
 TEST(SplitterObject, ComparesAll16BytesOfAnIdentifier) {
   for (size_t i = 0; i < 16; ++i) {
     vela::Guid nearly = vela::kMediaSplitterId;
