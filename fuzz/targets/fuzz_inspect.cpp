@@ -13,10 +13,15 @@
 #include <vector>
 
 #include "atomkit/core/containers/exception.h"
+#include "cli/text.h"
 #include "fuzz/targets/input_head.h"
 #include "inspect/box_walker.h"
 #include "inspect/command_line.h"
 #include "inspect/opening.h"
+#include "inspect/picture.h"
+#include "inspect/raw_chapters.h"
+#include "inspect/raw_tags.h"
+#include "inspect/report_data.h"
 #include "inspect/sample_reader.h"
 #include "tests/support/require.h"
 
@@ -26,6 +31,7 @@ namespace fs = std::filesystem;
 
 constexpr uint32_t kMostSamples = 300;  // of a track; the tables may claim billions
 constexpr size_t kMostLookups = 40;     // boxes that are looked for again
+constexpr uint64_t kMostReportedSamples = 10'000;
 
 /// One file of this process, in memory where the system has a folder for that.
 const fs::path& inputFile() {
@@ -131,6 +137,27 @@ void checkSamples(inspect::File& file) {
   }
 }
 
+/// Tags, pictures and chapters lie in the file, and a page of all of it can be written.
+void checkContents(inspect::File& file) {
+  for (const inspect::Picture& picture : inspect::findPictures(file)) {
+    REQUIRE(picture.size > 0 && picture.offset < file.size());
+    REQUIRE(picture.size <= file.size() - picture.offset);
+  }
+  for (const inspect::RawTag& tag : inspect::readRawTags(file)) {
+    REQUIRE(tag.offset < file.size());
+  }
+  for (const inspect::RawChapterList& list : inspect::readRawChapters(file)) {
+    REQUIRE(list.offset < file.size());
+  }
+  uint64_t samples = 0;
+  for (const inspect::TrackMap& track : inspect::readMovieMap(file).tracks) {
+    samples += track.sampleCount;
+  }
+  if (samples > kMostReportedSamples) return;
+  const cli::Json data = inspect::reportData(file, {}, [] {});
+  REQUIRE(nlohmann::json::accept(cli::compact(data)));
+}
+
 std::string runCommand(std::vector<std::string> arguments) {
   std::ostringstream out;
   std::ostringstream err;
@@ -147,6 +174,8 @@ void checkCommands() {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"tree", "--json"},
                                                     {"why", "--json"},
                                                     {"check", "--json"},
+                                                    {"covers", "--json"},
+                                                    {"scan"},
                                                     {"compare", same, "--json"}}) {
     const auto document = nlohmann::json::parse(runCommand(arguments));
     REQUIRE(document["format_version"] == 1);
@@ -168,6 +197,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   REQUIRE(file.size() == size);
   checkBoxes(file);
   checkSamples(file);
+  checkContents(file);
   checkCommands();
   return 0;
 }
