@@ -11,7 +11,7 @@ set -uo pipefail
 build=${1:?usage: scripts/memcheck.sh BUILD [PART]}
 part=${2:-}
 export VELA_EVERY_NTH=40
-export left_out='*Cost*:*InProportion*:*InAMoment*:*IsLinear*'
+export left_out='HostileMetadata.*:*Cost*:*InProportion*:*InAMoment*:*IsLinear*'
 
 check() {
   local program=$1 name output start=$SECONDS
