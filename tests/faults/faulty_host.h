@@ -55,8 +55,9 @@ class Stream final : public Counted<vela::HostStream> {
   TIOResult read(void* buffer, uint32_t count, uint32_t* done, CancelToken*) override {
     return perform([&](Share share) {
       const uint32_t amount = advance(count, share);
-      // A host that says so has written all that there was room for.
-      if (share == Share::absurd) std::memset(buffer, 0xEE, count);
+      // A host that says so has written all that there was room for. Zeros are no box: with boxes
+      // its stream would have no end, and only the token would end a parse.
+      if (share == Share::absurd) std::memset(buffer, 0, count);
       if (amount > 0) std::memcpy(buffer, bytes_.data() + position_ - amount, amount);
       *done = share == Share::absurd ? kAbsurdCount : amount;
     });
