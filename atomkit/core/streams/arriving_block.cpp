@@ -8,7 +8,7 @@
 namespace atomkit {
 namespace {
 
-constexpr uint64_t kUnearned = 64 * 1024;
+constexpr uint64_t kUnearned = 65'536;
 // Bytes in a block for so many that have arrived.
 constexpr uint64_t kEarned = 7;
 constexpr uint64_t kArrived = 4;
