@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Sets up, builds and passes the tests.
 #
-#   ./test.sh              all tests on the dev build and on the sanitizer build
+#   ./test.sh              all tests on the dev build
 #   ./test.sh --all        what CI asks for: every stage in the list below
 #   ./test.sh STAGE ...    only these stages
 #
@@ -62,7 +62,7 @@ corpus_was_used() { python3 -B scripts/test_report.py corpus "${corpus_reports[@
 
 # ---- the stages: a name and what it does, one line each
 
-short=(dev asan)
+short=(dev)
 declare -A stages=(
   [format]="format"
   [includes]="includes"

@@ -99,6 +99,10 @@ TEST(CommittedScan, IsWhatScanTellsOfOurOwnFiles) {
   std::string told;
   std::istringstream lines(inspecting::run({"scan", ".", "--sorted"}).out);
   for (std::string line; std::getline(lines, line);) {
+    const std::string otherSeparator = R"("file":".\\)";  // of Windows, escaped
+    if (const size_t at = line.find(otherSeparator); at != std::string::npos) {
+      line.replace(at, otherSeparator.size(), R"("file":"./)");
+    }
     told += line.substr(0, line.rfind(",\"time\":")) + "}\n";
   }
   EXPECT_EQ(told, media::readText(media::dataFolder() / "golden/inspect/scan.jsonl"))
