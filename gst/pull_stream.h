@@ -1,4 +1,5 @@
-// The element's sink pad as a source of the plug-in: what is behind the pad is read in pull mode.
+// The element's sink pad as a source of the plug-in: what is linked to the pad is read in pull
+// mode.
 #pragma once
 #include <gst/gst.h>
 

@@ -1,5 +1,5 @@
-// libavformat, loaded when the first MP4 file is written: it and the seventy libraries behind it
-// take longer to load than any other command takes in all.
+// libavformat, loaded when the first MP4 file is written: it and the seventy libraries that it
+// needs take longer to load than any other command takes in all.
 #pragma once
 extern "C" {
 #include <libavformat/avformat.h>

@@ -1,4 +1,4 @@
-// The numbers behind the plots of a report: few enough for a page, however long the track is.
+// The numbers that a report plots: few enough for a page, however long the track is.
 #pragma once
 #include <cstdint>
 #include <functional>

@@ -13,7 +13,7 @@ namespace plain {
 
 /// What is read: everything, or only what describes a file (no places of samples).
 enum class Depth { describing, playing };
-/// Whether the reader can go back from behind the media data to the movie box.
+/// Whether the reader can go back, to read a movie box that lies after the media data.
 enum class Access { seekable, forward };
 
 struct Chapter {

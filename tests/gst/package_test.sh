@@ -44,9 +44,9 @@ deb=$(echo "$work"/packages/*.deb)
 dpkg-deb -f "$deb" Depends > "$work/depends.txt"
 grep -q "vela-splitter-mp4 (= $version)" "$work/depends.txt" || fail "the splitter is not asked for"
 grep -q 'libgstreamer1.0-0 (' "$work/depends.txt" || fail "the framework is not asked for"
-dpkg-deb -x "$deb" "$work/root"
-[ -f "$work/root$(pkg-config --variable=pluginsdir gstreamer-1.0)/libgstvela.so" ] \
+dpkg-deb -x "$deb" "$work/tree"
+[ -f "$work/tree$(pkg-config --variable=pluginsdir gstreamer-1.0)/libgstvela.so" ] \
   || fail "the element is not where the framework looks"
-install -D "$splitter" "$work/root/usr/lib/libvela_splitter_mp4.so"
-plays "$work/root/usr"
+install -D "$splitter" "$work/tree/usr/lib/libvela_splitter_mp4.so"
+plays "$work/tree/usr"
 echo "installed and packaged: $(basename "$deb")"

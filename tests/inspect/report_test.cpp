@@ -1,4 +1,4 @@
-// velainspect report: the file it writes, and the numbers behind its plots. What the page looks
+// velainspect report: the file it writes, and the numbers of its plots. What the page looks
 // like is looked at in a browser, by page_test.py.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

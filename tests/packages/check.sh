@@ -86,24 +86,24 @@ use_prefix "$work/tar" tar.gz
 # ---- .deb: installed by dpkg into a root of its own, used, and removed without a trace. The one
 # script in it refreshes the loader's cache, which is not to happen on this machine.
 deb=$(echo "$build"/packages/*.deb)
-mkdir -p "$work/root/var/lib/dpkg/"{updates,info} "$work/bin"
-touch "$work/root/var/lib/dpkg/status"
+mkdir -p "$work/tree/var/lib/dpkg/"{updates,info} "$work/bin"
+touch "$work/tree/var/lib/dpkg/status"
 printf '#!/bin/sh\n' > "$work/bin/ldconfig"
 chmod +x "$work/bin/ldconfig"
 in_root() {
-  PATH=$work/bin:$PATH dpkg --root="$work/root" --log=/dev/null --force-not-root --force-depends \
+  PATH=$work/bin:$PATH dpkg --root="$work/tree" --log=/dev/null --force-not-root --force-depends \
     --force-script-chrootless "$@" > "$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log"; fail "dpkg $*"; }
 }
 in_root --install "$deb"
-[ "$(dpkg-query --admindir="$work/root/var/lib/dpkg" -W -f='${db:Status-Abbrev}${Version}' vela-splitter-mp4)" \
+[ "$(dpkg-query --admindir="$work/tree/var/lib/dpkg" -W -f='${db:Status-Abbrev}${Version}' vela-splitter-mp4)" \
   = "ii $version" ] || fail "the .deb is not installed"
-use_prefix "$work/root/usr" deb
+use_prefix "$work/tree/usr" deb
 dpkg-deb -f "$deb" Depends | tr ',' '\n' | sed 's/^ *\([^ ]*\).*/\1/' > "$work/depends.txt"
 while read -r package; do
   apt-cache show "$package" > /dev/null 2>&1 || echo "  $package: not known on this machine"
 done < "$work/depends.txt"
 in_root --purge vela-splitter-mp4
-[ -z "$(find "$work/root" -name '*vela*')" ] || fail "the .deb leaves files behind"
+[ -z "$(find "$work/tree" -name '*vela*')" ] || fail "the .deb leaves files behind"
 
 # ---- .zip for Windows: run by Wine, and the minimal hosts are built by a compiler for Windows
 windows=${3:-}

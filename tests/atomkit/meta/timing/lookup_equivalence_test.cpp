@@ -174,7 +174,7 @@ PlainTrack randomTrack(SeededRandom& random) {
 
 // ---- comparison
 
-// What an operation gave: its message, its results, and what it left behind. Kept small and without
+// What an operation gave: its message, its results, and what it left. Kept small and without
 // memory of its own, as there are tens of millions.
 class Outcome {
  public:
