@@ -21,7 +21,7 @@ constexpr double kOpenPerByte = 150e-9;     // seconds
 constexpr double kDescribePerByte = 15e-9;  // seconds
 constexpr double kOnce = 1e-3;              // seconds beside the cost per byte, and for a step
 constexpr double kLargestExponent = 1.15;
-// Between 64 KiB and 1 MiB a file's records outgrow the processor's caches, which looks like growth.
+// Between 64 KiB and 1 MiB a file's records outgrow the processor's caches: that looks like growth.
 constexpr double kLargestExponentOfShortRun = 1.3;
 constexpr uint64_t kStackBytes = 8192;
 constexpr uint64_t kMemoryPerByte = 8;
