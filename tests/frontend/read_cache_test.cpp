@@ -86,6 +86,14 @@ class ReadCache : public testing::Test {
     EXPECT_EQ(readAt(place, 1).size(), 1u);
     return host.take();
   }
+  /// Fills the four blocks from 0x00000, 0x10000, 0x20000 and 0x30000. Then this call of the host
+  /// fails when the first of them is to be filled from 0x40000.
+  void failToReplaceTheOldestBlock(const char* call) {
+    for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
+    host.failCall(call, 0, kHostCode);
+    seek(0x40000);
+    EXPECT_EQ(tryRead(1), kHostCode);
+  }
 
   FakeHostStream host;
   FakeCancelToken token;
@@ -332,10 +340,7 @@ TEST_F(ReadCache, PassesTheCodeOfAFailedReadOnAndSeeksAgainBecauseTheHostMayHave
 }
 
 TEST_F(ReadCache, DoesNotServeABlockWhoseFillFailed) {
-  for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
-  host.failCall("read", 0, kHostCode);
-  seek(0x40000);
-  EXPECT_EQ(tryRead(1), kHostCode);
+  failToReplaceTheOldestBlock("read");
   host.calls.clear();
   EXPECT_EQ(read(4), fileBytes(0x40000, 4)) << "not what the block held before";
   EXPECT_EQ(host.take(), (Calls{seekTo(0x40000), kFullRead}));
@@ -343,14 +348,11 @@ TEST_F(ReadCache, DoesNotServeABlockWhoseFillFailed) {
 }
 
 TEST_F(ReadCache, DoesNotServeWhatABlockHeldBeforeItsFillFailed) {
-  for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
-  host.failCall("read", 0, kHostCode);
-  seek(0x40000);
-  EXPECT_EQ(tryRead(1), kHostCode);
+  failToReplaceTheOldestBlock("read");
   EXPECT_EQ(callsToTouch(0x00000), (Calls{seekTo(0x00000), kFullRead}));
 }
 
-TEST_F(ReadCache, HasNothingBehindTheUnusedSlots) {
+TEST_F(ReadCache, DoesNothingInItsUnusedSlots) {
   readAt(0x10000, 1);
   host.calls.clear();
   vela::HostStreamControl& control = *cache.get();
@@ -361,10 +363,7 @@ TEST_F(ReadCache, HasNothingBehindTheUnusedSlots) {
 }
 
 TEST_F(ReadCache, DoesNotServeABlockThatCouldNotBeSoughtFor) {
-  for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
-  host.failCall("seek", 0, kHostCode);
-  seek(0x40000);
-  EXPECT_EQ(tryRead(1), kHostCode);
+  failToReplaceTheOldestBlock("seek");
   host.calls.clear();
   EXPECT_EQ(read(4), fileBytes(0x40000, 4)) << "not what the block held before";
   EXPECT_EQ(host.take(), (Calls{seekTo(0x40000), kFullRead}));
@@ -375,10 +374,7 @@ TEST_F(ReadCache, DoesNotServeABlockThatCouldNotBeSoughtFor) {
 }
 
 TEST_F(ReadCache, DropsABlockBeforeTheSeekForItsNextPlaceIsTried) {
-  for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
-  host.failCall("seek", 0, kHostCode);
-  seek(0x40000);
-  EXPECT_EQ(tryRead(1), kHostCode);
+  failToReplaceTheOldestBlock("seek");
   EXPECT_EQ(callsToTouch(0x00000), (Calls{seekTo(0x00000), kFullRead}));
   EXPECT_EQ(readAt(0x00000, 4), fileBytes(0x00000, 4));
 }

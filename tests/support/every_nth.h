@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-/// @return n where only every n-th case is to be run; 1 without the variable
+/// @return n where only every n-th case runs; 1 without the variable
 inline uint32_t everyNth() {
   const char* const value = std::getenv("VELA_EVERY_NTH");
   const long wanted = value ? std::strtol(value, nullptr, 10) : 1;
