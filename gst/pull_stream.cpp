@@ -27,13 +27,29 @@ class PadProvider final : public Counted<PadProvider, vela::SourceProvider> {
   GstPad* pad_;
 };
 
+// Bytes of a pull that serves several reads, so that the 16 KiB of each don't cost calls and locks.
+constexpr uint64_t kAhead = 131072;
+
 TIOResult resultOf(GstFlowReturn flow) {
   return flow == GST_FLOW_FLUSHING ? TIOResult::cancelled : kPullFailed;
 }
 
+// From such a source the bytes that are needed now would come later with more behind them.
+bool isBandwidthLimited(GstPad* pad) {
+  GstQuery* const query = gst_query_new_scheduling();
+  GstSchedulingFlags flags{};
+  if (gst_pad_peer_query(pad, query)) {
+    gst_query_parse_scheduling(query, &flags, nullptr, nullptr, nullptr);
+  }
+  gst_query_unref(query);
+  return (flags & GST_SCHEDULING_FLAG_BANDWIDTH_LIMITED) != 0;
+}
+
 }  // namespace
 
-PullStream::PullStream(GstPad* pad) : pad_(pad) {}
+PullStream::PullStream(GstPad* pad) : pad_(pad), readsAhead_(!isBandwidthLimited(pad)) {}
+
+PullStream::~PullStream() { gst_clear_buffer(&pulled_); }
 
 // A position past the end is accepted: reads there deliver nothing.
 TIOResult PullStream::seek(uint32_t low, uint32_t high, vela::CancelToken*) {
@@ -57,19 +73,35 @@ TIOResult PullStream::getPosition(uint64_t* position, vela::CancelToken*) {
   return TIOResult::success;
 }
 
+// Fills the buffer with the bytes from the position on. None are there after a success at the end.
+GstFlowReturn PullStream::pull(uint32_t count) {
+  const bool goesOn = pulled_ && position_ == pulledFrom_ + gst_buffer_get_size(pulled_);
+  const uint64_t wanted = goesOn && readsAhead_ ? std::max<uint64_t>(count, kAhead) : count;
+  gst_clear_buffer(&pulled_);
+  pulledFrom_ = position_;
+  const GstFlowReturn flow =
+      gst_pad_pull_range(pad_, position_, static_cast<guint>(wanted), &pulled_);
+  return flow == GST_FLOW_EOS ? GST_FLOW_OK : flow;
+}
+
+gsize PullStream::copyPulled(void* to, uint32_t count) {
+  if (!pulled_ || position_ < pulledFrom_) return 0;
+  return gst_buffer_extract(pulled_, position_ - pulledFrom_, to, count);
+}
+
 // A pull that delivers less than was asked for may be one that was cut by the source's own blocks,
 // so only an empty one, or the end that the source reports, ends the reading.
 TIOResult PullStream::read(void* buffer, uint32_t count, uint32_t* done, vela::CancelToken* token) {
   *done = 0;
   while (*done < count) {
     if (token && token->isCancelled()) return TIOResult::cancelled;
-    GstBuffer* pulled = nullptr;
-    const GstFlowReturn flow = gst_pad_pull_range(pad_, position_, count - *done, &pulled);
-    if (flow == GST_FLOW_EOS) break;
-    if (flow != GST_FLOW_OK) return resultOf(flow);
-    const gsize got =
-        gst_buffer_extract(pulled, 0, static_cast<uint8_t*>(buffer) + *done, count - *done);
-    gst_buffer_unref(pulled);
+    uint8_t* const to = static_cast<uint8_t*>(buffer) + *done;
+    gsize got = copyPulled(to, count - *done);
+    if (got == 0) {
+      const GstFlowReturn flow = pull(count - *done);
+      if (flow != GST_FLOW_OK) return resultOf(flow);
+      got = copyPulled(to, count - *done);
+    }
     if (got == 0) break;
     position_ += got;
     *done += static_cast<uint32_t>(got);

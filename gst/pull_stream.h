@@ -11,7 +11,8 @@ namespace velagst {
 /// Result of a read that the pad refused for another reason than a flush.
 inline constexpr auto kPullFailed = static_cast<vela::TIOResult>(0x80000001);
 
-/// Reads what is upstream of a pad, through gst_pad_pull_range().
+/// Reads what is upstream of a pad, through gst_pad_pull_range(). Reads that follow each other are
+/// served from larger pulls, unless the source says that its bandwidth is limited.
 class PullStream final : public Counted<PullStream, vela::HostStream> {
  public:
   /// @param pad  a sink pad that is active in pull mode; borrowed
@@ -34,10 +35,16 @@ class PullStream final : public Counted<PullStream, vela::HostStream> {
 
  private:
   friend class Counted<PullStream, vela::HostStream>;
-  ~PullStream() = default;
+  ~PullStream();
+
+  GstFlowReturn pull(uint32_t count);
+  gsize copyPulled(void* to, uint32_t count);
 
   GstPad* pad_;
+  bool readsAhead_;
   uint64_t position_ = 0;
+  GstBuffer* pulled_ = nullptr;  // what the last pull gave
+  uint64_t pulledFrom_ = 0;      // its place in the file, bytes
 };
 
 /// Hands out streams over one pad, whatever name it is asked for.
