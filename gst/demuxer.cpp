@@ -44,6 +44,12 @@ bool moveSegment(GstEvent* event, GstSegment& segment) {
                              stopType, static_cast<guint64>(stop), &moves) != FALSE;
 }
 
+bool isFlushing(GstEvent* seek) {
+  GstSeekFlags flags = GST_SEEK_FLAG_NONE;
+  gst_event_parse_seek(seek, nullptr, nullptr, &flags, nullptr, nullptr, nullptr, nullptr);
+  return (flags & GST_SEEK_FLAG_FLUSH) != 0;
+}
+
 }  // namespace
 
 Demuxer::Demuxer(GstElement* element, GstPad* sinkPad)
@@ -74,6 +80,8 @@ void Demuxer::prepare() {
   seekPending_ = false;
   toldEarlyEnd_ = false;
   sequence_ = gst_util_seqnum_next();
+  seekSequence_ = GST_SEQNUM_INVALID;
+  gst_flow_combiner_reset(flows_);
   GST_OBJECT_LOCK(element_);
   gst_segment_init(&segment_, GST_FORMAT_TIME);
   durationNs_ = GST_CLOCK_TIME_NONE;
@@ -86,9 +94,10 @@ bool Demuxer::activate(bool active) {
   if (!active) cancel();
   {
     // A seek that is under way ends first; those that follow don't start the task again.
-    const std::lock_guard<std::mutex> lock(seekMutex_);
+    std::unique_lock<std::mutex> lock(seekMutex_);
     active_ = active;
     if (active) return gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+    seekEnded_.wait(lock, [this] { return !seeking_; });
   }
   return gst_pad_stop_task(sinkPad_);
 }
@@ -490,40 +499,101 @@ bool Demuxer::handleSeek(GstEvent* event) {
   return seek(event);
 }
 
+/// Seeks, or leaves that to the thread that does so now.
+/// @return whether the seek is possible
 bool Demuxer::seek(GstEvent* event) {
+  const bool flush = isFlushing(event);
+  std::unique_lock<std::mutex> lock(seekMutex_);
+  // A pipeline sends each seek to all of its sinks, so it comes once for each stream.
+  if (isKnown(gst_event_get_seqnum(event))) return true;
+  if (flush && seeking_ && !seekFlushes_) {
+    // The seek under way waits for the stream, which only a flush may set free.
+    lock.unlock();
+    beginFlush(gst_event_get_seqnum(event));
+    lock.lock();
+  }
+  if (seeking_) {
+    GST_OBJECT_LOCK(element_);
+    GstSegment segment = segment_;
+    GST_OBJECT_UNLOCK(element_);
+    const bool possible = moveSegment(event, segment);
+    // Those that wait end where this one begins.
+    if (flush) waitingSeeks_.clear();
+    waitingSeeks_.emplace_back(gst_event_ref(event));
+    return possible;
+  }
+  seeking_ = true;
+  const bool possible = performNext(lock, event);
+  while (!waitingSeeks_.empty()) {
+    const EventPtr next = std::move(waitingSeeks_.front());
+    waitingSeeks_.pop_front();
+    performNext(lock, next.get());
+  }
+  seeking_ = false;
+  seekEnded_.notify_all();
+  return possible;
+}
+
+/// @param lock  on the mutex of the seeks; given up meanwhile
+bool Demuxer::performNext(std::unique_lock<std::mutex>& lock, GstEvent* event) {
+  if (!active_ || !opened_) return false;
+  seekFlushes_ = isFlushing(event);
+  seekSequence_ = gst_event_get_seqnum(event);
+  lock.unlock();
+  const bool possible = performSeek(event);
+  lock.lock();
+  if (!possible) seekSequence_ = GST_SEQNUM_INVALID;
+  return possible;
+}
+
+/// Whether a seek was performed last, is under way or waits. The mutex of the seeks is held.
+bool Demuxer::isKnown(guint32 sequence) const {
+  return sequence == seekSequence_ ||
+         std::any_of(waitingSeeks_.begin(), waitingSeeks_.end(), [&](const EventPtr& seek) {
+           return gst_event_get_seqnum(seek.get()) == sequence;
+         });
+}
+
+bool Demuxer::anotherSeekWaits() {
+  const std::lock_guard<std::mutex> lock(seekMutex_);
+  return active_ && !waitingSeeks_.empty();
+}
+
+void Demuxer::beginFlush(guint32 sequence) {
+  token_.setFlushing(true);
+  GstEvent* const event = gst_event_new_flush_start();
+  gst_event_set_seqnum(event, sequence);
+  gst_pad_push_event(sinkPad_, gst_event_ref(event));
+  pushToOutputs(event);
+}
+
+void Demuxer::endFlush(guint32 sequence) {
+  GstEvent* const event = gst_event_new_flush_stop(TRUE);
+  gst_event_set_seqnum(event, sequence);
+  gst_pad_push_event(sinkPad_, gst_event_ref(event));
+  pushToOutputs(event);
+  token_.setFlushing(false);
+}
+
+bool Demuxer::performSeek(GstEvent* event) {
   GstSeekFlags flags = GST_SEEK_FLAG_NONE;
   gst_event_parse_seek(event, nullptr, nullptr, &flags, nullptr, nullptr, nullptr, nullptr);
   const guint32 sequence = gst_event_get_seqnum(event);
-  const bool flush = (flags & GST_SEEK_FLAG_FLUSH) != 0;
-
-  const std::lock_guard<std::mutex> lock(seekMutex_);
-  if (!active_ || !opened_) return false;
-  // A pipeline sends each seek to all of its sinks, so it comes once for each stream.
-  if (sequence == sequence_) return true;
+  const bool flush = isFlushing(event);
   seekingThread_ = std::this_thread::get_id();
-  if (flush) {
-    token_.setFlushing(true);
-    GstEvent* const begin = gst_event_new_flush_start();
-    gst_event_set_seqnum(begin, sequence);
-    gst_pad_push_event(sinkPad_, gst_event_ref(begin));
-    pushToOutputs(begin);
-  }
+  if (flush) beginFlush(sequence);
   gst_pad_pause_task(sinkPad_);
   GST_PAD_STREAM_LOCK(sinkPad_);
 
   GST_OBJECT_LOCK(element_);
   GstSegment segment = segment_;
   GST_OBJECT_UNLOCK(element_);
+  // The last packet may reach past the place where playing stops.
+  segment.position = std::min(segment.position, segment.stop);
   const uint64_t base =
       flush ? 0 : gst_segment_to_running_time(&segment, GST_FORMAT_TIME, segment.position);
   const bool possible = moveSegment(event, segment);
-  if (flush) {
-    GstEvent* const end = gst_event_new_flush_stop(TRUE);
-    gst_event_set_seqnum(end, sequence);
-    gst_pad_push_event(sinkPad_, gst_event_ref(end));
-    pushToOutputs(end);
-    token_.setFlushing(false);
-  }
+  if (flush) endFlush(sequence);
   if (possible || flush) {
     // After a flush something has to follow, if only from where playing was.
     segment.start = segment.time = segment.position;
@@ -531,7 +601,8 @@ bool Demuxer::seek(GstEvent* event) {
     segment.offset = 0;
     sequence_ = sequence;
     seek_.offsetNs = segment.position;
-    seek_.stopNs = segment.stop;
+    // The item's end in ns is not exact in the plug-in's units.
+    seek_.stopNs = segment.stop < durationNs_ ? segment.stop : GST_CLOCK_TIME_NONE;
     seek_.mode = (flags & GST_SEEK_FLAG_KEY_UNIT) && !(flags & GST_SEEK_FLAG_ACCURATE)
                      ? SeekMode::keyUnit
                      : SeekMode::accurate;
@@ -547,7 +618,7 @@ bool Demuxer::seek(GstEvent* event) {
     segment_ = segment;
     GST_OBJECT_UNLOCK(element_);
   }
-  gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+  if (!anotherSeekWaits()) gst_pad_start_task(sinkPad_, runTask, this, nullptr);
   GST_PAD_STREAM_UNLOCK(sinkPad_);
   seekingThread_ = std::thread::id();
   return possible;

@@ -5,6 +5,7 @@
 #include <gst/gst.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -66,6 +67,12 @@ class Demuxer {
   void step();
   void followOwnSeek();
   bool seek(GstEvent* event);
+  bool performNext(std::unique_lock<std::mutex>& lock, GstEvent* event);
+  bool performSeek(GstEvent* event);
+  bool isKnown(guint32 sequence) const;
+  bool anotherSeekWaits();
+  void beginFlush(guint32 sequence);
+  void endFlush(guint32 sequence);
   bool openFile();
   bool exposeOutputs();
   void addOutput(StreamKind kind, const char* name, GstCaps* caps, guint group);
@@ -95,11 +102,19 @@ class Demuxer {
   std::unique_ptr<SplitterLibrary> library_;
   std::unique_ptr<ItemReader> reader_;
 
-  std::mutex seekMutex_;  // one seek, or one start or end of the task, at a time
-  bool active_ = false;   // guarded by seekMutex_
+  // One thread seeks at a time, and no thread waits for it: seeks that come meanwhile are left to
+  // it. Any thread may be the one whose work the seek needs, that of a queue behind the element for
+  // one. Only the end of the task waits.
+  std::mutex seekMutex_;  // guards the six below, and is held for moments only
+  std::condition_variable seekEnded_;
+  bool active_ = false;  // the task may be started
+  bool seeking_ = false;
+  bool seekFlushes_ = false;                   // the seek that is under way
+  guint32 seekSequence_ = GST_SEQNUM_INVALID;  // of the seek under way or of the last one
+  std::deque<EventPtr> waitingSeeks_;          // that came while another one was under way
+
   std::atomic<bool> opened_{false};
-  // Threads that must not wait for a seek: the one that the seek waits for, and the one that makes
-  // it. None where there is no such thread now.
+  // The thread that pushes packets and the one that seeks; none where there is no such thread now.
   std::atomic<std::thread::id> streamingThread_{};
   std::atomic<std::thread::id> seekingThread_{};
 

@@ -48,6 +48,18 @@ bool leadingNumber(const std::string& text, uint64_t& number) {
   return number > 0 && number <= G_MAXUINT;
 }
 
+/// Whether the framework can take a text for a date and a time, each as far as it is there. It ends
+/// the program for some that it can't.
+bool isDateTime(const std::string& text) {
+  static const char kDate[] = "(?!0000)[0-9]{4}(-(0[1-9]|1[0-2])(-(0[1-9]|[12][0-9]|3[01])";
+  static const char kTime[] = "([T ]([01][0-9]|2[0-3]):[0-5][0-9](:[0-5][0-9](\\.[0-9]{1,6})?)?";
+  // Offsets from UTC that are 12 hours at most.
+  static const char kZone[] = "(Z|[+-]((0[0-9]|1[01]):?[0-5][0-9]|12:?00))?)?)?)?";
+  static const std::string form = std::string("^") + kDate + kTime + kZone + "$";
+  return g_regex_match_simple(form.c_str(), text.c_str(), G_REGEX_DOLLAR_ENDONLY,
+                              static_cast<GRegexMatchFlags>(0)) != FALSE;
+}
+
 bool addMapped(GstTagList* list, const Mapping& mapping, const std::string& value) {
   uint64_t number = 0;
   switch (mapping.kind) {
@@ -63,6 +75,7 @@ bool addMapped(GstTagList* list, const Mapping& mapping, const std::string& valu
       gst_tag_list_add(list, GST_TAG_MERGE_KEEP, mapping.tag, static_cast<double>(number), nullptr);
       return true;
     case Kind::date:
+      if (!isDateTime(value)) return false;
       if (GstDateTime* const date = gst_date_time_new_from_iso8601_string(value.c_str())) {
         gst_tag_list_add(list, GST_TAG_MERGE_KEEP, mapping.tag, date, nullptr);
         gst_date_time_unref(date);

@@ -68,7 +68,7 @@ TEST_P(Decoding, PicturesAreTheSame) {
   EXPECT_TRUE(packets.audioFormat.present || packets.videoFormat.present);
   if (!packets.videoFormat.present) return;
   if (packets.videoFormat.config.empty()) {
-    Pipeline pipeline(source(file()) + " ! fakesink");
+    Pipeline pipeline(source(file()) + kQueue + "fakesink");
     pipeline.setState(GST_STATE_PLAYING);
     const Outcome outcome = pipeline.waitForEnd();
     EXPECT_EQ(outcome.text, "The file holds no parameter sets for its H.264 pictures.");

@@ -279,6 +279,52 @@ TEST(Tags, OfABookAreNumbersTextsAndAComment) {
   gst_event_unref(event);
 }
 
+/// The tags of a file whose year is this text.
+GstTagList* tagsOfYear(const std::string& name, const std::string& year) {
+  const std::string file =
+      media::made(name, "-f lavfi -i sine=d=1 -c:a aac -metadata date=" + year).string();
+  Output output(file, "audio_0");
+  GstEvent* const event = output.next(GST_EVENT_TAG);
+  GstTagList* tags = nullptr;
+  gst_event_parse_tag(event, &tags);
+  GstTagList* const copy = gst_tag_list_copy(tags);
+  gst_event_unref(event);
+  return copy;
+}
+
+TEST(Tags, OfAYearThatTheFrameworkCantReadAreComments) {
+  // It ends the program for the first two of them.
+  int number = 0;
+  for (const char* year :
+       {"2034-03-00T03:33:49-998", "2081-00-25T08:12:15-0299", "0000", "2021-13", "2021-02-30",
+        "2021-02-03T24:00Z", "2021-02-03T10:00:00+12:30", "2021-02-03T10:00:00+01", "soon"}) {
+    GstTagList* const tags = tagsOfYear("year-" + std::to_string(number++) + ".m4a", year);
+    EXPECT_EQ(gst_tag_list_get_tag_size(tags, GST_TAG_DATE_TIME), 0u) << year;
+    gchar* comment = nullptr;
+    EXPECT_TRUE(gst_tag_list_get_string(tags, GST_TAG_EXTENDED_COMMENT, &comment)) << year;
+    EXPECT_EQ(std::string(comment ? comment : ""), std::string("year=") + year);
+    g_free(comment);
+    gst_tag_list_unref(tags);
+  }
+}
+
+TEST(Tags, OfAYearAreTheDateAndTimeThatItTells) {
+  int number = 0;
+  for (const char* year : {"1999", "2021-12", "2020-02-29", "2021-02-03T10:30Z",
+                           "2008-03-11T07:00:00Z", "2021-02-03T10:30:15-0930"}) {
+    GstTagList* const tags = tagsOfYear("date-" + std::to_string(number++) + ".m4a", year);
+    GstDateTime* date = nullptr;
+    EXPECT_TRUE(gst_tag_list_get_date_time(tags, GST_TAG_DATE_TIME, &date)) << year;
+    if (date) {
+      gchar* const told = gst_date_time_to_iso8601_string(date);
+      EXPECT_STREQ(told, year);
+      g_free(told);
+      gst_date_time_unref(date);
+    }
+    gst_tag_list_unref(tags);
+  }
+}
+
 TEST(Tags, OfAnItemHaveItsTitle) {
   Output output(data("audiobook.m4a"), "audio_0", "item=3");
   GstEvent* const event = output.next(GST_EVENT_TAG);
@@ -293,7 +339,7 @@ TEST(Tags, OfAnItemHaveItsTitle) {
 }
 
 TEST(Queries, AreAnsweredInTheTimeOfTheItem) {
-  Pipeline pipeline(source(data("audiobook.m4a"), "velademux item=2") + " ! fakesink");
+  Pipeline pipeline(source(data("audiobook.m4a"), "velademux item=2") + kQueue + "fakesink");
   pipeline.setState(GST_STATE_PAUSED);
   ASSERT_TRUE(pipeline.waitForState());
   const auto demuxer = pipeline.element("d");
@@ -332,7 +378,7 @@ TEST(Failures, OfTheSplitterAreErrorsWithItsSentence) {
   const media::ScratchFolder scratch;
   const std::string file = (scratch / "cut.mp4").string();
   std::ofstream(file, std::ios::binary) << std::string("\0\0\0\x20moov", 8);
-  Pipeline pipeline(source(file) + " ! fakesink");
+  Pipeline pipeline(source(file) + kQueue + "fakesink");
   pipeline.setState(GST_STATE_PLAYING);
   const Outcome outcome = pipeline.waitForEnd();
   EXPECT_EQ(outcome.text,
@@ -340,8 +386,8 @@ TEST(Failures, OfTheSplitterAreErrorsWithItsSentence) {
 }
 
 TEST(Failures, OfALibraryThatCantBeLoadedAreErrors) {
-  Pipeline pipeline(source(data("sample.mp4"), "velademux library=/nowhere/libnone.so") +
-                    " ! fakesink");
+  Pipeline pipeline(source(data("sample.mp4"), "velademux library=/nowhere/libnone.so") + kQueue +
+                    "fakesink");
   pipeline.setState(GST_STATE_READY);
   const Outcome outcome = pipeline.waitForEnd();
   EXPECT_EQ(outcome.kind, Outcome::Kind::error);
@@ -350,14 +396,34 @@ TEST(Failures, OfALibraryThatCantBeLoadedAreErrors) {
 }
 
 TEST(Failures, OfALibraryWithoutTheEntryAreErrors) {
-  Pipeline pipeline(source(data("sample.mp4"), "velademux library=libc.so.6") + " ! fakesink");
+  // The element's own library is one.
+  const std::string library = std::string(std::getenv("GST_PLUGIN_PATH_1_0")) + "/libgstvela.so";
+  Pipeline pipeline(source(data("sample.mp4"), "velademux library=" + quoted(library)) + kQueue +
+                    "fakesink");
   pipeline.setState(GST_STATE_READY);
-  EXPECT_EQ(pipeline.waitForEnd().kind, Outcome::Kind::error);
+  EXPECT_EQ(pipeline.waitForEnd().text,
+            "The library " + library + " is no splitter: it does not export VelaEntry.");
+}
+
+TEST(Failures, OfAFileWithoutAnyoneBehindItEndWithItsNextStart) {
+  Pipeline pipeline(source(data("audiobook.m4a")) + " fakesink name=sink sync=false");
+  pipeline.setState(GST_STATE_PLAYING);
+  EXPECT_EQ(pipeline.waitForEnd().kind, Outcome::Kind::error) << "no pad is linked";
+  pipeline.setState(GST_STATE_NULL);
+  const auto demuxer = pipeline.element("d");
+  const auto sink = pipeline.element("sink");
+  g_signal_connect(demuxer.get(), "pad-added",
+                   G_CALLBACK(+[](GstElement* from, GstPad* pad, gpointer to) {
+                     gst_element_link_pads(from, GST_PAD_NAME(pad), GST_ELEMENT(to), "sink");
+                   }),
+                   sink.get());
+  pipeline.setState(GST_STATE_PLAYING);
+  EXPECT_EQ(pipeline.waitForEnd().kind, Outcome::Kind::eos);
 }
 
 TEST(Sources, ThatCantBePulledAreAnErrorThatSaysSo) {
-  Pipeline pipeline("filesrc location=" + quoted(data("sample.mp4")) +
-                    " ! queue ! velademux ! fakesink");
+  Pipeline pipeline("filesrc location=" + quoted(data("sample.mp4")) + " ! queue ! velademux" +
+                    kQueue + "fakesink");
   pipeline.setState(GST_STATE_PLAYING);
   const Outcome outcome = pipeline.waitForEnd();
   EXPECT_TRUE(has(outcome.text, "The source can't be read at any place of the file")) << outcome;

@@ -32,7 +32,7 @@ std::string book(const std::string& name, const std::vector<uint32_t>& startsMs)
 }
 
 Sound played(const std::string& file, uint32_t item) {
-  Pipeline pipeline(source(file, "velademux item=" + std::to_string(item)) + " ! avdec_aac" +
+  Pipeline pipeline(source(file, "velademux item=" + std::to_string(item)) + kQueue + "avdec_aac" +
                     kSoundSink + "sound");
   pipeline.setState(GST_STATE_PLAYING);
   return soundOf(pipeline.element("sound").get());
@@ -86,7 +86,7 @@ TEST(Items, DifferByAtMostOneFrameWhereTheyMeetBetweenFrames) {
 TEST(Items, AreSoughtInTheirOwnTime) {
   const std::string file = book("whole.m4a", {0, 2500, 5123, 7777, 12345, 19000});
   const Sound chapter = played(file, 3);
-  Pipeline pipeline(source(file, "velademux item=3") + " ! avdec_aac" + kSoundSink + "sound");
+  Pipeline pipeline(source(file, "velademux item=3") + kQueue + "avdec_aac" + kSoundSink + "sound");
   const auto sink = pipeline.element("sound");
   pipeline.setState(GST_STATE_PLAYING);
   ASSERT_TRUE(pull(sink.get()));
@@ -101,9 +101,27 @@ TEST(Items, AreSoughtInTheirOwnTime) {
   }
 }
 
+TEST(Items, KeepTheirLastFrameAfterASeekThatLeavesTheEnd) {
+  // The chapter begins and ends half-way between frames.
+  const std::string file = book("halfway.m4a", {0, 1035, 5080});
+  const Sound chapter = played(file, 2);
+  Pipeline pipeline(source(file, "velademux item=2") + kQueue + "avdec_aac" + kSoundSink + "sound");
+  const auto sink = pipeline.element("sound");
+  pipeline.setState(GST_STATE_PAUSED);
+  ASSERT_TRUE(pipeline.waitForState());
+  constexpr auto kAccurate =
+      static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE);
+  ASSERT_TRUE(pipeline.seek(1, kAccurate, 0));
+  pipeline.setState(GST_STATE_PLAYING);
+  const Sound again = soundOf(sink.get());
+  EXPECT_EQ(again.begin(), chapter.begin());
+  EXPECT_EQ(again.end(), chapter.end());
+  EXPECT_EQ(again.end(), playedFrames(readPackets(file, 2)));
+}
+
 TEST(Items, ThatAreNotThereAreAnError) {
   const std::string file = book("whole.m4a", {0, 2500, 5123, 7777, 12345, 19000});
-  Pipeline pipeline(source(file, "velademux item=7") + " ! fakesink");
+  Pipeline pipeline(source(file, "velademux item=7") + kQueue + "fakesink");
   pipeline.setState(GST_STATE_PLAYING);
   EXPECT_EQ(pipeline.waitForEnd().text, "There is no item 7; the last one is 6.");
 }

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -58,7 +59,11 @@ Cost run(const std::string& file, const char* demuxer, Length length) {
     const Outcome outcome = pipeline.waitForEnd(std::chrono::seconds(50));
     EXPECT_EQ(outcome.kind, Outcome::Kind::eos) << outcome;
   } else {
-    while (!first.seen) std::this_thread::sleep_for(std::chrono::microseconds(200));
+    const auto limit = begin + std::chrono::seconds(10);
+    while (!first.seen && std::chrono::steady_clock::now() < limit) {
+      std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    if (!first.seen) throw std::runtime_error("no buffer in time");
   }
   return {processorSeconds() - processor,
           std::chrono::duration<double>(first.time - begin).count()};

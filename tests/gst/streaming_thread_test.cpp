@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/gst/support/media.h"
 #include "tests/gst/support/player.h"
 
 namespace {
@@ -25,10 +26,10 @@ constexpr auto kAccurate = static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_S
 constexpr uint64_t kSecond = GST_SECOND;
 
 /// Goes to the pad itself: an element that is asked waits for the end of its state change first.
-bool seekTo(GstElement* demuxer, const char* name, uint64_t ns) {
+bool seekTo(GstElement* demuxer, const char* name, uint64_t ns, GstSeekFlags flags = kAccurate) {
   const Owned<GstPad> pad(gst_element_get_static_pad(demuxer, name));
   return gst_pad_send_event(pad.get(),
-                            gst_event_new_seek(1, GST_FORMAT_TIME, kAccurate, GST_SEEK_TYPE_SET,
+                            gst_event_new_seek(1, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET,
                                                static_cast<gint64>(ns), GST_SEEK_TYPE_NONE, -1)) !=
          FALSE;
 }
@@ -54,9 +55,14 @@ class Watch {
     g_signal_connect(demuxer, "pad-added", G_CALLBACK(attach), this);
   }
 
-  std::vector<uint64_t> segmentStarts() const {
+  std::vector<GstSegment> segments() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return segmentStarts_;
+    return segments_;
+  }
+  std::vector<uint64_t> segmentStarts() const {
+    std::vector<uint64_t> starts;
+    for (const GstSegment& segment : segments()) starts.push_back(segment.start);
+    return starts;
   }
   int flushes() const { return flushes_; }
   int buffers() const { return buffers_; }
@@ -82,7 +88,7 @@ class Watch {
       const GstSegment* segment = nullptr;
       gst_event_parse_segment(event, &segment);
       const std::lock_guard<std::mutex> lock(watch->mutex_);
-      watch->segmentStarts_.push_back(segment->start);
+      watch->segments_.push_back(*segment);
     }
     return watch->onEvent_ ? watch->onEvent_(event) : GST_PAD_PROBE_OK;
   }
@@ -90,7 +96,7 @@ class Watch {
   std::string pad_;
   Action onEvent_;
   mutable std::mutex mutex_;
-  std::vector<uint64_t> segmentStarts_;
+  std::vector<GstSegment> segments_;
   std::atomic<int> flushes_{0};
   std::atomic<int> buffers_{0};
 };
@@ -227,6 +233,162 @@ TEST(Seeks, FromInsideTheFlushOfAnotherOneAreRefused) {
     EXPECT_EQ(sound.segmentStarts().back(), kSecond);
     player.pipeline.setState(GST_STATE_PLAYING);
     EXPECT_EQ(player.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+  });
+}
+
+/// An audio book before a queue of five packets that nobody empties while the pipeline is paused.
+class ShortQueue {
+ public:
+  ShortQueue()
+      : pipeline(source(media::File{"audiobook.m4a"}.path().string()) +
+                 " ! queue name=queue max-size-buffers=5 ! fakesink sync=false"),
+        demuxer(pipeline.element("d")),
+        queue(pipeline.element("queue")) {}
+
+  void waitUntilFull() const {
+    waitFor([&] {
+      guint packets = 0;
+      g_object_get(queue.get(), "current-level-buffers", &packets, nullptr);
+      return packets == 5;
+    });
+  }
+
+  Pipeline pipeline;
+  Owned<GstElement> demuxer;
+  Owned<GstElement> queue;
+};
+
+constexpr auto kNoFlush = GST_SEEK_FLAG_ACCURATE;
+// Long enough for a thread to come to where it waits for another one.
+constexpr milliseconds kArrived(100);
+
+TEST(Seeks, WithAFlushSetOneFreeThatWaitsForAFullQueue) {
+  inTime("a seek behind one that waits", [] {
+    ShortQueue book;
+    Watch sound(book.demuxer.get(), "audio_0", nullptr);
+    book.pipeline.setState(GST_STATE_PAUSED);
+    ASSERT_TRUE(book.pipeline.waitForState());
+    book.waitUntilFull();
+    bool firstAnswer = false;
+    std::thread first(
+        [&] { firstAnswer = seekTo(book.demuxer.get(), "audio_0", kSecond, kNoFlush); });
+    std::this_thread::sleep_for(kArrived);
+    EXPECT_TRUE(seekTo(book.demuxer.get(), "audio_0", 2 * kSecond));
+    first.join();
+    EXPECT_TRUE(firstAnswer);
+    ASSERT_TRUE(book.pipeline.waitForState());
+    book.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    EXPECT_EQ(sound.segmentStarts().back(), 2 * kSecond);
+  });
+}
+
+/// Calls an action once, out of the thread that takes packets from a queue.
+class OnceInQueue {
+ public:
+  OnceInQueue(GstElement* queue, std::function<void()> action) : action_(std::move(action)) {
+    const Owned<GstPad> pad(gst_element_get_static_pad(queue, "src"));
+    gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_BUFFER, call, this, nullptr);
+  }
+
+ private:
+  static GstPadProbeReturn call(GstPad*, GstPadProbeInfo*, gpointer self) {
+    static_cast<OnceInQueue*>(self)->action_();
+    return GST_PAD_PROBE_REMOVE;
+  }
+  std::function<void()> action_;
+};
+
+TEST(Seeks, OfTheThreadThatEmptiesTheQueueSetOneFreeThatWaitsForIt) {
+  inTime("a seek of a queue's thread", [] {
+    ShortQueue book;
+    Watch sound(book.demuxer.get(), "audio_0", nullptr);
+    bool firstAnswer = false;
+    bool ownAnswer = false;
+    std::thread first;
+    OnceInQueue inQueue(book.queue.get(), [&] {
+      book.waitUntilFull();
+      first = std::thread(
+          [&] { firstAnswer = seekTo(book.demuxer.get(), "audio_0", kSecond, kNoFlush); });
+      std::this_thread::sleep_for(kArrived);
+      ownAnswer = seekTo(book.demuxer.get(), "audio_0", 2 * kSecond);
+    });
+    book.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    first.join();
+    EXPECT_TRUE(firstAnswer);
+    EXPECT_TRUE(ownAnswer);
+    EXPECT_EQ(sound.segmentStarts().back(), 2 * kSecond);
+  });
+}
+
+TEST(Seeks, OfAQueuesThreadBesideAFlushThatWaitsForItEndInTime) {
+  inTime("a seek of a queue's thread beside a flush", [] {
+    Player player;
+    GstElement* const demuxer = player.demuxer.get();
+    std::atomic<bool> videoFlushes{false};
+    bool queuesAnswer = false;
+    // The flush of the sound follows that of the pictures.
+    Watch video(demuxer, "video_0", [&](GstEvent* event) {
+      if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_START && !videoFlushes.exchange(true)) {
+        std::this_thread::sleep_for(kArrived);
+      }
+      return GST_PAD_PROBE_OK;
+    });
+    Watch sound(demuxer, "audio_0", nullptr);
+    std::atomic<bool> inside{false};
+    const auto queue = player.pipeline.element("audio_0");
+    // The flush of the sound waits until this returns.
+    OnceInQueue inQueue(queue.get(), [&] {
+      inside = true;
+      waitFor([&] { return videoFlushes.load(); });
+      queuesAnswer = seekTo(demuxer, "audio_0", kSecond / 2);
+    });
+    player.pipeline.setState(GST_STATE_PLAYING);
+    waitFor([&] { return inside.load(); });
+    EXPECT_TRUE(seekTo(demuxer, "video_0", kSecond));
+    EXPECT_TRUE(queuesAnswer);
+    // An end that came before the seeks may be told still.
+    waitFor([&] { return sound.segmentStarts().back() == kSecond / 2; });
+    player.pipeline.setState(GST_STATE_NULL);
+  });
+}
+
+TEST(Seeks, AfterTheStopOfASegmentGoOnAtItsRunningTime) {
+  inTime("a seek behind the end of a segment", [] {
+    ShortQueue book;
+    GstElement* const demuxer = book.demuxer.get();
+    Watch sound(demuxer, "audio_0", nullptr);
+    book.pipeline.setState(GST_STATE_PAUSED);
+    ASSERT_TRUE(book.pipeline.waitForState());
+    const auto flags = static_cast<GstSeekFlags>(kAccurate | GST_SEEK_FLAG_SEGMENT);
+    ASSERT_TRUE(book.pipeline.seek(1, flags, 0, kSecond));
+    ASSERT_TRUE(book.pipeline.waitForState());
+    // The packet that reaches past the stop sends the next seek.
+    bool sent = false;
+    const Owned<GstPad> sounds(gst_element_get_static_pad(demuxer, "audio_0"));
+    gst_pad_add_probe(
+        sounds.get(), GST_PAD_PROBE_TYPE_BUFFER,
+        +[](GstPad* pad, GstPadProbeInfo* info, gpointer data) {
+          GstBuffer* const packet = GST_PAD_PROBE_INFO_BUFFER(info);
+          const uint64_t end = GST_BUFFER_PTS(packet) + GST_BUFFER_DURATION(packet);
+          bool& isSent = *static_cast<bool*>(data);
+          if (end > kSecond && !isSent) {
+            GstEvent* const seek =
+                gst_event_new_seek(1, GST_FORMAT_TIME, kNoFlush, GST_SEEK_TYPE_SET, 2 * kSecond,
+                                   GST_SEEK_TYPE_SET, -1);
+            isSent = gst_pad_send_event(pad, seek) != FALSE;
+          }
+          return GST_PAD_PROBE_OK;
+        },
+        &sent, nullptr);
+    book.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    EXPECT_TRUE(sent);
+    const GstSegment last = sound.segments().back();
+    EXPECT_EQ(last.start, 2 * kSecond);
+    EXPECT_EQ(last.base, kSecond);
+    book.pipeline.setState(GST_STATE_NULL);
   });
 }
 

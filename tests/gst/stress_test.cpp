@@ -173,7 +173,7 @@ TEST(SlowSources, KeepNoStateChangeWaitingForMoreThanTheReadUnderWay) {
   // Every sound packet of the film after a seek needs several blocks, each a quarter of a second.
   constexpr milliseconds kDelay(250);
   SlowSource slow(media::File{"audiobook.m4a"}.path().string(), kDelay);
-  Pipeline pipeline("velademux name=d ! fakesink");
+  Pipeline pipeline(std::string("velademux name=d") + kQueue + "fakesink");
   const auto demuxer = pipeline.element("d");
   GstPad* const sink = gst_element_get_static_pad(demuxer.get(), "sink");
   ASSERT_EQ(gst_pad_link_full(slow.pad(), sink, GST_PAD_LINK_CHECK_NOTHING), GST_PAD_LINK_OK);
@@ -193,7 +193,7 @@ TEST(SlowSources, KeepNoStateChangeWaitingForMoreThanTheReadUnderWay) {
 TEST(SlowSources, KeepNoFlushingSeekWaitingForMoreThanTheReadUnderWay) {
   constexpr milliseconds kDelay(150);
   SlowSource slow(media::File{"audiobook.m4a"}.path().string(), kDelay);
-  Pipeline pipeline("velademux name=d ! fakesink");
+  Pipeline pipeline(std::string("velademux name=d") + kQueue + "fakesink");
   const auto demuxer = pipeline.element("d");
   GstPad* const sink = gst_element_get_static_pad(demuxer.get(), "sink");
   ASSERT_EQ(gst_pad_link_full(slow.pad(), sink, GST_PAD_LINK_CHECK_NOTHING), GST_PAD_LINK_OK);

@@ -52,8 +52,8 @@ std::ostream& operator<<(std::ostream& out, const File& file) { return out << fi
 const std::vector<File>& allFiles() {
   static const std::vector<File> files = [] {
     std::vector<File> all = corpusFiles();
-    for (const char* name :
-         {"sample.mp4", "audiobook.m4a", "text.m4a", "asp-mp3.mp4", "mp3-only.mp4"}) {
+    for (const char* name : {"sample.mp4", "audiobook.m4a", "chapters.m4a", "text.m4a",
+                             "asp-mp3.mp4", "mp3-only.mp4"}) {
       all.push_back({name});
     }
     all.push_back(
