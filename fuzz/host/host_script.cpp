@@ -27,7 +27,7 @@ HostScript HostScript::read(const uint8_t* bytes, size_t count, size_t& used) {
   script.hasToken = flags & 8;
   script.secondSplitter = flags & 16;
   script.slotHoldsObject = flags & 32;
-  script.releasesModuleLast = !(flags & 64);
+  script.releasesInOrder = flags & 64;
   script.skipsPayload = flags & 128;
   script.player = bytes[1];
   script.payloadPiece = std::max<uint16_t>(1, word(2));

@@ -47,12 +47,12 @@ struct HostScript {
   bool lengthKnown = true;
   bool refusesSeekPastEnd = false;
   bool hasToken = false;
-  bool secondSplitter = false;     // of the same factory, over the same source
-  bool slotHoldsObject = false;    // the out-slot of the creation is not empty
-  bool releasesModuleLast = true;  // false: references are taken and dropped around it
-  bool skipsPayload = false;       // packets take some of their bytes with skip()
-  uint16_t payloadPiece = 4096;    // bytes that a packet reads at a time, at least 1
-  uint8_t player = 0;              // seed of the choices of the player
+  bool secondSplitter = false;   // of the same factory, over the same source
+  bool slotHoldsObject = false;  // the out-slot of the creation is not empty
+  bool releasesInOrder = false;  // the first splitter plays and goes before the second one
+  bool skipsPayload = false;     // packets take some of their bytes with skip()
+  uint16_t payloadPiece = 4096;  // bytes that a packet reads at a time, at least 1
+  uint8_t player = 0;            // seed of the choices of the player
   std::vector<Fault> faults;
 
   /// @param used  receives the number of bytes that were read; the file follows

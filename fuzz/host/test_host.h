@@ -146,6 +146,9 @@ struct TestHost {
     return !held;
   }
 
+  /// What any of its streams may deliver.
+  uint64_t mostBytes() const { return length + UINT16_MAX; }
+
   const uint8_t* bytes;
   uint64_t length;
   HostRun run;

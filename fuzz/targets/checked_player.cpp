@@ -13,6 +13,10 @@ namespace {
 
 constexpr size_t kMostTold = 20000;  // things of all descriptions of one input
 constexpr int kPacketsAtOnce = 80;
+constexpr uint32_t kItemsStarted = 16;
+// Calls of the host that one operation may make.
+constexpr uint64_t kCallsOnce = 64;
+constexpr uint64_t kCallsPerByte = 8;
 
 bool same(const vela::Guid& left, const vela::Guid& right) {
   return std::memcmp(left.bytes, right.bytes, sizeof left.bytes) == 0;
@@ -120,6 +124,8 @@ vela::TIOResult CheckedPlayer::call(Operation&& operation) {
   const vela::TIOResult code = operation();
   calling_ = false;
   REQUIRE(isDocumented(host_->run, code));
+  // Whatever the host says: it delivers no more bytes than the file has or than it grew by.
+  REQUIRE(host_->run.calls - callsBefore_ <= kCallsOnce + kCallsPerByte * host_->mostBytes());
   return code;
 }
 
@@ -167,6 +173,11 @@ void CheckedPlayer::run(Choices& choices) {
     const uint32_t wanted = round == 0 ? 3 : 1 + choices.below(3);
     const uint32_t item = round == 0 ? 0 : choices.below(uint64_t{splitter_->getItemCount()} + 2);
     if (start(item, wanted & 1, wanted & 2)) playItem(choices);
+  }
+  for (uint32_t item = 1; item <= std::min(items, kItemsStarted); ++item) {
+    if (!start(item, true, true)) continue;
+    play(4);
+    if (seek(0)) play(2);
   }
 }
 

@@ -72,6 +72,10 @@ int main(int argumentCount, char** arguments) {
       copies = std::atoi(arguments[++i]);
       continue;
     }
+    if (!std::filesystem::exists(arguments[i])) {
+      std::fprintf(stderr, "%s is missing\n", arguments[i]);
+      return 1;
+    }
     if (!std::filesystem::is_directory(arguments[i])) {
       replayed += replay(arguments[i], copies);
       continue;
