@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,11 +29,15 @@ constexpr uint64_t kMemoryPerByteOfShortFields = 16;
 constexpr uint64_t kMemoryOnce = 128 * 1024 + 4 * 16384;  // the latter for the read cache
 constexpr uint64_t kMemoryOfChapters = 384 * 1024;
 
+constexpr double kMeasurable = 2e-3;             // seconds, of a cost that tells how it grows
+constexpr double kWorthWhile = 4 * kMeasurable;  // seconds, of a cost whose growth must be known
+
 constexpr uint64_t kSmallest = uint64_t{64} << 10;
 constexpr uint64_t kLargest = uint64_t{16} << 20;
 constexpr uint64_t kLargestOfShortRun = uint64_t{1} << 20;
 // Seeks, nextStream and reads are bounded for files up to here, by a constant.
 constexpr uint64_t kStepsBoundedUpTo = uint64_t{1} << 20;
+constexpr uint64_t kHeaders = 16384;  // more than a family adds to the size that it is made for
 
 struct Point {
   double bytes = 0;
@@ -40,9 +45,8 @@ struct Point {
 };
 
 /// Slope of the line through the logarithms: 1 for a cost in proportion. Costs too small to be told
-/// from the clock's step and the constant part are left out.
-double exponentOf(const std::vector<Point>& points, double Cost::*time) {
-  constexpr double kMeasurable = 2e-3;  // seconds
+/// from the clock's step and the constant part are left out; without three others there is none.
+std::optional<double> exponentOf(const std::vector<Point>& points, double Cost::*time) {
   double n = 0, sumX = 0, sumY = 0, sumXX = 0, sumXY = 0;
   for (const Point& point : points) {
     if (point.cost.*time < kMeasurable) continue;
@@ -54,7 +58,8 @@ double exponentOf(const std::vector<Point>& points, double Cost::*time) {
     sumXX += x * x;
     sumXY += x * y;
   }
-  return n < 3 ? 0 : (n * sumXY - sumX * sumY) / (n * sumXX - sumX * sumX);
+  if (n < 3) return std::nullopt;
+  return (n * sumXY - sumX * sumY) / (n * sumXX - sumX * sumX);
 }
 
 /// The bounds of one family, and what broke them.
@@ -80,8 +85,10 @@ class Judgement {
     atMost("stack", static_cast<double>(cost.stack), static_cast<double>(kStackBytes), point);
     atMost("memory after the last release", static_cast<double>(cost.memoryLeft), 0, point);
   }
-  void exponent(const char* what, double value) {
-    if (value > kLargestExponent) say(what, "grows with the power", value, kLargestExponent);
+  void exponent(const char* what, std::optional<double> value) {
+    if (value && *value > kLargestExponent) {
+      say(what, "grows with the power", *value, kLargestExponent);
+    }
   }
 
   int broken() const { return broken_; }
@@ -102,6 +109,13 @@ class Judgement {
   int broken_ = 0;
 };
 
+/// Whether larger files must tell how a cost grows: there are too few that took long enough, or a
+/// file's records outgrow the processor's caches, which looks like growth.
+bool needsLargerFiles(std::optional<double> exponent, double largestCost) {
+  if (exponent) return *exponent > kLargestExponent;
+  return largestCost > kWorthWhile;
+}
+
 int measure(const Family& family, uint64_t largest, int repetitions) {
   std::vector<Point> points;
   for (uint64_t bytes = kSmallest; bytes <= largest; bytes *= 2) {
@@ -109,20 +123,23 @@ int measure(const Family& family, uint64_t largest, int repetitions) {
     points.push_back({static_cast<double>(file.size()), costOf(file, repetitions)});
   }
   const Point& last = points.back();
-  const double open = exponentOf(points, &Cost::open);
-  const double describe = exponentOf(points, &Cost::describe);
+  const std::optional<double> open = exponentOf(points, &Cost::open);
+  const std::optional<double> describe = exponentOf(points, &Cost::describe);
   std::printf("%-32s %-7s %7.2f %5.2f %7.2f %5.2f %8.1f %8.1f %8.1f %6.2f %6llu\n", family.name,
-              last.cost.opened ? "opened" : "refused", last.cost.open / last.bytes * 1e9, open,
-              last.cost.describe / last.bytes * 1e9, describe, last.cost.seek * 1e6,
-              last.cost.next * 1e6, last.cost.read * 1e6,
+              last.cost.opened ? "opened" : "refused", last.cost.open / last.bytes * 1e9,
+              open.value_or(0), last.cost.describe / last.bytes * 1e9, describe.value_or(0),
+              last.cost.seek * 1e6, last.cost.next * 1e6, last.cost.read * 1e6,
               static_cast<double>(last.cost.memory) / last.bytes,
               static_cast<unsigned long long>(last.cost.stack));
   Judgement judgement(family);
   for (const Point& point : points) judgement.look(point);
+  // Files of a power of two and a few headers would leave out the largest ones whose steps count.
+  const boxes::Bytes file = family.make(kStepsBoundedUpTo - kHeaders);
+  judgement.look({static_cast<double>(file.size()), costOf(file, repetitions)});
   std::fflush(stdout);
-  // In a short run a file's records outgrow the processor's caches, which looks like growth; larger
-  // files tell.
-  if (std::max(open, describe) > kLargestExponent && largest < kLargest) {
+  const bool goesOn =
+      needsLargerFiles(open, last.cost.open) || needsLargerFiles(describe, last.cost.describe);
+  if (goesOn && largest < kLargest) {
     return judgement.broken() + measure(family, kLargest, repetitions);
   }
   judgement.exponent("open", open);
