@@ -80,9 +80,9 @@ TIOResult ReadCache::skipUnbounded(uint32_t count, uint32_t* done, CancelToken* 
     forgetHostPosition();
     return result;
   }
-  position_ += skipped;
+  *done = std::min(skipped, count);
+  position_ += *done;
   hostPosition_ = position_;
-  *done = skipped;
   return TIOResult::success;
 }
 
@@ -99,9 +99,9 @@ TIOResult ReadCache::write(const void* buffer, uint32_t count, uint32_t* done, C
     forgetHostPosition();
     return result;
   }
-  position_ += written;
+  *done = std::min(written, count);
+  position_ += *done;
   hostPosition_ = position_;
-  *done = written;
   return TIOResult::success;
 }
 

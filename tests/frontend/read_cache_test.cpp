@@ -531,6 +531,26 @@ TEST_F(ReadCache, SeeksAgainAfterALongSkipOfUnknownLengthThatFailed) {
   EXPECT_EQ(host.take(), (Calls{seekTo(16384), kFullRead}));
 }
 
+TEST_F(ReadCache, SkipsNoMoreThanWasAskedForWhereAHostReportsMore) {
+  host.claimedLength = vela::kUnknown64;
+  for (const uint32_t claimed : {0x10001u, 0xFFFFFFFFu}) {
+    seek(0x1000);
+    host.claimedSkip = claimed;
+    EXPECT_EQ(skip(0x10000), 0x10000u) << claimed;
+    EXPECT_EQ(position(), 0x11000u);
+    EXPECT_EQ(read(4), fileBytes(0x11000, 4));
+  }
+}
+
+TEST_F(ReadCache, WritesNoMoreThanWasAskedForWhereAHostReportsMore) {
+  const Bytes text = boxes::text("one");
+  host.claimedWrite = 4;
+  uint32_t done = 0;
+  EXPECT_EQ(cache->write(text.data(), 3, &done, &token), TIOResult::success);
+  EXPECT_EQ(done, 3u);
+  EXPECT_EQ(position(), 3u);
+}
+
 TEST_F(ReadCache, WritesOnWithoutSeeking) {
   const Bytes text = boxes::text("one two");
   uint32_t done = 0;

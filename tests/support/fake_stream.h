@@ -99,8 +99,10 @@ class FakeHostStream final : public vela::HostStream, public CallLog {
   uint32_t largestWrite = 0xffffffff;
   /// A seek past the end gives TIOResult::outOfRange (else it succeeds and reads give nothing).
   bool refusesSeekPastEnd = false;
-  /// What a read reports instead of the bytes that it delivered.
+  /// What a call reports instead of the bytes that it delivered, skipped or wrote.
   std::optional<uint32_t> claimedRead;
+  std::optional<uint32_t> claimedSkip;
+  std::optional<uint32_t> claimedWrite;
   uint32_t passThroughResult = 0;
   vela::CancelToken* lastToken = nullptr;
   /// When set, every call that takes a token must be given this one.
@@ -187,6 +189,7 @@ class FakeHostStream final : public vela::HostStream, public CallLog {
     return perform("skip", " " + std::to_string(count), token, [&] {
       *done = static_cast<uint32_t>(std::min<uint64_t>({count, largestSkip, left()}));
       advance(*done);
+      if (claimedSkip) *done = *claimedSkip;
       return vela::TIOResult::success;
     });
   }
@@ -197,6 +200,7 @@ class FakeHostStream final : public vela::HostStream, public CallLog {
       if (position + *done > bytes.size()) bytes.resize(position + *done);
       if (*done) std::memcpy(bytes.data() + position, buffer, *done);
       advance(*done);
+      if (claimedWrite) *done = *claimedWrite;
       return vela::TIOResult::success;
     });
   }
