@@ -1,6 +1,7 @@
 #include "gst/pull_stream.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 
 namespace velagst {
@@ -49,7 +50,7 @@ bool isBandwidthLimited(GstPad* pad) {
 
 PullStream::PullStream(GstPad* pad) : pad_(pad), readsAhead_(!isBandwidthLimited(pad)) {}
 
-PullStream::~PullStream() { gst_clear_buffer(&pulled_); }
+PullStream::~PullStream() { dropPulled(); }
 
 // A position past the end is accepted: reads there deliver nothing.
 TIOResult PullStream::seek(uint32_t low, uint32_t high, vela::CancelToken*) {
@@ -73,20 +74,39 @@ TIOResult PullStream::getPosition(uint64_t* position, vela::CancelToken*) {
   return TIOResult::success;
 }
 
-// Fills the buffer with the bytes from the position on. None are there after a success at the end.
-GstFlowReturn PullStream::pull(uint32_t count) {
-  const bool goesOn = pulled_ && position_ == pulledFrom_ + gst_buffer_get_size(pulled_);
-  const uint64_t wanted = goesOn && readsAhead_ ? std::max<uint64_t>(count, kAhead) : count;
+void PullStream::dropPulled() {
+  if (!pulled_) return;
+  gst_buffer_unmap(pulled_, &bytes_);
   gst_clear_buffer(&pulled_);
-  pulledFrom_ = position_;
-  const GstFlowReturn flow =
-      gst_pad_pull_range(pad_, position_, static_cast<guint>(wanted), &pulled_);
-  return flow == GST_FLOW_EOS ? GST_FLOW_OK : flow;
 }
 
-gsize PullStream::copyPulled(void* to, uint32_t count) {
+// Holds the bytes from the position on. None are there after a success at the end.
+GstFlowReturn PullStream::pull(uint32_t count) {
+  const bool goesOn = pulled_ && position_ == pulledFrom_ + bytes_.size;
+  const uint64_t wanted = goesOn && readsAhead_ ? std::max<uint64_t>(count, kAhead) : count;
+  dropPulled();
+  GstBuffer* pulled = nullptr;
+  const GstFlowReturn flow =
+      gst_pad_pull_range(pad_, position_, static_cast<guint>(wanted), &pulled);
+  if (flow == GST_FLOW_EOS) return GST_FLOW_OK;
+  if (flow != GST_FLOW_OK) return flow;
+  if (!gst_buffer_map(pulled, &bytes_, GST_MAP_READ)) {
+    gst_buffer_unref(pulled);
+    return GST_FLOW_ERROR;
+  }
+  pulled_ = pulled;
+  pulledFrom_ = position_;
+  return GST_FLOW_OK;
+}
+
+uint32_t PullStream::copyPulled(void* to, uint32_t count) {
   if (!pulled_ || position_ < pulledFrom_) return 0;
-  return gst_buffer_extract(pulled_, position_ - pulledFrom_, to, count);
+  const uint64_t offset = position_ - pulledFrom_;
+  if (offset >= bytes_.size) return 0;
+  const auto copied = static_cast<uint32_t>(std::min<uint64_t>(count, bytes_.size - offset));
+  std::memcpy(to, bytes_.data + offset, copied);
+  position_ += copied;
+  return copied;
 }
 
 // A pull that delivers less than was asked for may be one that was cut by the source's own blocks,
@@ -96,15 +116,14 @@ TIOResult PullStream::read(void* buffer, uint32_t count, uint32_t* done, vela::C
   while (*done < count) {
     if (token && token->isCancelled()) return TIOResult::cancelled;
     uint8_t* const to = static_cast<uint8_t*>(buffer) + *done;
-    gsize got = copyPulled(to, count - *done);
+    uint32_t got = copyPulled(to, count - *done);
     if (got == 0) {
       const GstFlowReturn flow = pull(count - *done);
       if (flow != GST_FLOW_OK) return resultOf(flow);
       got = copyPulled(to, count - *done);
     }
     if (got == 0) break;
-    position_ += got;
-    *done += static_cast<uint32_t>(got);
+    *done += got;
   }
   return TIOResult::success;
 }

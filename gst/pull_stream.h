@@ -38,12 +38,16 @@ class PullStream final : public Counted<PullStream, vela::HostStream> {
   ~PullStream();
 
   GstFlowReturn pull(uint32_t count);
-  gsize copyPulled(void* to, uint32_t count);
+  void dropPulled();
+  /// Moves on by what it copies. @return bytes; 0 where the position lies outside of what was
+  /// pulled
+  uint32_t copyPulled(void* to, uint32_t count);
 
   GstPad* pad_;
   bool readsAhead_;
   uint64_t position_ = 0;
-  GstBuffer* pulled_ = nullptr;  // what the last pull gave
+  GstBuffer* pulled_ = nullptr;  // what the last pull gave, mapped
+  GstMapInfo bytes_{};           // of it
   uint64_t pulledFrom_ = 0;      // its place in the file, bytes
 };
 

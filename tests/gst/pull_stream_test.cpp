@@ -72,6 +72,8 @@ class PullStreamTest : public testing::Test {
 
   uint64_t length_ = 1'000'000;  // bytes
   uint32_t largestPull_ = 1'000'000;
+  size_t memory_ = 1'000'000;  // bytes of one memory of a buffer
+  uint64_t more_ = 0;          // bytes that a pull gives and were not asked for
   GstFlowReturn flow_ = GST_FLOW_OK;
   GstSchedulingFlags flags_ = GST_SCHEDULING_FLAG_SEEKABLE;
   std::vector<Pull> pulls_;
@@ -88,8 +90,14 @@ class PullStreamTest : public testing::Test {
     if (test.flow_ != GST_FLOW_OK) return test.flow_;
     if (place >= test.length_) return GST_FLOW_EOS;
     const uint64_t there = std::min<uint64_t>({count, test.largestPull_, test.length_ - place});
-    const std::vector<uint8_t> bytes = bytesAt(place, there);
-    *buffer = gst_buffer_new_memdup(bytes.data(), bytes.size());
+    const std::vector<uint8_t> bytes = bytesAt(place, there + test.more_);
+    *buffer = gst_buffer_new();
+    for (size_t at = 0; at < bytes.size(); at += test.memory_) {
+      const size_t part = std::min(test.memory_, bytes.size() - at);
+      gpointer const copy = g_memdup2(bytes.data() + at, part);
+      gst_buffer_append_memory(*buffer, gst_memory_new_wrapped(static_cast<GstMemoryFlags>(0), copy,
+                                                               part, 0, part, copy, g_free));
+    }
     return GST_FLOW_OK;
   }
   static gboolean answer(GstPad* pad, GstObject* parent, GstQuery* query) {
@@ -163,6 +171,18 @@ TEST_F(PullStreamTest, PullsMoreThanItReadsAheadInOnePieceWhenThatIsAskedFor) {
 TEST_F(PullStreamTest, ReadsOnWhereTheSourceCutsAPull) {
   largestPull_ = 1000;
   EXPECT_EQ(read(2500), bytesAt(0, 2500));
+}
+
+TEST_F(PullStreamTest, ReadsOnThroughAllMemoriesOfABuffer) {
+  memory_ = 100;
+  EXPECT_EQ(read(2500), bytesAt(0, 2500));
+  EXPECT_EQ(pulls_.size(), 1u);
+}
+
+TEST_F(PullStreamTest, TakesMoreThanItAskedForAsItComes) {
+  more_ = 50;
+  EXPECT_EQ(read(100), bytesAt(0, 100));
+  EXPECT_EQ(read(100), bytesAt(100, 100));
 }
 
 TEST_F(PullStreamTest, EndsWhereTheSourceEnds) {
