@@ -78,6 +78,7 @@ void Demuxer::prepare() {
   token_.setFlushing(false);
   seek_ = {};
   seekPending_ = false;
+  finished_ = false;
   toldEarlyEnd_ = false;
   sequence_ = gst_util_seqnum_next();
   seekSequence_ = GST_SEQNUM_INVALID;
@@ -104,7 +105,11 @@ bool Demuxer::activate(bool active) {
 
 void Demuxer::closeFile() {
   opened_ = false;
-  ownSeeks_.clear();
+  {
+    const std::lock_guard<std::mutex> lock(seekMutex_);
+    taskSeeks_.clear();
+    waitingSeek_.reset();
+  }
   reader_.reset();
   for (Output& output : outputs_) {
     gst_flow_combiner_remove_pad(flows_, output.pad);
@@ -125,10 +130,14 @@ void Demuxer::runTask(gpointer self) { static_cast<Demuxer*>(self)->run(); }
 
 void Demuxer::run() {
   streamingThread_ = std::this_thread::get_id();
-  if (ownSeeks_.empty()) {
+  std::unique_lock<std::mutex> lock(seekMutex_);
+  if (taskSeeks_.empty()) {
+    lock.unlock();
     step();
   } else {
-    followOwnSeek();
+    EventPtr event = std::move(taskSeeks_.front());
+    taskSeeks_.pop_front();
+    followTaskSeek(lock, std::move(event));
   }
   streamingThread_ = std::thread::id();
 }
@@ -136,21 +145,30 @@ void Demuxer::run() {
 void Demuxer::step() {
   if (!opened_ && !openFile()) return;
   if (seekPending_ && !followSeek()) return;
-  pushNext();
+  if (finished_) {
+    pause();
+  } else {
+    pushNext();
+  }
 }
 
-// A seek of another thread may be waiting for the stream, which this one holds. Nothing is under
-// way here, so the other one may go first.
-void Demuxer::followOwnSeek() {
-  const EventPtr event = std::move(ownSeeks_.front());
-  ownSeeks_.pop_front();
-  GST_PAD_STREAM_UNLOCK(sinkPad_);
-  seek(event.get());
-  GST_PAD_STREAM_LOCK(sinkPad_);
+/// @param lock  on the mutex of the seeks; given up
+void Demuxer::followTaskSeek(std::unique_lock<std::mutex>& lock, EventPtr event) {
+  if (!isFlushing(event.get())) {
+    seekSequence_ = gst_event_get_seqnum(event.get());
+    lock.unlock();
+    beginAt(event.get());
+  } else if (seeking_) {
+    waitingSeek_ = std::move(event);
+  } else {
+    performAll(lock, event.get());
+    lock.unlock();
+  }
 }
 
 void Demuxer::pause() {
-  if (ownSeeks_.empty()) gst_pad_pause_task(sinkPad_);
+  const std::lock_guard<std::mutex> lock(seekMutex_);
+  if (taskSeeks_.empty()) gst_pad_pause_task(sinkPad_);
 }
 
 bool Demuxer::openFile() {
@@ -421,6 +439,7 @@ void Demuxer::endOutput(Output& output) {
 }
 
 void Demuxer::finish() {
+  finished_ = true;
   if (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) {
     GST_OBJECT_LOCK(element_);
     const uint64_t stop =
@@ -484,79 +503,80 @@ bool Demuxer::handleSeek(GstEvent* event) {
     return false;
   }
   const std::thread::id caller = std::this_thread::get_id();
-  if (streamingThread_ == caller) {
-    // Followed as soon as the call that led here has returned: from here, what is under way could
-    // not be ended, and a seek of another thread may be waiting for that.
-    GST_OBJECT_LOCK(element_);
-    GstSegment segment = segment_;
-    GST_OBJECT_UNLOCK(element_);
-    if (!moveSegment(event, segment)) return false;
-    ownSeeks_.emplace_back(gst_event_ref(event));
-    return true;
-  }
   // Somebody answers the flush of a seek with a seek.
   if (seekingThread_ == caller) return false;
-  return seek(event);
-}
+  GST_OBJECT_LOCK(element_);
+  GstSegment segment = segment_;
+  GST_OBJECT_UNLOCK(element_);
+  const bool possible = moveSegment(event, segment);
 
-/// Seeks, or leaves that to the thread that does so now.
-/// @return whether the seek is possible
-bool Demuxer::seek(GstEvent* event) {
-  const bool flush = isFlushing(event);
   std::unique_lock<std::mutex> lock(seekMutex_);
+  if (!active_ || !opened_) return false;
   // A pipeline sends each seek to all of its sinks, so it comes once for each stream.
   if (isKnown(gst_event_get_seqnum(event))) return true;
-  if (flush && seeking_ && !seekFlushes_) {
-    // The seek under way waits for the stream, which only a flush may set free.
-    lock.unlock();
-    beginFlush(gst_event_get_seqnum(event));
-    lock.lock();
-  }
-  if (seeking_) {
-    GST_OBJECT_LOCK(element_);
-    GstSegment segment = segment_;
-    GST_OBJECT_UNLOCK(element_);
-    const bool possible = moveSegment(event, segment);
-    // Those that wait end where this one begins.
-    if (flush) waitingSeeks_.clear();
-    waitingSeeks_.emplace_back(gst_event_ref(event));
+  if (!isFlushing(event) || streamingThread_ == caller) {
+    if (possible) leaveToTask(event);
     return possible;
   }
+  taskSeeks_.clear();
+  if (seeking_) {
+    waitingSeek_.reset(gst_event_ref(event));
+    return possible;
+  }
+  return performAll(lock, event);
+}
+
+/// The task follows a seek between two packets: one without a flush waits for its turn anyway, and
+/// for one that comes out of the task there is no other way. The mutex of the seeks is held.
+void Demuxer::leaveToTask(GstEvent* event) {
+  // Nothing is played between two seeks that wait, so the later one takes the place of others; a
+  // flush that was promised stays.
+  if (isFlushing(event)) taskSeeks_.clear();
+  if (!taskSeeks_.empty() && !isFlushing(taskSeeks_.back().get())) taskSeeks_.pop_back();
+  taskSeeks_.emplace_back(gst_event_ref(event));
+  if (!seeking_) gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+}
+
+/// Performs a flushing seek, and those that come from other threads meanwhile.
+/// @param lock  on the mutex of the seeks; given up meanwhile
+/// @return whether the first one was possible
+bool Demuxer::performAll(std::unique_lock<std::mutex>& lock, GstEvent* event) {
   seeking_ = true;
-  const bool possible = performNext(lock, event);
-  while (!waitingSeeks_.empty()) {
-    const EventPtr next = std::move(waitingSeeks_.front());
-    waitingSeeks_.pop_front();
-    performNext(lock, next.get());
+  const bool possible = perform(lock, event);
+  while (waitingSeek_) {
+    const EventPtr next = std::move(waitingSeek_);
+    perform(lock, next.get());
   }
   seeking_ = false;
   seekEnded_.notify_all();
   return possible;
 }
 
-/// @param lock  on the mutex of the seeks; given up meanwhile
-bool Demuxer::performNext(std::unique_lock<std::mutex>& lock, GstEvent* event) {
+bool Demuxer::perform(std::unique_lock<std::mutex>& lock, GstEvent* event) {
   if (!active_ || !opened_) return false;
-  seekFlushes_ = isFlushing(event);
-  seekSequence_ = gst_event_get_seqnum(event);
+  const guint32 sequence = gst_event_get_seqnum(event);
+  seekSequence_ = sequence;
   lock.unlock();
-  const bool possible = performSeek(event);
+  seekingThread_ = std::this_thread::get_id();
+  beginFlush(sequence);
+  gst_pad_pause_task(sinkPad_);
+  GST_PAD_STREAM_LOCK(sinkPad_);
+  endFlush(sequence);
+  const bool possible = beginAt(event);
   lock.lock();
-  if (!possible) seekSequence_ = GST_SEQNUM_INVALID;
+  if (!waitingSeek_) gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+  GST_PAD_STREAM_UNLOCK(sinkPad_);
+  seekingThread_ = std::thread::id();
   return possible;
 }
 
-/// Whether a seek was performed last, is under way or waits. The mutex of the seeks is held.
+/// Whether a seek was followed last, is under way or waits. The mutex of the seeks is held.
 bool Demuxer::isKnown(guint32 sequence) const {
-  return sequence == seekSequence_ ||
-         std::any_of(waitingSeeks_.begin(), waitingSeeks_.end(), [&](const EventPtr& seek) {
-           return gst_event_get_seqnum(seek.get()) == sequence;
-         });
-}
-
-bool Demuxer::anotherSeekWaits() {
-  const std::lock_guard<std::mutex> lock(seekMutex_);
-  return active_ && !waitingSeeks_.empty();
+  const auto isIt = [&](const EventPtr& seek) {
+    return seek && gst_event_get_seqnum(seek.get()) == sequence;
+  };
+  return sequence == seekSequence_ || isIt(waitingSeek_) ||
+         std::any_of(taskSeeks_.begin(), taskSeeks_.end(), isIt);
 }
 
 void Demuxer::beginFlush(guint32 sequence) {
@@ -575,16 +595,12 @@ void Demuxer::endFlush(guint32 sequence) {
   token_.setFlushing(false);
 }
 
-bool Demuxer::performSeek(GstEvent* event) {
+/// Lets playing begin where a seek wants it. The stream is the caller's.
+/// @return whether the seek is possible
+bool Demuxer::beginAt(GstEvent* event) {
   GstSeekFlags flags = GST_SEEK_FLAG_NONE;
   gst_event_parse_seek(event, nullptr, nullptr, &flags, nullptr, nullptr, nullptr, nullptr);
-  const guint32 sequence = gst_event_get_seqnum(event);
   const bool flush = isFlushing(event);
-  seekingThread_ = std::this_thread::get_id();
-  if (flush) beginFlush(sequence);
-  gst_pad_pause_task(sinkPad_);
-  GST_PAD_STREAM_LOCK(sinkPad_);
-
   GST_OBJECT_LOCK(element_);
   GstSegment segment = segment_;
   GST_OBJECT_UNLOCK(element_);
@@ -593,34 +609,30 @@ bool Demuxer::performSeek(GstEvent* event) {
   const uint64_t base =
       flush ? 0 : gst_segment_to_running_time(&segment, GST_FORMAT_TIME, segment.position);
   const bool possible = moveSegment(event, segment);
-  if (flush) endFlush(sequence);
-  if (possible || flush) {
-    // After a flush something has to follow, if only from where playing was.
-    segment.start = segment.time = segment.position;
-    segment.base = base;
-    segment.offset = 0;
-    sequence_ = sequence;
-    seek_.offsetNs = segment.position;
-    // The item's end in ns is not exact in the plug-in's units.
-    seek_.stopNs = segment.stop < durationNs_ ? segment.stop : GST_CLOCK_TIME_NONE;
-    seek_.mode = (flags & GST_SEEK_FLAG_KEY_UNIT) && !(flags & GST_SEEK_FLAG_ACCURATE)
-                     ? SeekMode::keyUnit
-                     : SeekMode::accurate;
-    seekPending_ = true;
-    cutShort_ = false;
-    gst_flow_combiner_reset(flows_);
-    for (Output& output : outputs_) {
-      output.needsSegment = output.discont = true;
-      output.ended = false;
-      output.late = 0;
-    }
-    GST_OBJECT_LOCK(element_);
-    segment_ = segment;
-    GST_OBJECT_UNLOCK(element_);
+  // After a flush something has to follow, if only from where playing was.
+  if (!possible && !flush) return false;
+  segment.start = segment.time = segment.position;
+  segment.base = base;
+  segment.offset = 0;
+  sequence_ = gst_event_get_seqnum(event);
+  seek_.offsetNs = segment.position;
+  // The item's end in ns is not exact in the plug-in's units.
+  seek_.stopNs = segment.stop < durationNs_ ? segment.stop : GST_CLOCK_TIME_NONE;
+  seek_.mode = (flags & GST_SEEK_FLAG_KEY_UNIT) && !(flags & GST_SEEK_FLAG_ACCURATE)
+                   ? SeekMode::keyUnit
+                   : SeekMode::accurate;
+  seekPending_ = true;
+  cutShort_ = false;
+  finished_ = false;
+  gst_flow_combiner_reset(flows_);
+  for (Output& output : outputs_) {
+    output.needsSegment = output.discont = true;
+    output.ended = false;
+    output.late = 0;
   }
-  if (!anotherSeekWaits()) gst_pad_start_task(sinkPad_, runTask, this, nullptr);
-  GST_PAD_STREAM_UNLOCK(sinkPad_);
-  seekingThread_ = std::thread::id();
+  GST_OBJECT_LOCK(element_);
+  segment_ = segment;
+  GST_OBJECT_UNLOCK(element_);
   return possible;
 }
 

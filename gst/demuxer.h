@@ -65,12 +65,12 @@ class Demuxer {
   static void runTask(gpointer self);
   void run();
   void step();
-  void followOwnSeek();
-  bool seek(GstEvent* event);
-  bool performNext(std::unique_lock<std::mutex>& lock, GstEvent* event);
-  bool performSeek(GstEvent* event);
+  void followTaskSeek(std::unique_lock<std::mutex>& lock, EventPtr event);
+  void leaveToTask(GstEvent* event);
+  bool performAll(std::unique_lock<std::mutex>& lock, GstEvent* event);
+  bool perform(std::unique_lock<std::mutex>& lock, GstEvent* event);
+  bool beginAt(GstEvent* event);
   bool isKnown(guint32 sequence) const;
-  bool anotherSeekWaits();
   void beginFlush(guint32 sequence);
   void endFlush(guint32 sequence);
   bool openFile();
@@ -102,16 +102,17 @@ class Demuxer {
   std::unique_ptr<SplitterLibrary> library_;
   std::unique_ptr<ItemReader> reader_;
 
-  // One thread seeks at a time, and no thread waits for it: seeks that come meanwhile are left to
-  // it. Any thread may be the one whose work the seek needs, that of a queue behind the element for
-  // one. Only the end of the task waits.
-  std::mutex seekMutex_;  // guards the six below, and is held for moments only
+  // One thread flushes and seeks at a time, and no other one waits for it: the last seek that comes
+  // meanwhile is left to it. For any thread may be the one that a flush waits for, that of a queue
+  // behind the element for one. For the same reason seeks without a flush are left to the task.
+  // Only the end of the task waits.
+  std::mutex seekMutex_;  // guards what follows, and is held for moments only
   std::condition_variable seekEnded_;
-  bool active_ = false;  // the task may be started
-  bool seeking_ = false;
-  bool seekFlushes_ = false;                   // the seek that is under way
-  guint32 seekSequence_ = GST_SEQNUM_INVALID;  // of the seek under way or of the last one
-  std::deque<EventPtr> waitingSeeks_;          // that came while another one was under way
+  bool active_ = false;                        // the task may be started
+  bool seeking_ = false;                       // a flushing seek is under way
+  guint32 seekSequence_ = GST_SEQNUM_INVALID;  // of the last seek that was begun
+  EventPtr waitingSeek_;                       // a flushing one, for the thread that seeks now
+  std::deque<EventPtr> taskSeeks_;             // for the task
 
   std::atomic<bool> opened_{false};
   // The thread that pushes packets and the one that seeks; none where there is no such thread now.
@@ -124,8 +125,8 @@ class Demuxer {
   GstFlowCombiner* flows_;
   bool seekPending_ = false;
   PendingSeek seek_;
-  std::deque<EventPtr> ownSeeks_;  // that came from the streaming thread, not yet followed
   guint32 sequence_ = GST_SEQNUM_INVALID;
+  bool finished_ = false;  // all that the seek asked for was pushed
   bool cutShort_ = false;  // a stream was ended before the file's own end of it
   bool toldEarlyEnd_ = false;
 

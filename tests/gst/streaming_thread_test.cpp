@@ -186,6 +186,11 @@ TEST(SeeksOfTheStreamingThread, AtTheEndOfAStreamPlayBothStreamsAgain) {
     Watch sound(demuxer, "audio_0", [&](GstEvent* event) {
       if (GST_EVENT_TYPE(event) != GST_EVENT_EOS || rounds == 2) return GST_PAD_PROBE_OK;
       ++rounds;
+      // A flush while the framework brings a pipeline to its state may leave a sink behind.
+      waitFor([&] {
+        return GST_STATE(player.pipeline.get()) == GST_STATE_PLAYING &&
+               GST_STATE_PENDING(player.pipeline.get()) == GST_STATE_VOID_PENDING;
+      });
       EXPECT_TRUE(seekTo(demuxer, "video_0", kSecond));
       return GST_PAD_PROBE_DROP;
     });
@@ -389,6 +394,129 @@ TEST(Seeks, AfterTheStopOfASegmentGoOnAtItsRunningTime) {
     EXPECT_EQ(last.start, 2 * kSecond);
     EXPECT_EQ(last.base, kSecond);
     book.pipeline.setState(GST_STATE_NULL);
+  });
+}
+
+TEST(Seeks, WithoutAFlushDontWaitForTheirTurn) {
+  inTime("a seek behind a full queue", [] {
+    ShortQueue book;
+    Watch sound(book.demuxer.get(), "audio_0", nullptr);
+    book.pipeline.setState(GST_STATE_PAUSED);
+    ASSERT_TRUE(book.pipeline.waitForState());
+    book.waitUntilFull();
+    EXPECT_TRUE(seekTo(book.demuxer.get(), "audio_0", kSecond, kNoFlush));
+    EXPECT_TRUE(seekTo(book.demuxer.get(), "audio_0", 3 * kSecond, kNoFlush));
+    book.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    EXPECT_EQ(sound.segmentStarts(), (std::vector<uint64_t>{0, 3 * kSecond}))
+        << "the later one takes the place of the one that waits";
+    EXPECT_GT(sound.segments().back().base, 0u);
+    EXPECT_EQ(sound.flushes(), 0);
+  });
+}
+
+TEST(Seeks, OfTheThreadsOfTwoQueuesAtOnceEndInTime) {
+  inTime("two queues that seek", [] {
+    Player player;
+    GstElement* const demuxer = player.demuxer.get();
+    Watch sound(demuxer, "audio_0", nullptr);
+    std::atomic<int> inside{0};
+    std::atomic<int> followed{0};
+    const auto seekBeside = [&](const char* pad, uint64_t ns) {
+      return [&inside, &followed, demuxer, pad, ns] {
+        ++inside;
+        waitFor([&] { return inside == 2; });
+        if (seekTo(demuxer, pad, ns)) ++followed;
+      };
+    };
+    const auto videoQueue = player.pipeline.element("video_0");
+    const auto soundQueue = player.pipeline.element("audio_0");
+    OnceInQueue inVideo(videoQueue.get(), seekBeside("video_0", kSecond));
+    OnceInQueue inSound(soundQueue.get(), seekBeside("audio_0", kSecond));
+    player.pipeline.setState(GST_STATE_PLAYING);
+    // One of them may find its pad flushing.
+    waitFor([&] { return followed > 0 && sound.segmentStarts().back() == kSecond; });
+    player.pipeline.setState(GST_STATE_NULL);
+  });
+}
+
+/// Calls an action once, out of the thread that pushes a packet through the pad for sound.
+class OnceInPush {
+ public:
+  OnceInPush(GstElement* demuxer, std::function<void()> action) : action_(std::move(action)) {
+    g_signal_connect(demuxer, "pad-added", G_CALLBACK(attach), this);
+  }
+
+ private:
+  static void attach(GstElement*, GstPad* pad, gpointer self) {
+    if (std::string("audio_0") != GST_PAD_NAME(pad)) return;
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, call, self, nullptr);
+  }
+  static GstPadProbeReturn call(GstPad*, GstPadProbeInfo*, gpointer self) {
+    static_cast<OnceInPush*>(self)->action_();
+    return GST_PAD_PROBE_REMOVE;
+  }
+  std::function<void()> action_;
+};
+
+TEST(SeeksOfTheStreamingThread, GiveWayToALaterOneOfAnotherThread) {
+  inTime("a seek after one of the streaming thread", [] {
+    ShortQueue book;
+    GstElement* const demuxer = book.demuxer.get();
+    Watch sound(demuxer, "audio_0", nullptr);
+    bool ownAnswer = false;
+    bool otherAnswer = false;
+    std::thread other;
+    OnceInPush push(demuxer, [&] {
+      ownAnswer = seekTo(demuxer, "audio_0", kSecond);
+      other = std::thread([&] { otherAnswer = seekTo(demuxer, "audio_0", 2 * kSecond); });
+      std::this_thread::sleep_for(kArrived);
+    });
+    book.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    other.join();
+    EXPECT_TRUE(ownAnswer);
+    EXPECT_TRUE(otherAnswer);
+    EXPECT_EQ(sound.segmentStarts().back(), 2 * kSecond);
+  });
+}
+
+TEST(SeeksOfTheStreamingThread, AreRefusedFromInsideTheirOwnFlush) {
+  inTime("a seek inside the flush of an own one", [] {
+    ShortQueue book;
+    GstElement* const demuxer = book.demuxer.get();
+    int refused = 0;
+    int accepted = 0;
+    Watch sound(demuxer, "audio_0", [&](GstEvent* event) {
+      const bool flush = GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_START ||
+                         GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP;
+      if (flush) ++(seekTo(demuxer, "audio_0", 2 * kSecond) ? accepted : refused);
+      return GST_PAD_PROBE_OK;
+    });
+    OnceInPush push(demuxer, [&] { EXPECT_TRUE(seekTo(demuxer, "audio_0", kSecond)); });
+    book.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    EXPECT_EQ(refused, 2);
+    EXPECT_EQ(accepted, 0);
+    EXPECT_EQ(sound.segmentStarts().back(), kSecond);
+  });
+}
+
+TEST(Seeks, ThatAreImpossibleDontEndASegmentAgain) {
+  inTime("an impossible seek behind a segment", [] {
+    ShortQueue book;
+    book.pipeline.setState(GST_STATE_PAUSED);
+    ASSERT_TRUE(book.pipeline.waitForState());
+    const auto flags = static_cast<GstSeekFlags>(kAccurate | GST_SEEK_FLAG_SEGMENT);
+    ASSERT_TRUE(book.pipeline.seek(1, flags, 0, kSecond));
+    book.pipeline.setState(GST_STATE_PLAYING);
+    constexpr auto kDone = GST_MESSAGE_SEGMENT_DONE;
+    GstMessage* const done = book.pipeline.waitForMessage(kDone, std::chrono::seconds(5));
+    ASSERT_TRUE(done);
+    gst_message_unref(done);
+    EXPECT_FALSE(seekTo(book.demuxer.get(), "audio_0", 2 * kSecond, kNoFlush))
+        << "behind the stop, which stays";
+    EXPECT_FALSE(book.pipeline.waitForMessage(kDone, milliseconds(200)));
   });
 }
 
