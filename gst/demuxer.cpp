@@ -3,6 +3,8 @@
 #include <gst/pbutils/pbutils.h>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 #include "gst/tags.h"
 #include "gst/timeline.h"
@@ -24,6 +26,8 @@ constexpr uint32_t kReorderedPictures = 16;
 // for one period may seem to reach past the beginning of the next one, and a seek to that would
 // show the wrong picture first: its segment begins one host unit late, which is 60 ns.
 constexpr uint64_t kRoundedTimes = 1;
+
+constexpr size_t kMostWaiting = 100;  // seeks that wait to be followed
 
 uint64_t unitsOrUnknown(uint64_t ns) {
   return GST_CLOCK_TIME_IS_VALID(ns) ? hostUnitsFromNs(ns) : vela::kUnknown64;
@@ -81,7 +85,7 @@ void Demuxer::prepare() {
   finished_ = false;
   toldEarlyEnd_ = false;
   sequence_ = gst_util_seqnum_next();
-  seekSequence_ = GST_SEQNUM_INVALID;
+  lastSeeks_.fill(GST_SEQNUM_INVALID);
   gst_flow_combiner_reset(flows_);
   GST_OBJECT_LOCK(element_);
   gst_segment_init(&segment_, GST_FORMAT_TIME);
@@ -108,7 +112,7 @@ void Demuxer::closeFile() {
   {
     const std::lock_guard<std::mutex> lock(seekMutex_);
     taskSeeks_.clear();
-    waitingSeek_.reset();
+    waitingSeeks_.clear();
   }
   reader_.reset();
   for (Output& output : outputs_) {
@@ -134,6 +138,9 @@ void Demuxer::run() {
   if (taskSeeks_.empty()) {
     lock.unlock();
     step();
+  } else if (seeking_) {
+    // What waits here came later than the seek under way, which starts the task again.
+    gst_pad_pause_task(sinkPad_);
   } else {
     EventPtr event = std::move(taskSeeks_.front());
     taskSeeks_.pop_front();
@@ -152,17 +159,14 @@ void Demuxer::step() {
   }
 }
 
-/// @param lock  on the mutex of the seeks; given up
+/// @param lock  on the mutex of the seeks
 void Demuxer::followTaskSeek(std::unique_lock<std::mutex>& lock, EventPtr event) {
-  if (!isFlushing(event.get())) {
-    seekSequence_ = gst_event_get_seqnum(event.get());
+  if (isFlushing(event.get())) {
+    waitingSeeks_.push_back(std::move(event));
+    performAll(lock);
+  } else {
     lock.unlock();
     beginAt(event.get());
-  } else if (seeking_) {
-    waitingSeek_ = std::move(event);
-  } else {
-    performAll(lock, event.get());
-    lock.unlock();
   }
 }
 
@@ -513,70 +517,55 @@ bool Demuxer::handleSeek(GstEvent* event) {
   std::unique_lock<std::mutex> lock(seekMutex_);
   if (!active_ || !opened_) return false;
   // A pipeline sends each seek to all of its sinks, so it comes once for each stream.
-  if (isKnown(gst_event_get_seqnum(event))) return true;
-  if (!isFlushing(event) || streamingThread_ == caller) {
-    if (possible) leaveToTask(event);
-    return possible;
-  }
-  taskSeeks_.clear();
-  if (seeking_) {
-    waitingSeek_.reset(gst_event_ref(event));
-    return possible;
-  }
-  return performAll(lock, event);
-}
-
-/// The task follows a seek between two packets: one without a flush waits for its turn anyway, and
-/// for one that comes out of the task there is no other way. The mutex of the seeks is held.
-void Demuxer::leaveToTask(GstEvent* event) {
-  // Nothing is played between two seeks that wait, so the later one takes the place of others; a
-  // flush that was promised stays.
-  if (isFlushing(event)) taskSeeks_.clear();
-  if (!taskSeeks_.empty() && !isFlushing(taskSeeks_.back().get())) taskSeeks_.pop_back();
+  const guint32 sequence = gst_event_get_seqnum(event);
+  if (isKnown(sequence)) return true;
+  if (!possible || taskSeeks_.size() + waitingSeeks_.size() >= kMostWaiting) return false;
+  remember(sequence);
   taskSeeks_.emplace_back(gst_event_ref(event));
-  if (!seeking_) gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+  if (!isFlushing(event) || streamingThread_ == caller) {
+    // The task follows a seek between two packets: one without a flush waits for its turn anyway,
+    // and for one that comes out of the task there is no other way.
+    if (!seeking_) gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+    return true;
+  }
+  // A flush takes those along that came before.
+  std::move(taskSeeks_.begin(), taskSeeks_.end(), std::back_inserter(waitingSeeks_));
+  taskSeeks_.clear();
+  if (!seeking_) performAll(lock);
+  return true;
 }
 
-/// Performs a flushing seek, and those that come from other threads meanwhile.
+/// Performs the seeks that wait for a flush, and those that come from other threads meanwhile.
 /// @param lock  on the mutex of the seeks; given up meanwhile
-/// @return whether the first one was possible
-bool Demuxer::performAll(std::unique_lock<std::mutex>& lock, GstEvent* event) {
+void Demuxer::performAll(std::unique_lock<std::mutex>& lock) {
   seeking_ = true;
-  const bool possible = perform(lock, event);
-  while (waitingSeek_) {
-    const EventPtr next = std::move(waitingSeek_);
-    perform(lock, next.get());
+  while (!waitingSeeks_.empty() && active_ && opened_) {
+    const std::deque<EventPtr> seeks = std::exchange(waitingSeeks_, {});
+    lock.unlock();
+    seekingThread_ = std::this_thread::get_id();
+    const guint32 sequence = gst_event_get_seqnum(seeks.back().get());
+    beginFlush(sequence);
+    gst_pad_pause_task(sinkPad_);
+    GST_PAD_STREAM_LOCK(sinkPad_);
+    endFlush(sequence);
+    for (const EventPtr& event : seeks) beginAt(event.get());
+    lock.lock();
+    if (waitingSeeks_.empty()) gst_pad_start_task(sinkPad_, runTask, this, nullptr);
+    GST_PAD_STREAM_UNLOCK(sinkPad_);
+    seekingThread_ = std::thread::id();
   }
   seeking_ = false;
   seekEnded_.notify_all();
-  return possible;
 }
 
-bool Demuxer::perform(std::unique_lock<std::mutex>& lock, GstEvent* event) {
-  if (!active_ || !opened_) return false;
-  const guint32 sequence = gst_event_get_seqnum(event);
-  seekSequence_ = sequence;
-  lock.unlock();
-  seekingThread_ = std::this_thread::get_id();
-  beginFlush(sequence);
-  gst_pad_pause_task(sinkPad_);
-  GST_PAD_STREAM_LOCK(sinkPad_);
-  endFlush(sequence);
-  const bool possible = beginAt(event);
-  lock.lock();
-  if (!waitingSeek_) gst_pad_start_task(sinkPad_, runTask, this, nullptr);
-  GST_PAD_STREAM_UNLOCK(sinkPad_);
-  seekingThread_ = std::thread::id();
-  return possible;
-}
-
-/// Whether a seek was followed last, is under way or waits. The mutex of the seeks is held.
+/// Whether a seek is one of the last that were accepted. The mutex of the seeks is held.
 bool Demuxer::isKnown(guint32 sequence) const {
-  const auto isIt = [&](const EventPtr& seek) {
-    return seek && gst_event_get_seqnum(seek.get()) == sequence;
-  };
-  return sequence == seekSequence_ || isIt(waitingSeek_) ||
-         std::any_of(taskSeeks_.begin(), taskSeeks_.end(), isIt);
+  return std::find(lastSeeks_.begin(), lastSeeks_.end(), sequence) != lastSeeks_.end();
+}
+
+void Demuxer::remember(guint32 sequence) {
+  std::rotate(lastSeeks_.begin(), lastSeeks_.begin() + 1, lastSeeks_.end());
+  lastSeeks_.back() = sequence;
 }
 
 void Demuxer::beginFlush(guint32 sequence) {
@@ -596,8 +585,7 @@ void Demuxer::endFlush(guint32 sequence) {
 }
 
 /// Lets playing begin where a seek wants it. The stream is the caller's.
-/// @return whether the seek is possible
-bool Demuxer::beginAt(GstEvent* event) {
+void Demuxer::beginAt(GstEvent* event) {
   GstSeekFlags flags = GST_SEEK_FLAG_NONE;
   gst_event_parse_seek(event, nullptr, nullptr, &flags, nullptr, nullptr, nullptr, nullptr);
   const bool flush = isFlushing(event);
@@ -608,9 +596,9 @@ bool Demuxer::beginAt(GstEvent* event) {
   segment.position = std::min(segment.position, segment.stop);
   const uint64_t base =
       flush ? 0 : gst_segment_to_running_time(&segment, GST_FORMAT_TIME, segment.position);
-  const bool possible = moveSegment(event, segment);
-  // After a flush something has to follow, if only from where playing was.
-  if (!possible && !flush) return false;
+  // Another seek may have made it impossible meanwhile. After a flush something has to follow, if
+  // only from where playing was.
+  if (!moveSegment(event, segment) && !flush) return;
   segment.start = segment.time = segment.position;
   segment.base = base;
   segment.offset = 0;
@@ -633,7 +621,6 @@ bool Demuxer::beginAt(GstEvent* event) {
   GST_OBJECT_LOCK(element_);
   segment_ = segment;
   GST_OBJECT_UNLOCK(element_);
-  return possible;
 }
 
 bool Demuxer::handleTocSelect(GstEvent* event) {

@@ -4,6 +4,7 @@
 #include <gst/base/gstflowcombiner.h>
 #include <gst/gst.h>
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -66,11 +67,10 @@ class Demuxer {
   void run();
   void step();
   void followTaskSeek(std::unique_lock<std::mutex>& lock, EventPtr event);
-  void leaveToTask(GstEvent* event);
-  bool performAll(std::unique_lock<std::mutex>& lock, GstEvent* event);
-  bool perform(std::unique_lock<std::mutex>& lock, GstEvent* event);
-  bool beginAt(GstEvent* event);
+  void performAll(std::unique_lock<std::mutex>& lock);
+  void beginAt(GstEvent* event);
   bool isKnown(guint32 sequence) const;
+  void remember(guint32 sequence);
   void beginFlush(guint32 sequence);
   void endFlush(guint32 sequence);
   bool openFile();
@@ -102,17 +102,17 @@ class Demuxer {
   std::unique_ptr<SplitterLibrary> library_;
   std::unique_ptr<ItemReader> reader_;
 
-  // One thread flushes and seeks at a time, and no other one waits for it: the last seek that comes
-  // meanwhile is left to it. For any thread may be the one that a flush waits for, that of a queue
+  // One thread flushes and seeks at a time, and no other one waits for it: seeks that come
+  // meanwhile are left to it. For any thread may be the one that a flush waits for, that of a queue
   // behind the element for one. For the same reason seeks without a flush are left to the task.
   // Only the end of the task waits.
   std::mutex seekMutex_;  // guards what follows, and is held for moments only
   std::condition_variable seekEnded_;
-  bool active_ = false;                        // the task may be started
-  bool seeking_ = false;                       // a flushing seek is under way
-  guint32 seekSequence_ = GST_SEQNUM_INVALID;  // of the last seek that was begun
-  EventPtr waitingSeek_;                       // a flushing one, for the thread that seeks now
-  std::deque<EventPtr> taskSeeks_;             // for the task
+  bool active_ = false;                 // the task may be started
+  bool seeking_ = false;                // a flushing seek is under way
+  std::deque<EventPtr> waitingSeeks_;   // for the thread that seeks; the last one flushes
+  std::deque<EventPtr> taskSeeks_;      // for the task; they came later than the others
+  std::array<guint32, 8> lastSeeks_{};  // that were accepted
 
   std::atomic<bool> opened_{false};
   // The thread that pushes packets and the one that seeks; none where there is no such thread now.

@@ -409,7 +409,7 @@ TEST(Seeks, WithoutAFlushDontWaitForTheirTurn) {
     book.pipeline.setState(GST_STATE_PLAYING);
     EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
     EXPECT_EQ(sound.segmentStarts(), (std::vector<uint64_t>{0, 3 * kSecond}))
-        << "the later one takes the place of the one that waits";
+        << "nothing is played between two that wait";
     EXPECT_GT(sound.segments().back().base, 0u);
     EXPECT_EQ(sound.flushes(), 0);
   });
@@ -517,6 +517,85 @@ TEST(Seeks, ThatAreImpossibleDontEndASegmentAgain) {
     EXPECT_FALSE(seekTo(book.demuxer.get(), "audio_0", 2 * kSecond, kNoFlush))
         << "behind the stop, which stays";
     EXPECT_FALSE(book.pipeline.waitForMessage(kDone, milliseconds(200)));
+  });
+}
+
+TEST(Seeks, ThatWaitKeepTheEndThatALaterOneLeaves) {
+  inTime("seeks of one end each", [] {
+    ShortQueue book;
+    Watch sound(book.demuxer.get(), "audio_0", nullptr);
+    book.pipeline.setState(GST_STATE_PAUSED);
+    ASSERT_TRUE(book.pipeline.waitForState());
+    book.waitUntilFull();
+    EXPECT_TRUE(seekTo(book.demuxer.get(), "audio_0", 3 * kSecond, kNoFlush));
+    const Owned<GstPad> pad(gst_element_get_static_pad(book.demuxer.get(), "audio_0"));
+    EXPECT_TRUE(gst_pad_send_event(
+        pad.get(), gst_event_new_seek(1, GST_FORMAT_TIME, kNoFlush, GST_SEEK_TYPE_NONE, -1,
+                                      GST_SEEK_TYPE_SET, 4 * kSecond)));
+    book.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    const GstSegment last = sound.segments().back();
+    EXPECT_EQ(last.start, 3 * kSecond);
+    EXPECT_NEAR(static_cast<double>(last.stop), 4e9, 100);
+  });
+}
+
+TEST(Seeks, ThatAreImpossibleLeaveThoseThatWait) {
+  inTime("an impossible seek behind one that waits", [] {
+    ShortQueue book;
+    Watch sound(book.demuxer.get(), "audio_0", nullptr);
+    book.pipeline.setState(GST_STATE_PAUSED);
+    ASSERT_TRUE(book.pipeline.waitForState());
+    ASSERT_TRUE(book.pipeline.seek(1, kAccurate, 0, 5 * kSecond));
+    ASSERT_TRUE(book.pipeline.waitForState());
+    book.waitUntilFull();
+    EXPECT_TRUE(seekTo(book.demuxer.get(), "audio_0", 3 * kSecond, kNoFlush));
+    EXPECT_FALSE(seekTo(book.demuxer.get(), "audio_0", 6 * kSecond)) << "behind the stop";
+    EXPECT_EQ(sound.flushes(), 1);
+    book.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    EXPECT_EQ(sound.segmentStarts().back(), 3 * kSecond);
+  });
+}
+
+TEST(Seeks, ThatComeAgainAfterALaterOneAreNotFollowedAgain) {
+  Player player;
+  GstElement* const demuxer = player.demuxer.get();
+  Watch sound(demuxer, "audio_0", nullptr);
+  player.pipeline.setState(GST_STATE_PAUSED);
+  ASSERT_TRUE(player.pipeline.waitForState());
+  GstEvent* const first = gst_event_new_seek(1, GST_FORMAT_TIME, kAccurate, GST_SEEK_TYPE_SET,
+                                             kSecond, GST_SEEK_TYPE_NONE, -1);
+  const Owned<GstPad> soundPad(gst_element_get_static_pad(demuxer, "audio_0"));
+  const Owned<GstPad> videoPad(gst_element_get_static_pad(demuxer, "video_0"));
+  EXPECT_TRUE(gst_pad_send_event(soundPad.get(), gst_event_ref(first)));
+  EXPECT_TRUE(seekTo(demuxer, "audio_0", 2 * kSecond));
+  EXPECT_TRUE(gst_pad_send_event(videoPad.get(), first));
+  EXPECT_EQ(sound.flushes(), 2);
+  ASSERT_TRUE(player.pipeline.waitForState());
+  EXPECT_EQ(sound.segmentStarts().back(), 2 * kSecond);
+}
+
+TEST(Seeks, WithoutAFlushThatComeDuringAFlushAreFollowedAfterIt) {
+  inTime("a seek during a flush", [] {
+    ShortQueue book;
+    GstElement* const demuxer = book.demuxer.get();
+    bool answer = false;
+    Watch sound(demuxer, "audio_0", [&](GstEvent* event) {
+      if (GST_EVENT_TYPE(event) != GST_EVENT_FLUSH_STOP) return GST_PAD_PROBE_OK;
+      // The pad is not flushing any more when its event leaves.
+      std::thread other([&] { answer = seekTo(demuxer, "audio_0", 3 * kSecond, kNoFlush); });
+      other.join();
+      return GST_PAD_PROBE_OK;
+    });
+    book.pipeline.setState(GST_STATE_PAUSED);
+    ASSERT_TRUE(book.pipeline.waitForState());
+    book.waitUntilFull();
+    EXPECT_TRUE(seekTo(demuxer, "audio_0", kSecond));
+    EXPECT_TRUE(answer);
+    book.pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    EXPECT_EQ(sound.segmentStarts().back(), 3 * kSecond);
   });
 }
 
