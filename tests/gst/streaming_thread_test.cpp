@@ -186,7 +186,8 @@ TEST(SeeksOfTheStreamingThread, AtTheEndOfAStreamPlayBothStreamsAgain) {
     Watch sound(demuxer, "audio_0", [&](GstEvent* event) {
       if (GST_EVENT_TYPE(event) != GST_EVENT_EOS || rounds == 2) return GST_PAD_PROBE_OK;
       ++rounds;
-      // A flush while the framework brings a pipeline to its state may leave a sink behind.
+      // A flush while the framework brings a pipeline to its state may leave a sink in an earlier
+      // one.
       waitFor([&] {
         return GST_STATE(player.pipeline.get()) == GST_STATE_PLAYING &&
                GST_STATE_PENDING(player.pipeline.get()) == GST_STATE_VOID_PENDING;
@@ -250,6 +251,15 @@ class ShortQueue {
         demuxer(pipeline.element("d")),
         queue(pipeline.element("queue")) {}
 
+  void pauseWithFullQueue() {
+    pipeline.setState(GST_STATE_PAUSED);
+    EXPECT_TRUE(pipeline.waitForState());
+    waitUntilFull();
+  }
+  void playToItsEnd() {
+    pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(pipeline.waitForEnd().kind, Outcome::Kind::eos);
+  }
   void waitUntilFull() const {
     waitFor([&] {
       guint packets = 0;
@@ -271,9 +281,7 @@ TEST(Seeks, WithAFlushSetOneFreeThatWaitsForAFullQueue) {
   inTime("a seek behind one that waits", [] {
     ShortQueue book;
     Watch sound(book.demuxer.get(), "audio_0", nullptr);
-    book.pipeline.setState(GST_STATE_PAUSED);
-    ASSERT_TRUE(book.pipeline.waitForState());
-    book.waitUntilFull();
+    book.pauseWithFullQueue();
     bool firstAnswer = false;
     std::thread first(
         [&] { firstAnswer = seekTo(book.demuxer.get(), "audio_0", kSecond, kNoFlush); });
@@ -282,8 +290,7 @@ TEST(Seeks, WithAFlushSetOneFreeThatWaitsForAFullQueue) {
     first.join();
     EXPECT_TRUE(firstAnswer);
     ASSERT_TRUE(book.pipeline.waitForState());
-    book.pipeline.setState(GST_STATE_PLAYING);
-    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    book.playToItsEnd();
     EXPECT_EQ(sound.segmentStarts().back(), 2 * kSecond);
   });
 }
@@ -318,8 +325,7 @@ TEST(Seeks, OfTheThreadThatEmptiesTheQueueSetOneFreeThatWaitsForIt) {
       std::this_thread::sleep_for(kArrived);
       ownAnswer = seekTo(book.demuxer.get(), "audio_0", 2 * kSecond);
     });
-    book.pipeline.setState(GST_STATE_PLAYING);
-    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    book.playToItsEnd();
     first.join();
     EXPECT_TRUE(firstAnswer);
     EXPECT_TRUE(ownAnswer);
@@ -387,8 +393,7 @@ TEST(Seeks, AfterTheStopOfASegmentGoOnAtItsRunningTime) {
           return GST_PAD_PROBE_OK;
         },
         &sent, nullptr);
-    book.pipeline.setState(GST_STATE_PLAYING);
-    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    book.playToItsEnd();
     EXPECT_TRUE(sent);
     const GstSegment last = sound.segments().back();
     EXPECT_EQ(last.start, 2 * kSecond);
@@ -401,13 +406,10 @@ TEST(Seeks, WithoutAFlushDontWaitForTheirTurn) {
   inTime("a seek behind a full queue", [] {
     ShortQueue book;
     Watch sound(book.demuxer.get(), "audio_0", nullptr);
-    book.pipeline.setState(GST_STATE_PAUSED);
-    ASSERT_TRUE(book.pipeline.waitForState());
-    book.waitUntilFull();
+    book.pauseWithFullQueue();
     EXPECT_TRUE(seekTo(book.demuxer.get(), "audio_0", kSecond, kNoFlush));
     EXPECT_TRUE(seekTo(book.demuxer.get(), "audio_0", 3 * kSecond, kNoFlush));
-    book.pipeline.setState(GST_STATE_PLAYING);
-    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    book.playToItsEnd();
     EXPECT_EQ(sound.segmentStarts(), (std::vector<uint64_t>{0, 3 * kSecond}))
         << "nothing is played between two that wait";
     EXPECT_GT(sound.segments().back().base, 0u);
@@ -472,8 +474,7 @@ TEST(SeeksOfTheStreamingThread, GiveWayToALaterOneOfAnotherThread) {
       other = std::thread([&] { otherAnswer = seekTo(demuxer, "audio_0", 2 * kSecond); });
       std::this_thread::sleep_for(kArrived);
     });
-    book.pipeline.setState(GST_STATE_PLAYING);
-    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    book.playToItsEnd();
     other.join();
     EXPECT_TRUE(ownAnswer);
     EXPECT_TRUE(otherAnswer);
@@ -494,8 +495,7 @@ TEST(SeeksOfTheStreamingThread, AreRefusedFromInsideTheirOwnFlush) {
       return GST_PAD_PROBE_OK;
     });
     OnceInPush push(demuxer, [&] { EXPECT_TRUE(seekTo(demuxer, "audio_0", kSecond)); });
-    book.pipeline.setState(GST_STATE_PLAYING);
-    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    book.playToItsEnd();
     EXPECT_EQ(refused, 2);
     EXPECT_EQ(accepted, 0);
     EXPECT_EQ(sound.segmentStarts().back(), kSecond);
@@ -524,16 +524,13 @@ TEST(Seeks, ThatWaitKeepTheEndThatALaterOneLeaves) {
   inTime("seeks of one end each", [] {
     ShortQueue book;
     Watch sound(book.demuxer.get(), "audio_0", nullptr);
-    book.pipeline.setState(GST_STATE_PAUSED);
-    ASSERT_TRUE(book.pipeline.waitForState());
-    book.waitUntilFull();
+    book.pauseWithFullQueue();
     EXPECT_TRUE(seekTo(book.demuxer.get(), "audio_0", 3 * kSecond, kNoFlush));
     const Owned<GstPad> pad(gst_element_get_static_pad(book.demuxer.get(), "audio_0"));
     EXPECT_TRUE(gst_pad_send_event(
         pad.get(), gst_event_new_seek(1, GST_FORMAT_TIME, kNoFlush, GST_SEEK_TYPE_NONE, -1,
                                       GST_SEEK_TYPE_SET, 4 * kSecond)));
-    book.pipeline.setState(GST_STATE_PLAYING);
-    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    book.playToItsEnd();
     const GstSegment last = sound.segments().back();
     EXPECT_EQ(last.start, 3 * kSecond);
     EXPECT_NEAR(static_cast<double>(last.stop), 4e9, 100);
@@ -552,8 +549,7 @@ TEST(Seeks, ThatAreImpossibleLeaveThoseThatWait) {
     EXPECT_TRUE(seekTo(book.demuxer.get(), "audio_0", 3 * kSecond, kNoFlush));
     EXPECT_FALSE(seekTo(book.demuxer.get(), "audio_0", 6 * kSecond)) << "behind the stop";
     EXPECT_EQ(sound.flushes(), 1);
-    book.pipeline.setState(GST_STATE_PLAYING);
-    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    book.playToItsEnd();
     EXPECT_EQ(sound.segmentStarts().back(), 3 * kSecond);
   });
 }
@@ -588,13 +584,10 @@ TEST(Seeks, WithoutAFlushThatComeDuringAFlushAreFollowedAfterIt) {
       other.join();
       return GST_PAD_PROBE_OK;
     });
-    book.pipeline.setState(GST_STATE_PAUSED);
-    ASSERT_TRUE(book.pipeline.waitForState());
-    book.waitUntilFull();
+    book.pauseWithFullQueue();
     EXPECT_TRUE(seekTo(demuxer, "audio_0", kSecond));
     EXPECT_TRUE(answer);
-    book.pipeline.setState(GST_STATE_PLAYING);
-    EXPECT_EQ(book.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+    book.playToItsEnd();
     EXPECT_EQ(sound.segmentStarts().back(), 3 * kSecond);
   });
 }
