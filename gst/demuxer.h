@@ -104,7 +104,7 @@ class Demuxer {
 
   // One thread flushes and seeks at a time, and no other one waits for it: seeks that come
   // meanwhile are left to it. For any thread may be the one that a flush waits for, that of a queue
-  // behind the element for one. For the same reason seeks without a flush are left to the task.
+  // after the element for one. For the same reason seeks without a flush are left to the task.
   // Only the end of the task waits.
   std::mutex seekMutex_;  // guards what follows, and is held for moments only
   std::condition_variable seekEnded_;

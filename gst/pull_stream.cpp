@@ -35,7 +35,7 @@ TIOResult resultOf(GstFlowReturn flow) {
   return flow == GST_FLOW_FLUSHING ? TIOResult::cancelled : kPullFailed;
 }
 
-// From such a source the bytes that are needed now would come later with more behind them.
+// From such a source the bytes that are needed now would come later with more after them.
 bool isBandwidthLimited(GstPad* pad) {
   GstQuery* const query = gst_query_new_scheduling();
   GstSchedulingFlags flags{};

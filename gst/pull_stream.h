@@ -39,8 +39,7 @@ class PullStream final : public Counted<PullStream, vela::HostStream> {
 
   GstFlowReturn pull(uint32_t count);
   void dropPulled();
-  /// Moves on by what it copies. @return bytes; 0 where the position lies outside of what was
-  /// pulled
+  /// Moves on by what it copies. @return bytes; 0 for a position outside of what was pulled
   uint32_t copyPulled(void* to, uint32_t count);
 
   GstPad* pad_;

@@ -87,7 +87,7 @@ class ReadCache : public testing::Test {
     return host.take();
   }
   /// Fills the four blocks from 0x00000, 0x10000, 0x20000 and 0x30000. Then this call of the host
-  /// fails when the first of them is to be filled from 0x40000.
+  /// fails when the first of them is filled from 0x40000.
   void failToReplaceTheOldestBlock(const char* call) {
     for (const uint32_t place : {0x00000u, 0x10000u, 0x20000u, 0x30000u}) readAt(place, 1);
     host.failCall(call, 0, kHostCode);
