@@ -125,16 +125,25 @@ class Comparer {
         return;
       }
       if (left.number % kPollInterval == 0) poll_();
-      const std::string place = fmt::format("track {}, sample {}, ", index, left.number);
-      if (!times) times = sampleTimes(place, left, right);
-      if (!packets) packets = payload(place, left, right);
+      if (!times) times = sampleTimes(index, left, right);
+      if (!packets) packets = payload(index, left, right);
       if (packets && times) return;
       // Past the size table, or the file, nothing is left to compare.
       if (!left.hasSize || !right.hasSize || isOutside(left_.file, left)) return;
     }
   }
 
-  static Difference sampleTimes(const std::string& place, const Sample& left, const Sample& right) {
+  static std::string placeOf(size_t track, const Sample& sample) {
+    return fmt::format("track {}, sample {}, ", track, sample.number);
+  }
+
+  static Difference sampleTimes(size_t track, const Sample& left, const Sample& right) {
+    // Most samples are equal, and a file may have millions of them: no text is made for those.
+    if (left.decodeTime == right.decodeTime && left.duration == right.duration &&
+        left.compositionOffset == right.compositionOffset && left.sync == right.sync) {
+      return std::nullopt;
+    }
+    const std::string place = placeOf(track, left);
     if (auto found = differ(place + "decoded at tick", left.decodeTime, right.decodeTime)) {
       return found;
     }
@@ -150,10 +159,12 @@ class Comparer {
     return sample.offset > file.size() || file.size() - sample.offset < sample.size;
   }
 
-  Difference payload(const std::string& place, const Sample& left, const Sample& right) {
-    if (auto found = differ(place + "bytes", left.size, right.size)) return found;
+  Difference payload(size_t track, const Sample& left, const Sample& right) {
+    if (left.size != right.size) {
+      return differ(placeOf(track, left) + "bytes", left.size, right.size);
+    }
     if (isOutside(left_.file, left) != isOutside(right_.file, right)) {
-      return place + "only one lies within its file";
+      return placeOf(track, left) + "only one lies within its file";
     }
     if (isOutside(left_.file, left)) return std::nullopt;
     static constexpr uint32_t kPiece = 32768;
@@ -168,7 +179,8 @@ class Comparer {
       if (std::memcmp(leftPiece_.data(), rightPiece_.data(), count) != 0) {
         const auto first =
             std::mismatch(leftPiece_.begin(), leftPiece_.begin() + count, rightPiece_.begin());
-        return fmt::format("{}byte {}", place, done + (first.first - leftPiece_.begin()));
+        return fmt::format("{}byte {}", placeOf(track, left),
+                           done + (first.first - leftPiece_.begin()));
       }
       done += count;
       if (done % (kPiece * 64) == 0) poll_();
