@@ -186,8 +186,7 @@ TEST(SeeksOfTheStreamingThread, AtTheEndOfAStreamPlayBothStreamsAgain) {
     Watch sound(demuxer, "audio_0", [&](GstEvent* event) {
       if (GST_EVENT_TYPE(event) != GST_EVENT_EOS || rounds == 2) return GST_PAD_PROBE_OK;
       ++rounds;
-      // A flush while the framework brings a pipeline to its state may leave a sink in an earlier
-      // one.
+      // A flush while the framework changes the pipeline's state may leave a sink in the old one.
       waitFor([&] {
         return GST_STATE(player.pipeline.get()) == GST_STATE_PLAYING &&
                GST_STATE_PENDING(player.pipeline.get()) == GST_STATE_VOID_PENDING;
@@ -295,19 +294,33 @@ TEST(Seeks, WithAFlushSetOneFreeThatWaitsForAFullQueue) {
   });
 }
 
-/// Calls an action once, out of the thread that takes packets from a queue.
-class OnceInQueue {
+/// Calls an action once, out of the thread that pushes the first packet through a pad.
+class OnFirstPacket {
  public:
-  OnceInQueue(GstElement* queue, std::function<void()> action) : action_(std::move(action)) {
+  explicit OnFirstPacket(std::function<void()> action) : action_(std::move(action)) {}
+  OnFirstPacket(const OnFirstPacket&) = delete;
+  OnFirstPacket& operator=(const OnFirstPacket&) = delete;
+
+  void ofQueue(GstElement* queue) {
     const Owned<GstPad> pad(gst_element_get_static_pad(queue, "src"));
-    gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_BUFFER, call, this, nullptr);
+    attach(pad.get());
+  }
+  void ofSound(GstElement* demuxer) {
+    g_signal_connect(demuxer, "pad-added", G_CALLBACK(attachToSound), this);
   }
 
  private:
+  static void attachToSound(GstElement*, GstPad* pad, gpointer self) {
+    if (std::string("audio_0") == GST_PAD_NAME(pad)) static_cast<OnFirstPacket*>(self)->attach(pad);
+  }
+  void attach(GstPad* pad) {
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, call, this, nullptr);
+  }
   static GstPadProbeReturn call(GstPad*, GstPadProbeInfo*, gpointer self) {
-    static_cast<OnceInQueue*>(self)->action_();
+    static_cast<OnFirstPacket*>(self)->action_();
     return GST_PAD_PROBE_REMOVE;
   }
+
   std::function<void()> action_;
 };
 
@@ -318,13 +331,14 @@ TEST(Seeks, OfTheThreadThatEmptiesTheQueueSetOneFreeThatWaitsForIt) {
     bool firstAnswer = false;
     bool ownAnswer = false;
     std::thread first;
-    OnceInQueue inQueue(book.queue.get(), [&] {
+    OnFirstPacket inQueue([&] {
       book.waitUntilFull();
       first = std::thread(
           [&] { firstAnswer = seekTo(book.demuxer.get(), "audio_0", kSecond, kNoFlush); });
       std::this_thread::sleep_for(kArrived);
       ownAnswer = seekTo(book.demuxer.get(), "audio_0", 2 * kSecond);
     });
+    inQueue.ofQueue(book.queue.get());
     book.playToItsEnd();
     first.join();
     EXPECT_TRUE(firstAnswer);
@@ -350,11 +364,12 @@ TEST(Seeks, OfAQueuesThreadBesideAFlushThatWaitsForItEndInTime) {
     std::atomic<bool> inside{false};
     const auto queue = player.pipeline.element("audio_0");
     // The flush of the sound waits until this returns.
-    OnceInQueue inQueue(queue.get(), [&] {
+    OnFirstPacket inQueue([&] {
       inside = true;
       waitFor([&] { return videoFlushes.load(); });
       queuesAnswer = seekTo(demuxer, "audio_0", kSecond / 2);
     });
+    inQueue.ofQueue(queue.get());
     player.pipeline.setState(GST_STATE_PLAYING);
     waitFor([&] { return inside.load(); });
     EXPECT_TRUE(seekTo(demuxer, "video_0", kSecond));
@@ -433,33 +448,16 @@ TEST(Seeks, OfTheThreadsOfTwoQueuesAtOnceEndInTime) {
     };
     const auto videoQueue = player.pipeline.element("video_0");
     const auto soundQueue = player.pipeline.element("audio_0");
-    OnceInQueue inVideo(videoQueue.get(), seekBeside("video_0", kSecond));
-    OnceInQueue inSound(soundQueue.get(), seekBeside("audio_0", kSecond));
+    OnFirstPacket inVideo(seekBeside("video_0", kSecond));
+    inVideo.ofQueue(videoQueue.get());
+    OnFirstPacket inSound(seekBeside("audio_0", kSecond));
+    inSound.ofQueue(soundQueue.get());
     player.pipeline.setState(GST_STATE_PLAYING);
     // One of them may find its pad flushing.
     waitFor([&] { return followed > 0 && sound.segmentStarts().back() == kSecond; });
     player.pipeline.setState(GST_STATE_NULL);
   });
 }
-
-/// Calls an action once, out of the thread that pushes a packet through the pad for sound.
-class OnceInPush {
- public:
-  OnceInPush(GstElement* demuxer, std::function<void()> action) : action_(std::move(action)) {
-    g_signal_connect(demuxer, "pad-added", G_CALLBACK(attach), this);
-  }
-
- private:
-  static void attach(GstElement*, GstPad* pad, gpointer self) {
-    if (std::string("audio_0") != GST_PAD_NAME(pad)) return;
-    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, call, self, nullptr);
-  }
-  static GstPadProbeReturn call(GstPad*, GstPadProbeInfo*, gpointer self) {
-    static_cast<OnceInPush*>(self)->action_();
-    return GST_PAD_PROBE_REMOVE;
-  }
-  std::function<void()> action_;
-};
 
 TEST(SeeksOfTheStreamingThread, GiveWayToALaterOneOfAnotherThread) {
   inTime("a seek after one of the streaming thread", [] {
@@ -469,11 +467,12 @@ TEST(SeeksOfTheStreamingThread, GiveWayToALaterOneOfAnotherThread) {
     bool ownAnswer = false;
     bool otherAnswer = false;
     std::thread other;
-    OnceInPush push(demuxer, [&] {
+    OnFirstPacket push([&] {
       ownAnswer = seekTo(demuxer, "audio_0", kSecond);
       other = std::thread([&] { otherAnswer = seekTo(demuxer, "audio_0", 2 * kSecond); });
       std::this_thread::sleep_for(kArrived);
     });
+    push.ofSound(demuxer);
     book.playToItsEnd();
     other.join();
     EXPECT_TRUE(ownAnswer);
@@ -494,7 +493,8 @@ TEST(SeeksOfTheStreamingThread, AreRefusedFromInsideTheirOwnFlush) {
       if (flush) ++(seekTo(demuxer, "audio_0", 2 * kSecond) ? accepted : refused);
       return GST_PAD_PROBE_OK;
     });
-    OnceInPush push(demuxer, [&] { EXPECT_TRUE(seekTo(demuxer, "audio_0", kSecond)); });
+    OnFirstPacket push([&] { EXPECT_TRUE(seekTo(demuxer, "audio_0", kSecond)); });
+    push.ofSound(demuxer);
     book.playToItsEnd();
     EXPECT_EQ(refused, 2);
     EXPECT_EQ(accepted, 0);
@@ -589,6 +589,21 @@ TEST(Seeks, WithoutAFlushThatComeDuringAFlushAreFollowedAfterIt) {
     EXPECT_TRUE(answer);
     book.playToItsEnd();
     EXPECT_EQ(sound.segmentStarts().back(), 3 * kSecond);
+  });
+}
+
+TEST(Seeks, AreRefusedWhereAHundredWait) {
+  inTime("a hundred seeks that wait", [] {
+    ShortQueue book;
+    Watch sound(book.demuxer.get(), "audio_0", nullptr);
+    book.pauseWithFullQueue();
+    for (uint64_t i = 1; i <= 100; ++i) {
+      EXPECT_TRUE(seekTo(book.demuxer.get(), "audio_0", i * GST_MSECOND, kNoFlush)) << i;
+    }
+    EXPECT_FALSE(seekTo(book.demuxer.get(), "audio_0", kSecond, kNoFlush));
+    book.playToItsEnd();
+    EXPECT_EQ(sound.segments().size(), 2u);
+    EXPECT_NEAR(static_cast<double>(sound.segmentStarts().back()), 100e6, 100e3);
   });
 }
 
