@@ -237,7 +237,6 @@ void Demuxer::addOutput(StreamKind kind, const char* name, GstCaps* caps, guint 
   output.pad = gst_pad_new_from_template(model, name);
   gst_pad_set_event_function(output.pad, handleSourceEvent);
   gst_pad_set_query_function(output.pad, handleSourceQuery);
-  gst_pad_use_fixed_caps(output.pad);
   gst_pad_set_active(output.pad, TRUE);
 
   gchar* const id = gst_pad_create_stream_id(output.pad, element_, name);

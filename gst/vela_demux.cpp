@@ -70,6 +70,26 @@ gboolean activateSinkMode(GstPad*, GstObject* parent, GstPadMode mode, gboolean 
 }
 
 // -------------------------------------------------------------------------------------------------
+// The source pads
+
+/// Answers with the caps of the stream, or with what there may be before it is known. The
+/// framework's own answer for caps that don't change looks at them after it gave up the pad's lock,
+/// when another thread that closes the pad may have freed them.
+void answerCaps(GstPad* pad, GstQuery* query) {
+  GstCaps* caps = gst_pad_get_current_caps(pad);
+  if (!caps) caps = gst_pad_get_pad_template_caps(pad);
+  GstCaps* filter = nullptr;
+  gst_query_parse_caps(query, &filter);
+  if (filter) {
+    GstCaps* const all = caps;
+    caps = gst_caps_intersect_full(filter, all, GST_CAPS_INTERSECT_FIRST);
+    gst_caps_unref(all);
+  }
+  gst_query_set_caps_result(query, caps);
+  gst_caps_unref(caps);
+}
+
+// -------------------------------------------------------------------------------------------------
 // The object
 
 void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
@@ -206,6 +226,9 @@ gboolean handleSourceQuery(GstPad* pad, GstObject* parent, GstQuery* query) {
     case GST_QUERY_SEEKING:
     case GST_QUERY_SEGMENT:
       return demuxerOf(parent).handleQuery(query);
+    case GST_QUERY_CAPS:
+      answerCaps(pad, query);
+      return TRUE;
     default:
       return gst_pad_query_default(pad, parent, query);
   }

@@ -374,6 +374,28 @@ TEST(Queries, AreAnsweredInTheTimeOfTheItem) {
   gst_object_unref(pad);
 }
 
+TEST(Queries, ForCapsAreAnsweredWithTheStreamsOwn) {
+  Output output(data("mp3-only.mp4"), "audio_0");
+  ASSERT_NE(output.caps(), "");
+  GstPad* const pad = gst_pad_get_peer(output.get()->sinkpad);
+  const auto answer = [&](const char* filter) {
+    GstCaps* const wanted = filter ? gst_caps_from_string(filter) : nullptr;
+    GstCaps* const caps = gst_pad_query_caps(pad, wanted);
+    gchar* const text = gst_caps_to_string(caps);
+    const std::string copy = text;
+    g_free(text);
+    gst_caps_unref(caps);
+    if (wanted) gst_caps_unref(wanted);
+    return copy;
+  };
+  const std::string all = answer(nullptr);
+  EXPECT_TRUE(has(all, "audio/mpeg, mpegversion=(int)1, layer=(int)3, rate=(int)22050")) << all;
+  EXPECT_EQ(answer("audio/mpeg, mpegversion=(int)1, layer=(int)3, rate=(int){ 22050, 44100 }"),
+            all);
+  EXPECT_EQ(answer("audio/mpeg, rate=(int)44100"), "EMPTY");
+  gst_object_unref(pad);
+}
+
 TEST(Failures, OfTheSplitterAreErrorsWithItsSentence) {
   const media::ScratchFolder scratch;
   const std::string file = (scratch / "cut.mp4").string();

@@ -106,6 +106,44 @@ TEST(Stress, SeeksWhilePlayingLeadToTheEnd) {
   EXPECT_EQ(pipeline.waitForEnd().kind, Outcome::Kind::eos);
 }
 
+TEST(Stress, CapsAreAnsweredWhileAnotherThreadClosesThePad) {
+  constexpr int kRounds = 100000;
+  Pipeline pipeline(source(media::File{"mp3-only.mp4"}.path().string()) +
+                    " d.audio_0 ! fakesink sync=false");
+  const auto demuxer = pipeline.element("d");
+  pipeline.setState(GST_STATE_PLAYING);
+  ASSERT_EQ(pipeline.waitForEnd().kind, Outcome::Kind::eos);
+  // From now on nobody but this test pushes anything.
+  const Owned<GstPad> pad(gst_element_get_static_pad(demuxer.get(), "audio_0"));
+  const Owned<GstPad> peer(gst_pad_get_peer(pad.get()));
+  ASSERT_TRUE(gst_pad_unlink(pad.get(), peer.get()));
+  GstCaps* const stream = gst_pad_get_current_caps(pad.get());
+  GstCaps* const model = gst_pad_get_pad_template_caps(pad.get());
+
+  std::atomic<bool> done{false};
+  int unknown = 0;
+  std::thread asker([&] {
+    while (!done) {
+      GstCaps* const caps = gst_pad_query_caps(pad.get(), nullptr);
+      unknown += !gst_caps_is_equal(caps, stream) && !gst_caps_is_equal(caps, model);
+      gst_caps_unref(caps);
+    }
+  });
+  for (int i = 0; i < kRounds; ++i) {
+    gst_pad_set_active(pad.get(), FALSE);
+    gst_pad_set_active(pad.get(), TRUE);
+    gst_pad_push_event(pad.get(), gst_event_new_stream_start("stream"));
+    GstCaps* const caps = gst_caps_copy(stream);
+    gst_pad_push_event(pad.get(), gst_event_new_caps(caps));
+    gst_caps_unref(caps);
+  }
+  done = true;
+  asker.join();
+  EXPECT_EQ(unknown, 0);
+  gst_caps_unref(model);
+  gst_caps_unref(stream);
+}
+
 /// A source pad that reads a file in memory, and takes its time, whatever is flushed.
 class SlowSource {
  public:
