@@ -15,7 +15,7 @@ enum class ExitStatus : int {
   refused = 5,             ///< the file is malformed, or has nothing that the plug-in plays
   outOfMemory = 6,         ///< there is not enough memory
   otherResult = 7,         ///< the file can't be read; a result code beyond those of the interface
-  differs = 10,            ///< two files are not the same
+  differs = 10,            ///< two files are not known to be the same
   warnings = 11,           ///< a file has faults that cost a player something
   errors = 12,             ///< a file has faults by which data is lost or wrong
   usage = 64,              ///< the command line makes no sense

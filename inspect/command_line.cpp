@@ -22,7 +22,7 @@ constexpr char kFooter[] =
     "  5   the file is refused: malformed, or nothing in it that can be played\n"
     "  6   out of memory\n"
     "  7   the file can't be read\n"
-    "  10  compare: the files differ\n"
+    "  10  compare: the files differ, or were not compared to their ends\n"
     "  11  check: warnings\n"
     "  12  check: errors\n"
     "  64  wrong usage\n"

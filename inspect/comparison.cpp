@@ -19,6 +19,11 @@ using cli::counted;
 
 constexpr uint32_t kPollInterval = 4096;  // samples
 
+// Tables of some kilobytes may claim thousands of millions of samples that share their bytes. No
+// file that anybody plays shares each byte so often.
+constexpr uint64_t kMostSharing = 16;        // samples for each byte of the file
+constexpr uint64_t kAlwaysCompared = 65536;  // samples without bytes, and bytes
+
 /// A difference found, or nothing.
 using Difference = std::optional<std::string>;
 
@@ -43,7 +48,10 @@ struct Side {
 class Comparer {
  public:
   Comparer(File& left, File& right, const std::function<void()>& poll)
-      : left_(left), right_(right), poll_(poll) {}
+      : left_(left),
+        right_(right),
+        poll_(poll),
+        budget_(kAlwaysCompared + kMostSharing * std::min(left.size(), right.size())) {}
 
   std::vector<Compared> compare() {
     add("tracks", tracks(), counted(left_.map.tracks.size(), "track"));
@@ -55,8 +63,8 @@ class Comparer {
       packets = fmt::format("of {} and {}", counted(left_.map.tracks.size(), "track"),
                             counted(right_.map.tracks.size(), "track"));
     }
-    add("packets", packets, counted(packets_, "packet") + ", " + counted(bytes_, "byte"));
-    add("times", times, "");
+    addOfSamples("packets", packets, counted(packets_, "packet") + ", " + counted(bytes_, "byte"));
+    addOfSamples("times", times, "");
     add("headers", headers(), "");
     library();
     return std::move(result_);
@@ -64,7 +72,13 @@ class Comparer {
 
  private:
   void add(const char* subject, const Difference& difference, const std::string& same) {
-    result_.push_back({subject, !difference, difference ? *difference : same});
+    result_.push_back(
+        {subject, difference ? Verdict::differ : Verdict::same, difference ? *difference : same});
+  }
+
+  void addOfSamples(const char* subject, const Difference& difference, const std::string& same) {
+    if (difference || unfinished_.empty()) return add(subject, difference, same);
+    result_.push_back({subject, Verdict::unknown, unfinished_});
   }
 
   Difference tracks() const {
@@ -125,12 +139,25 @@ class Comparer {
         return;
       }
       if (left.number % kPollInterval == 0) poll_();
+      if (!afford(left, right)) {
+        unfinished_ = placeOf(index, left) +
+                      "and those after it are left out: the tables claim more than the file holds";
+        return;
+      }
       if (!times) times = sampleTimes(index, left, right);
       if (!packets) packets = payload(index, left, right);
       if (packets && times) return;
       // Past the size table, or the file, nothing is left to compare.
       if (!left.hasSize || !right.hasSize || isOutside(left_.file, left)) return;
     }
+  }
+
+  /// Whether a sample may still be compared.
+  bool afford(const Sample& left, const Sample& right) {
+    const uint64_t cost = std::max<uint64_t>(std::min(left.size, right.size), 1);
+    if (cost > budget_) return false;
+    budget_ -= cost;
+    return true;
   }
 
   static std::string placeOf(size_t track, const Sample& sample) {
@@ -237,7 +264,7 @@ class Comparer {
     const std::string right = refusal(right_);
     if (!left.empty() || !right.empty()) {
       const auto told = [](const std::string& text) { return text.empty() ? "taken" : text; };
-      result_.push_back({"tags", left == right,
+      result_.push_back({"tags", left == right ? Verdict::same : Verdict::differ,
                          left == right
                              ? "not compared: both files are refused, " + left
                              : fmt::format("refused: {}, and {}", told(left), told(right))});
@@ -356,6 +383,8 @@ class Comparer {
   std::vector<Compared> result_;
   std::vector<uint8_t> leftPiece_;
   std::vector<uint8_t> rightPiece_;
+  uint64_t budget_;         // bytes, and samples without any, that may still be compared
+  std::string unfinished_;  // why samples were left out
   uint64_t packets_ = 0;
   uint64_t bytes_ = 0;
 };

@@ -21,7 +21,8 @@ class Compare final : public Command {
     return "Tracks, packets, times, headers, decoder configurations, tags, chapters and\n"
            "covers are compared, wherever in the files they lie: a file that was only\n"
            "written in another order is the same. The first difference of each subject is\n"
-           "told.\n"
+           "told. Where the tables claim far more samples than the file can hold, the rest is\n"
+           "not compared, and the files don't count as the same.\n"
            "Tracks and samples are counted from 0.";
   }
   void addOptions(CLI::App& app) override {
@@ -53,22 +54,32 @@ class Compare final : public Command {
 
  private:
   ExitStatus tell(const std::vector<Compared>& all, Printer& out) const {
-    const bool same =
-        std::all_of(all.begin(), all.end(), [](const Compared& one) { return one.same; });
+    const auto has = [&](Verdict verdict) {
+      return std::any_of(all.begin(), all.end(),
+                         [verdict](const Compared& one) { return one.verdict == verdict; });
+    };
+    const bool differ = has(Verdict::differ);
+    const bool same = !differ && !has(Verdict::unknown);
     if (output_ == Output::json) {
       Json document = startDocument("compare", left_);
       document["other"] = right_.string();
       document["same"] = same;
       document["subjects"] = Json::array();
       for (const Compared& one : all) {
-        document["subjects"].push_back(
-            {{"subject", one.subject}, {"same", one.same}, {"message", one.text}});
+        document["subjects"].push_back({{"subject", one.subject},
+                                        {"same", one.verdict == Verdict::same},
+                                        {"complete", one.verdict != Verdict::unknown},
+                                        {"message", one.text}});
       }
       out.json(document);
     } else {
-      out.line("{}", same ? "The files hold the same." : "The files differ.");
+      out.line("{}", same     ? "The files hold the same."
+                     : differ ? "The files differ."
+                              : "The files were not compared to their ends.");
       for (const Compared& one : all) {
-        const char* const verdict = one.same ? "the same" : "differ";
+        const char* const verdict = one.verdict == Verdict::same     ? "the same"
+                                    : one.verdict == Verdict::differ ? "differ"
+                                                                     : "not known";
         out.line("  {:<13}  {}{}{}", one.subject, verdict, one.text.empty() ? "" : ": ", one.text);
       }
     }

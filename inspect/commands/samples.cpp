@@ -19,10 +19,12 @@ using Json = nlohmann::ordered_json;
 
 constexpr uint32_t kPollInterval = 65536;  // samples
 
+constexpr uint64_t kNoEnd = std::numeric_limits<uint64_t>::max();
+
 /// Samples from `first` up to, not including, `end`.
 struct Range {
   uint64_t first = 0;
-  uint64_t end = std::numeric_limits<uint64_t>::max();
+  uint64_t end = kNoEnd;
 };
 
 /// "10:20", "10:", ":20". @throws cli::Failure (usage)
@@ -56,8 +58,10 @@ std::string seconds(int64_t ticks, uint32_t timescale, const char* unknown) {
 /// Prints the samples, or the runs of the tables, of one track.
 class TrackPrinter {
  public:
-  TrackPrinter(File& file, const TrackMap& track, const Surroundings& surroundings, Output output)
-      : file_(file), track_(track), surroundings_(surroundings), output_(output) {}
+  /// @param budget  samples that may still be listed where the range has no end; borrowed
+  TrackPrinter(File& file, const TrackMap& track, const Surroundings& surroundings, Output output,
+               uint64_t& budget)
+      : file_(file), track_(track), surroundings_(surroundings), output_(output), budget_(budget) {}
 
   void heading() const {
     const std::string kind = track_.kindText();
@@ -86,6 +90,10 @@ class TrackPrinter {
       // Past the size table nothing more is known of any sample.
       if (!sample.hasSize) return endOfSizes(sample.number);
       if (sample.number < range.first) continue;
+      if (range.end == kNoEnd) {
+        if (budget_ == 0) return leaveOut(sample.number);
+        --budget_;
+      }
       if (output_ == Output::json) {
         writeJson(sample);
       } else {
@@ -127,6 +135,22 @@ class TrackPrinter {
     }
     surroundings_.out.line("{:>8}  and those after it have no size: {}", number,
                            cli::counted(rest, "sample"));
+  }
+
+  void leaveOut(uint32_t number) const {
+    const uint64_t rest = track_.sampleCount - number;
+    if (output_ == Output::json) {
+      surroundings_.out.json({{"type", "left_out"},
+                              {"track", track_.number},
+                              {"first_sample", number},
+                              {"samples", rest}});
+      return;
+    }
+    surroundings_.out.line(
+        "{:>8}  and those after it are left out, as the file claims more samples than it has "
+        "bytes: "
+        "{}. --range with both ends lists them.",
+        number, cli::counted(rest, "sample"));
   }
 
   void writeText(const Sample& sample) const {
@@ -240,6 +264,7 @@ class TrackPrinter {
   const TrackMap& track_;
   const Surroundings& surroundings_;
   Output output_;
+  uint64_t& budget_;
 };
 
 class Samples final : public Command {
@@ -253,6 +278,8 @@ class Samples final : public Command {
            "counted from 0. Refused files are listed too, as far as their tables go.\n"
            "With --runs the tables are shown as they are stored: how many samples share a\n"
            "duration, an offset or a size, and where each chunk lies.\n"
+           "Where tracks claim more samples than the file has bytes, only that many are\n"
+           "listed, unless --range tells both ends.\n"
            "With --json one object a line: a track, then its samples or runs.";
   }
 
@@ -276,9 +303,12 @@ class Samples final : public Command {
         document["tracks"] = map.tracks.size();
         surroundings.out.json(document);
       }
+      // Tables of some kilobytes may claim thousands of millions of samples. Those that there are
+      // have a byte each.
+      uint64_t budget = file.size();
       for (const TrackMap& track : map.tracks) {
         if (track_ && *track_ != track.number) continue;
-        const TrackPrinter printer(file, track, surroundings, output_);
+        const TrackPrinter printer(file, track, surroundings, output_, budget);
         printer.heading();
         if (runs_) {
           printer.runs();

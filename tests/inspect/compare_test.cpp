@@ -120,4 +120,50 @@ TEST(Compare, NeedsBothFiles) {
   EXPECT_EQ(result.err, "velainspect: no-such-file: There is no such file.\n");
 }
 
+/// A book whose only track claims thousands of millions of samples of this many bytes.
+Bytes bookThatClaims(uint32_t sampleBytes, uint32_t secondDuration = 1) {
+  constexpr uint32_t kSamples = 4000000000;
+  MediaTrack sound = aacTrack({.samplesPerChunk = 1});
+  sound.boxes.stsz = stszConstant(sampleBytes, kSamples);
+  // Each chunk holds one sample, and those past the last chunk lie there, too.
+  sound.boxes.stts = stts({{1, 1}, {1, secondDuration}, {kSamples - 2, 1}});
+  return bookWith({}, sound);
+}
+
+TEST(Compare, EndsWhateverTheTablesClaim) {
+  for (const uint32_t bytes : {1u, 20u}) {
+    SCOPED_TRACE(bytes);
+    const Bytes book = bookThatClaims(bytes);
+    const json document = compared(book, book);
+    EXPECT_FALSE(document["same"]);
+    const uint64_t last = (65536 + 16 * book.size()) / bytes;
+    const std::string text =
+        "track 0, sample " + std::to_string(last) +
+        ", and those after it are left out: the tables claim more than the file holds";
+    for (const json& one : document["subjects"]) {
+      const bool ofSamples = one["subject"] == "packets" || one["subject"] == "times";
+      EXPECT_EQ(one["same"], !ofSamples) << one;
+      EXPECT_EQ(one["complete"], !ofSamples) << one;
+      if (ofSamples) {
+        EXPECT_EQ(one["message"], text);
+      }
+    }
+  }
+}
+
+TEST(Compare, TellsADifferenceBeforeThePlaceWhereItStopped) {
+  const json document = compared(bookThatClaims(1), bookThatClaims(1, 9));
+  EXPECT_EQ(difference(document, "times"), "track 0, sample 1, ticks long: 1 and 9");
+  EXPECT_THAT(difference(document, "packets"), HasSubstr("are left out"));
+}
+
+TEST(Compare, SaysInWordsThatItDidNotComeToTheEnd) {
+  const ScratchMovie first(bookThatClaims(1));
+  const ScratchMovie second(bookThatClaims(1), "second.m4a");
+  const auto result = inspecting::run({"compare", first.file().string(), second.file().string()});
+  EXPECT_EQ(result.status, 10);
+  EXPECT_THAT(result.out, testing::StartsWith("The files were not compared to their ends.\n"));
+  EXPECT_THAT(result.out, HasSubstr("  packets        not known: track 0, sample "));
+}
+
 }  // namespace

@@ -1,6 +1,9 @@
 // The samples that are read straight from a file's tables, held against the library's own lookups.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "inspect/opening.h"
 #include "inspect/sample_reader.h"
@@ -134,6 +137,31 @@ TEST(Samples, ShowTheRangeThatIsAskedFor) {
   EXPECT_THAT(numbers("115:"), testing::ElementsAre(115, 116));
   EXPECT_THAT(numbers("6:3"), testing::IsEmpty());
   EXPECT_THAT(numbers("9000:"), testing::IsEmpty());
+}
+
+TEST(Samples, AreNeverMoreThanTheFileHasBytesUnlessTheRangeEnds) {
+  MediaTrack sound = aacTrack();
+  sound.boxes.stsz = stszConstant(1, 4000000000);
+  sound.boxes.stts = stts({{4000000000, 1}});
+  const ScratchMovie movie(movieFile({.tracks = {sound, sound}}).bytes);
+  const auto bytes = static_cast<size_t>(std::filesystem::file_size(movie.file()));
+  ASSERT_LT(bytes, 9000u);
+  const auto lines = [](const std::string& text) {
+    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+  };
+  const std::string out = movie.run("samples").out;
+  EXPECT_EQ(lines(out), bytes + 2 * 3) << "two headings and the note for each track";
+  EXPECT_THAT(out, HasSubstr(fmt::format(
+                       "\n{:>8}  and those after it are left out, as the file claims more samples "
+                       "than it has bytes: {} samples. --range with both ends lists them.\n",
+                       bytes, 4000000000 - bytes)));
+  EXPECT_THAT(out, HasSubstr("\n       0  and those after it are left out"))
+      << "the budget is that of the file, not of a track";
+  EXPECT_THAT(
+      movie.run("samples", {"--json", "--range", "3:"}).out,
+      HasSubstr(fmt::format(R"({{"type":"left_out","track":0,"first_sample":{},"samples":{}}})",
+                            bytes + 3, 4000000000 - bytes - 3)));
+  EXPECT_EQ(lines(movie.run("samples", {"--track", "1", "--range", "2:20000"}).out), 19998u + 2);
 }
 
 TEST(Samples, RefuseRangesAndTracksThatMakeNoSense) {
