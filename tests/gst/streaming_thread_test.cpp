@@ -38,7 +38,7 @@ bool seekTo(GstElement* demuxer, const char* name, uint64_t ns, GstSeekFlags fla
 /// where they do.
 void inTime(const char* what, const std::function<void()>& step) {
   std::future<void> done = std::async(std::launch::async, step);
-  if (done.wait_for(std::chrono::seconds(10)) == std::future_status::ready) return;
+  if (done.wait_for(std::chrono::seconds(10)) == std::future_status::ready) return done.get();
   std::printf("%s: no end in time\n", what);
   std::fflush(stdout);
   std::_Exit(1);
@@ -103,6 +103,15 @@ class Watch {
 
 void waitFor(const std::function<bool()>& condition) {
   while (!condition()) std::this_thread::sleep_for(milliseconds(1));
+}
+
+/// A flush while the framework changes the pipeline's state may leave a sink in the old one,
+/// whoever flushes; so a thread that is about to seek lets the change end.
+void waitForPlaying(const Pipeline& pipeline) {
+  waitFor([&] {
+    return GST_STATE(pipeline.get()) == GST_STATE_PLAYING &&
+           GST_STATE_PENDING(pipeline.get()) == GST_STATE_VOID_PENDING;
+  });
 }
 
 TEST(SeeksOfTheStreamingThread, FromPadAddedBesideOneOfAnotherThreadEndInTime) {
@@ -186,11 +195,7 @@ TEST(SeeksOfTheStreamingThread, AtTheEndOfAStreamPlayBothStreamsAgain) {
     Watch sound(demuxer, "audio_0", [&](GstEvent* event) {
       if (GST_EVENT_TYPE(event) != GST_EVENT_EOS || rounds == 2) return GST_PAD_PROBE_OK;
       ++rounds;
-      // A flush while the framework changes the pipeline's state may leave a sink in the old one.
-      waitFor([&] {
-        return GST_STATE(player.pipeline.get()) == GST_STATE_PLAYING &&
-               GST_STATE_PENDING(player.pipeline.get()) == GST_STATE_VOID_PENDING;
-      });
+      waitForPlaying(player.pipeline);
       EXPECT_TRUE(seekTo(demuxer, "video_0", kSecond));
       return GST_PAD_PROBE_DROP;
     });
@@ -294,15 +299,15 @@ TEST(Seeks, WithAFlushSetOneFreeThatWaitsForAFullQueue) {
   });
 }
 
-/// Calls an action once, out of the thread that pushes the first packet through a pad.
+/// Calls an action once, out of the thread that pushes the first packet through a pad from now on.
 class OnFirstPacket {
  public:
   explicit OnFirstPacket(std::function<void()> action) : action_(std::move(action)) {}
   OnFirstPacket(const OnFirstPacket&) = delete;
   OnFirstPacket& operator=(const OnFirstPacket&) = delete;
 
-  void ofQueue(GstElement* queue) {
-    const Owned<GstPad> pad(gst_element_get_static_pad(queue, "src"));
+  void of(GstElement* element, const char* name) {
+    const Owned<GstPad> pad(gst_element_get_static_pad(element, name));
     attach(pad.get());
   }
   void ofSound(GstElement* demuxer) {
@@ -338,7 +343,7 @@ TEST(Seeks, OfTheThreadThatEmptiesTheQueueSetOneFreeThatWaitsForIt) {
       std::this_thread::sleep_for(kArrived);
       ownAnswer = seekTo(book.demuxer.get(), "audio_0", 2 * kSecond);
     });
-    inQueue.ofQueue(book.queue.get());
+    inQueue.of(book.queue.get(), "src");
     book.playToItsEnd();
     first.join();
     EXPECT_TRUE(firstAnswer);
@@ -369,7 +374,7 @@ TEST(Seeks, OfAQueuesThreadBesideAFlushThatWaitsForItEndInTime) {
       waitFor([&] { return videoFlushes.load(); });
       queuesAnswer = seekTo(demuxer, "audio_0", kSecond / 2);
     });
-    inQueue.ofQueue(queue.get());
+    inQueue.of(queue.get(), "src");
     player.pipeline.setState(GST_STATE_PLAYING);
     waitFor([&] { return inside.load(); });
     EXPECT_TRUE(seekTo(demuxer, "video_0", kSecond));
@@ -449,9 +454,9 @@ TEST(Seeks, OfTheThreadsOfTwoQueuesAtOnceEndInTime) {
     const auto videoQueue = player.pipeline.element("video_0");
     const auto soundQueue = player.pipeline.element("audio_0");
     OnFirstPacket inVideo(seekBeside("video_0", kSecond));
-    inVideo.ofQueue(videoQueue.get());
+    inVideo.of(videoQueue.get(), "src");
     OnFirstPacket inSound(seekBeside("audio_0", kSecond));
-    inSound.ofQueue(soundQueue.get());
+    inSound.of(soundQueue.get(), "src");
     player.pipeline.setState(GST_STATE_PLAYING);
     // One of them may find its pad flushing.
     waitFor([&] { return followed > 0 && sound.segmentStarts().back() == kSecond; });
@@ -493,8 +498,12 @@ TEST(SeeksOfTheStreamingThread, AreRefusedFromInsideTheirOwnFlush) {
       if (flush) ++(seekTo(demuxer, "audio_0", 2 * kSecond) ? accepted : refused);
       return GST_PAD_PROBE_OK;
     });
-    OnFirstPacket push([&] { EXPECT_TRUE(seekTo(demuxer, "audio_0", kSecond)); });
-    push.ofSound(demuxer);
+    book.pauseWithFullQueue();
+    OnFirstPacket push([&] {
+      waitForPlaying(book.pipeline);
+      EXPECT_TRUE(seekTo(demuxer, "audio_0", kSecond));
+    });
+    push.of(demuxer, "audio_0");
     book.playToItsEnd();
     EXPECT_EQ(refused, 2);
     EXPECT_EQ(accepted, 0);
