@@ -21,7 +21,7 @@ constexpr uint32_t kPollInterval = 4096;  // samples
 
 // Tables of some kilobytes may claim thousands of millions of samples that share their bytes. No
 // file that anybody plays shares each byte so often.
-constexpr uint64_t kMostSharing = 16;        // samples for each byte of the file
+constexpr uint64_t kMostSharing = 4;         // samples for each byte of the file
 constexpr uint64_t kAlwaysCompared = 65536;  // samples without bytes, and bytes
 
 /// A difference found, or nothing.

@@ -276,8 +276,11 @@ class BoxLister final : public BoxVisitor {
 
 // ---- plots
 
-Json trackData(File& file, const TrackMap& track, const std::function<void()>& poll) {
-  const TrackSeries series = readTrackSeries(file, track, poll);
+/// @param budget  samples that may still be looked at, less those of this track afterwards
+Json trackData(File& file, const TrackMap& track, const std::function<void()>& poll,
+               uint64_t& budget) {
+  const TrackSeries series = readTrackSeries(file, track, poll, budget);
+  budget -= series.samples;
   return {{"index", track.number},
           {"kind", track.isVideo()   ? "video"
                    : track.isAudio() ? "audio"
@@ -345,7 +348,10 @@ Json reportData(File& file, const PluginView& view, const std::function<void()>&
   data["boxes"] = std::move(boxes.boxes);
   data["boxes_left_out"] = boxes.leftOut;
   data["tracks"] = Json::array();
-  for (const TrackMap& track : map.tracks) data["tracks"].push_back(trackData(file, track, poll));
+  uint64_t budget = kMostSamples;
+  for (const TrackMap& track : map.tracks) {
+    data["tracks"].push_back(trackData(file, track, poll, budget));
+  }
   data["seeks"] = seeks(check);
   return data;
 }

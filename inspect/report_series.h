@@ -45,7 +45,7 @@ struct TrackSeries {
 /// Points of sizes and places of a track, and values of its bit rate, at most.
 inline constexpr uint64_t kMostPoints = 4000;
 inline constexpr uint64_t kMostBitRates = 40'000;
-/// Samples of a track that are looked at. A few bytes can claim thousands of millions.
+/// Samples of a file that are looked at. A few bytes can claim thousands of millions.
 inline constexpr uint64_t kMostSamples = 20'000'000;
 
 /// @param poll  called now and then; may throw to end a long look
