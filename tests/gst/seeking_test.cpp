@@ -39,6 +39,12 @@ struct Kind {
   double largest;  ///< largest difference of a value, over full scale, where they are not
 };
 
+/// What test listings show.
+std::ostream& operator<<(std::ostream& out, const Kind& kind) {
+  return out << kind.name << ", " << kind.decoder << ", time scale " << kind.numerator << ":"
+             << kind.denominator;
+}
+
 // Noise and tones: sound that is different everywhere.
 #define SOUND(rate, seconds)                       \
   "-f lavfi -i \"anoisesrc=r=" rate ":d=" seconds  \
