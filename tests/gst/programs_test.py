@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
-"""Programs that others wrote play through the element: the discoverer, the command line player, and
-playbin with a window on a screen of its own, with chapters, and over the network. Usage: programs_test.py WORK_FOLDER DATA_FOLDER [TEST]
+"""Programs that others wrote play through the element: the discoverer, the command line player, also by
+run.sh, and playbin with a window on a screen of its own, with chapters, and over the network.
+Usage: programs_test.py WORK_FOLDER DATA_FOLDER [TEST]
 
-The environment names the element's folder and gives it a rank above all others.
+The environment names the element's folder and gives it a rank above all others; VELA_PLAY_BUILD names
+the build for run.sh.
 """
 import array
 import http.server
@@ -21,6 +23,7 @@ import unittest
 
 WORK = pathlib.Path(sys.argv[1]).resolve()
 DATA = pathlib.Path(sys.argv[2]).resolve()
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 LIMIT = 40  # seconds, for everything that waits
 
 POSITION = b" / 0:00:"  # between where the player is and how long the file is
@@ -120,6 +123,49 @@ class Player(unittest.TestCase):
             self.assertTrue(any(move * sign > 0.6 for move in moves), in_book)
         # The list moves on to the film.
         self.assertIn("/ 0:00:03.2", text)
+
+
+class RunScript(unittest.TestCase):
+    """./run.sh --play, with the element that is being tested instead of a build of its own."""
+
+    def play(self, **settings):
+        """Plays without a display and without a sound server or device. @return what was written"""
+        environment = {name: value for name, value in os.environ.items()
+                       if name not in ["DISPLAY", "WAYLAND_DISPLAY", "VELA_PLUGIN", "GST_PLUGIN_PATH",
+                                       "GST_PLUGIN_PATH_1_0", "GST_PLUGIN_FEATURE_RANK"]}
+        log = WORK / "run.log"
+        environment.update(PULSE_SERVER="/nowhere", ALSA_CONFIG_PATH="/nowhere",
+                           GST_DEBUG="GST_ELEMENT_FACTORY:4", GST_DEBUG_NO_COLOR="1",
+                           GST_DEBUG_FILE=str(log), **settings)
+        done = subprocess.run([str(ROOT / "run.sh"), "--play", str(DATA / "sample.mp4")],
+                              env=environment, stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                              timeout=LIMIT)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertNotIn("ERROR", done.stdout + done.stderr)
+        elements = re.findall(r'creating element "(\w+)"', log.read_text(errors="replace"))
+        for element in ["velademux", "fakevideosink", "fakeaudiosink"]:
+            self.assertIn(element, elements)
+        self.assertNotIn("qtdemux", elements)  # which would take over where the first one fails
+        return done.stdout
+
+    def test_plays_to_the_end_and_says_what_is_not_shown(self):
+        text = self.play()
+        self.assertIn("There is no display: the pictures are decoded and not shown.", text)
+        self.assertIn("There is no sound device: the sound is decoded and not heard.", text)
+        self.assertIn("0:00:03.2 / 0:00:03.2", text)
+        self.assertIn("Reached end of play list", text)
+
+    def test_plays_through_what_was_built_whatever_the_environment_names(self):
+        text = self.play(VELA_PLUGIN="/nowhere/plugin.so", GST_PLUGIN_PATH="/nowhere",
+                         GST_PLUGIN_PATH_1_0="/nowhere/else", GST_PLUGIN_FEATURE_RANK="velademux:NONE")
+        self.assertIn("Reached end of play list", text)
+
+    def test_fails_where_the_named_build_has_no_element(self):
+        done = subprocess.run([str(ROOT / "run.sh"), "--play", str(DATA / "sample.mp4")],
+                              env=dict(os.environ, VELA_PLAY_BUILD="/nowhere"), capture_output=True,
+                              text=True, timeout=LIMIT, stdin=subprocess.DEVNULL)
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(done.stderr, "play.sh: there is no /nowhere/gst/libgstvela.so\n")
 
 
 def playbin(uri, name="playbin", **properties):
