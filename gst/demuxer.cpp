@@ -68,7 +68,10 @@ Demuxer::~Demuxer() { gst_flow_combiner_free(flows_); }
 
 bool Demuxer::loadLibrary() {
   std::string problem;
-  const std::string file = findSplitterLibrary(library);
+  GST_OBJECT_LOCK(element_);
+  const std::string wanted = library;
+  GST_OBJECT_UNLOCK(element_);
+  const std::string file = findSplitterLibrary(wanted);
   library_ = SplitterLibrary::load(file, &context_, problem);
   if (library_) return true;
   GST_ELEMENT_ERROR(element_, LIBRARY, INIT, ("%s", problem.c_str()), ("library %s", file.c_str()));
@@ -83,11 +86,13 @@ void Demuxer::prepare() {
   seek_ = {};
   seekPending_ = false;
   finished_ = false;
+  cutShort_ = false;
   toldEarlyEnd_ = false;
   sequence_ = gst_util_seqnum_next();
   lastSeeks_.fill(GST_SEQNUM_INVALID);
   gst_flow_combiner_reset(flows_);
   GST_OBJECT_LOCK(element_);
+  playedItem_ = item;
   gst_segment_init(&segment_, GST_FORMAT_TIME);
   durationNs_ = GST_CLOCK_TIME_NONE;
   GST_OBJECT_UNLOCK(element_);
@@ -177,7 +182,7 @@ void Demuxer::pause() {
 
 bool Demuxer::openFile() {
   reader_ = std::make_unique<ItemReader>(library_->factory(), token_);
-  if (const MaybeFailure failure = reader_->open(item)) {
+  if (const MaybeFailure failure = reader_->open(playedItem_)) {
     fail(*failure);
     return false;
   }
@@ -185,7 +190,7 @@ bool Demuxer::openFile() {
   durationNs_ = itemEndNs();
   segment_.duration = durationNs_;
   segment_.stop = durationNs_;
-  chapters_ = item == 0 ? reader_->chapters() : std::vector<ChapterMark>();
+  chapters_ = playedItem_ == 0 ? reader_->chapters() : std::vector<ChapterMark>();
   hasToc_ = chapters_.size() > 1;
   GST_OBJECT_UNLOCK(element_);
   return exposeOutputs();
@@ -310,8 +315,7 @@ void Demuxer::pushNext() {
     pause();
   } else if (all == GST_FLOW_NOT_LINKED || all < GST_FLOW_EOS) {
     GST_ELEMENT_FLOW_ERROR(element_, all);
-    for (Output& other : outputs_) endOutput(other);
-    pause();
+    endAfterError();
   }
 }
 
@@ -435,7 +439,10 @@ void Demuxer::endOutput(Output& output) {
   if (output.ended) return;
   output.ended = true;
   announce(output);
-  if (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) return;
+  if (!playsSegment()) pushEnd(output);
+}
+
+void Demuxer::pushEnd(const Output& output) {
   GstEvent* const event = gst_event_new_eos();
   gst_event_set_seqnum(event, sequence_);
   gst_pad_push_event(output.pad, event);
@@ -443,7 +450,7 @@ void Demuxer::endOutput(Output& output) {
 
 void Demuxer::finish() {
   finished_ = true;
-  if (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) {
+  if (playsSegment()) {
     GST_OBJECT_LOCK(element_);
     const uint64_t stop =
         GST_CLOCK_TIME_IS_VALID(segment_.stop) ? segment_.stop : segment_.position;
@@ -481,7 +488,16 @@ void Demuxer::fail(const Failure& failure) {
   } else {
     GST_ELEMENT_ERROR(element_, STREAM, DEMUX, ("%s", failure.sentence.c_str()), (nullptr));
   }
-  for (Output& output : outputs_) endOutput(output);
+  endAfterError();
+}
+
+/// Nothing more can follow, whatever the last seek asked for.
+void Demuxer::endAfterError() {
+  for (Output& output : outputs_) {
+    const bool hadEnd = output.ended && !playsSegment();
+    endOutput(output);
+    if (!hadEnd && playsSegment()) pushEnd(output);
+  }
   pause();
 }
 

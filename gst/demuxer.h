@@ -39,7 +39,8 @@ class Demuxer {
   Demuxer& operator=(const Demuxer&) = delete;
   ~Demuxer();
 
-  // Properties. Set while the element is stopped.
+  // Properties, guarded by the element's object lock. The library is taken when the element leaves
+  // NULL, the item when it leaves READY.
   std::string library;  ///< empty: the usual places
   uint32_t item = 0;    ///< 0: the whole file
 
@@ -85,12 +86,16 @@ class Demuxer {
   void pushToc(Output& output);
   void pushTags(Output& output);
   void endOutput(Output& output);
+  void pushEnd(const Output& output);
+  void endAfterError();
   void finish();
   void tellEarlyEnd();
   void fail(const Failure& failure);
   void pause();
   void pushToOutputs(GstEvent* event);
   Output* outputOf(StreamKind kind);
+  /// Whether the end of what is played is that of a segment, which others may follow.
+  bool playsSegment() const { return (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) != 0; }
   uint64_t itemEndNs() const;
   uint64_t stopUnits() const;  ///< where playing stops, from the item's start, or kUnknown64
   uint64_t stopFrame() const;  ///< the same as a frame of the file
@@ -118,6 +123,8 @@ class Demuxer {
   // The thread that pushes packets and the one that seeks; none where there is no such thread now.
   std::atomic<std::thread::id> streamingThread_{};
   std::atomic<std::thread::id> seekingThread_{};
+
+  uint32_t playedItem_ = 0;
 
   // Of the streaming thread, or of who holds its lock. Outputs come and go under the element's
   // object lock, too, for a flush that begins in another thread.

@@ -146,8 +146,8 @@ MaybeFailure ItemReader::seek(uint64_t offset, SeekMode mode) {
       }
     }
   }
-  if (result == TIOResult::failed) {
-    // The samples don't reach to the target.
+  beyondSamples_ = result == TIOResult::failed;
+  if (beyondSamples_) {
     audioEnded_ = videoEnded_ = true;
     ready_.clear();
     return std::nullopt;
@@ -237,11 +237,12 @@ MaybeFailure ItemReader::next(TimedPacket& packet) {
   return std::nullopt;
 }
 
-// After the end of both streams the plug-in names video only where samples of it are left.
+// After the end of both streams the plug-in names video only where samples of it are left. After a
+// seek that failed it stands where it was before.
 bool ItemReader::picturesAreLeft() {
   uint32_t which = vela::kNextNone;
-  return videoFormat_.present && splitter_->nextStream(&which) == TIOResult::success &&
-         which == vela::kNextVideo;
+  return videoFormat_.present && !beyondSamples_ &&
+         splitter_->nextStream(&which) == TIOResult::success && which == vela::kNextVideo;
 }
 
 }  // namespace velagst

@@ -100,7 +100,8 @@ class ItemReader {
   bool titleIsOfItem_ = true;
   uint64_t itemStart_ = 0;
   uint64_t offset_ = 0;
-  bool landedBefore_ = false;  // the streams stand before offset_
+  bool landedBefore_ = false;   // the streams stand before offset_
+  bool beyondSamples_ = false;  // the samples don't reach to where the last seek led
   bool audioEnded_ = true;
   bool videoEnded_ = true;
   AudioPacket audio_;

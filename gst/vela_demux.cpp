@@ -154,14 +154,15 @@ void initializeClass(gpointer klass, gpointer) {
   objectClass->get_property = getProperty;
   objectClass->finalize = finalize;
   elementClass->change_state = changeState;
-  const auto whileStopped = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
-                                                     GST_PARAM_MUTABLE_READY);
+  const auto readWrite = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS);
+  const auto whileStopped = static_cast<GParamFlags>(readWrite | GST_PARAM_MUTABLE_READY);
   g_object_class_install_property(
       objectClass, kPropertyLibrary,
-      g_param_spec_string("library", "Library",
-                          "The splitter's library; by default VELA_PLUGIN of the environment, or "
-                          "the installed one",
-                          nullptr, whileStopped));
+      g_param_spec_string(
+          "library", "Library",
+          "The splitter's library, loaded when the element leaves NULL; by default "
+          "VELA_PLUGIN of the environment, one near the element, or the installed one",
+          nullptr, readWrite));
   g_object_class_install_property(
       objectClass, kPropertyItem,
       g_param_spec_uint("item", "Item",

@@ -6,10 +6,12 @@
 #include <atomic>
 #include <chrono>
 #include <fstream>
+#include <iterator>
 #include <thread>
 
 #include "tests/gst/support/media.h"
 #include "tests/gst/support/pipeline.h"
+#include "tests/gst/support/player.h"
 
 namespace {
 
@@ -407,6 +409,95 @@ TEST(Failures, OfTheSplitterAreErrorsWithItsSentence) {
             "The file is damaged, or it holds no stream that the splitter can play (result 5).");
 }
 
+/// The sample with one byte changed, `place` bytes behind the name of its first box of a type.
+void writeChanged(const std::string& to, const std::string& type, size_t place, uint8_t byte) {
+  std::ifstream in(data("sample.mp4"), std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  bytes.at(bytes.find(type) + type.size() + place) = static_cast<char>(byte);
+  std::ofstream(to, std::ios::binary) << bytes;
+}
+
+TEST(Failures, OfConfigurationsThatAreEmptyOrDamagedAreErrorsThatSaySo) {
+  constexpr size_t kNumberOfSequenceSets = 5;  // with three bits above it
+  constexpr size_t kFirstSequenceSet = 8;
+  constexpr size_t kTagOfSpecificInfo = 30;
+  struct Case {
+    const char* box;
+    size_t place;
+    uint8_t byte;
+    const char* sentence;
+  };
+  const media::ScratchFolder scratch;
+  const std::string file = (scratch / "changed.mp4").string();
+  for (const Case& one : {Case{"avcC", kNumberOfSequenceSets, 0xe0,
+                               "The file holds no parameter sets for its H.264 pictures."},
+                          Case{"avcC", kFirstSequenceSet, 0x65,
+                               "The parameter sets of the H.264 pictures are damaged."},
+                          Case{"esds", kTagOfSpecificInfo, 0x0e,
+                               "The file holds no decoder configuration for its AAC sound."}}) {
+    SCOPED_TRACE(one.sentence);
+    writeChanged(file, one.box, one.place, one.byte);
+    Pipeline pipeline(source(file) + kQueue + "fakesink");
+    pipeline.setState(GST_STATE_PLAYING);
+    const Outcome outcome = pipeline.waitForEnd();
+    EXPECT_EQ(outcome.kind, Outcome::Kind::error);
+    EXPECT_EQ(outcome.text, one.sentence);
+  }
+}
+
+/// Counts the ends of stream that leave through a pad.
+class Ends {
+ public:
+  explicit Ends(GstPad* pad) {
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, see, &count_, nullptr);
+  }
+  int count() const { return count_; }
+
+ private:
+  static GstPadProbeReturn see(GstPad*, GstPadProbeInfo* info, gpointer count) {
+    const bool end = GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_EOS;
+    if (end) ++*static_cast<std::atomic<int>*>(count);
+    return GST_PAD_PROBE_OK;
+  }
+
+  std::atomic<int> count_{0};
+};
+
+TEST(Failures, OfTheElementsBehindEndTheStreamAlsoInsideASegment) {
+  for (const bool segment : {false, true}) {
+    SCOPED_TRACE(segment);
+    Pipeline pipeline(source(data("audiobook.m4a")) +
+                      " ! identity error-after=100 ! fakesink sync=false");
+    pipeline.setState(GST_STATE_PAUSED);
+    ASSERT_TRUE(pipeline.waitForState());
+    const auto flags =
+        static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | (segment ? GST_SEEK_FLAG_SEGMENT : 0));
+    ASSERT_TRUE(pipeline.seek(1, flags, 1000000000));
+    ASSERT_TRUE(pipeline.waitForState());
+    const auto demuxer = pipeline.element("d");
+    GstPad* const pad = gst_element_get_static_pad(demuxer.get(), "audio_0");
+    const Ends ends(pad);
+    gst_object_unref(pad);
+    pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_EQ(pipeline.waitForEnd().kind, Outcome::Kind::error);
+    for (int i = 0; i < 1000 && ends.count() == 0; ++i) {
+      std::this_thread::sleep_for(milliseconds(1));
+    }
+    pipeline.setState(GST_STATE_NULL);
+    EXPECT_EQ(ends.count(), 1);
+  }
+}
+
+TEST(Streams, ThatNobodyWantsAnyMoreEndWithoutAnError) {
+  Pipeline pipeline(source(data("sample.mp4")) + " d.video_0" + kQueue +
+                    "identity eos-after=3 ! fakesink sync=false name=video d.audio_0" + kQueue +
+                    "fakesink sync=false");
+  pipeline.setState(GST_STATE_PLAYING);
+  const Outcome outcome = pipeline.waitForEnd();
+  EXPECT_EQ(outcome.kind, Outcome::Kind::eos) << outcome.text;
+  EXPECT_TRUE(outcome.infos.empty()) << "the pictures that are left were not wanted";
+}
+
 TEST(Failures, OfALibraryThatCantBeLoadedAreErrors) {
   Pipeline pipeline(source(data("sample.mp4"), "velademux library=/nowhere/libnone.so") + kQueue +
                     "fakesink");
@@ -469,6 +560,20 @@ TEST(Films, WhoseVideoEndsEarlySaySoOnce) {
   EXPECT_EQ(outcome.kind, Outcome::Kind::eos);
   ASSERT_EQ(outcome.infos.size(), 1u);
   EXPECT_TRUE(has(outcome.infos[0], "The video ends before the last picture of the file"));
+}
+
+TEST(Films, WhoseVideoEndsEarlySaySoAlsoAfterOneThatWasCutShort) {
+  Player player("negative-offsets.mp4");
+  player.pipeline.setState(GST_STATE_PAUSED);
+  ASSERT_TRUE(player.pipeline.waitForState());
+  ASSERT_TRUE(player.pipeline.seek(1, GST_SEEK_FLAG_FLUSH, 0, 200000000));
+  player.pipeline.setState(GST_STATE_PLAYING);
+  EXPECT_EQ(player.pipeline.waitForEnd().kind, Outcome::Kind::eos);
+  player.pipeline.setState(GST_STATE_NULL);
+  player.pipeline.setState(GST_STATE_PLAYING);
+  const Outcome outcome = player.pipeline.waitForEnd();
+  EXPECT_EQ(outcome.kind, Outcome::Kind::eos) << outcome.text;
+  EXPECT_EQ(outcome.infos.size(), 1u);
 }
 
 TEST(Films, ThatEndWithTheirLastPictureSayNothing) {

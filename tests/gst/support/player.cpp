@@ -9,9 +9,8 @@ std::string branch(const char* pad) {
   return std::string(" queue max-size-time=4000000000 name=") + pad + " ! fakesink sync=false";
 }
 
-std::string description() {
-  const std::string film = media::File{"sample.mp4"}.path().string();
-  return source(film) + branch("video_0") + branch("audio_0");
+std::string description(const std::string& film) {
+  return source(media::File{film}.path().string()) + branch("video_0") + branch("audio_0");
 }
 
 void link(GstElement*, GstPad* pad, gpointer pipeline) {
@@ -24,7 +23,8 @@ void link(GstElement*, GstPad* pad, gpointer pipeline) {
 
 }  // namespace
 
-Player::Player() : pipeline(description()), demuxer(pipeline.element("d")) {
+Player::Player(const std::string& film)
+    : pipeline(description(film)), demuxer(pipeline.element("d")) {
   g_signal_connect(demuxer.get(), "pad-added", G_CALLBACK(link), pipeline.get());
 }
 

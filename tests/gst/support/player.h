@@ -1,5 +1,7 @@
 // A pipeline of the element with a film of two streams that stands ready to be sought in.
 #pragma once
+#include <string>
+
 #include "tests/gst/support/pipeline.h"
 
 namespace pipelines {
@@ -8,8 +10,9 @@ namespace pipelines {
 /// that they appear.
 class Player {
  public:
+  /// @param film  one of the project's own files
   /// @throws std::runtime_error without the framework's own elements
-  Player();
+  explicit Player(const std::string& film = "sample.mp4");
 
   Pipeline pipeline;
   Owned<GstElement> demuxer;
