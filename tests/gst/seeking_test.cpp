@@ -269,4 +269,32 @@ TEST(SeeksInFilms, ToAKeyFrameTakeTheSoundAlong) {
   }
 }
 
+TEST(SeeksInFilms, WithAStopShowEveryPictureBeforeItAndNoOther) {
+  const std::vector<Picture> whole = filmPictures();
+  Pipeline pipeline(source(film()) + kFilmBranches);
+  const auto pictures = pipeline.element("pictures");
+  const auto sound = pipeline.element("sound");
+  pipeline.setState(GST_STATE_PLAYING);
+  ASSERT_TRUE(pull(pictures.get()));
+  std::mt19937_64 random(23);
+  for (int i = 0; i < 40; ++i) {
+    SCOPED_TRACE(i);
+    const size_t first = 1 + random() % (whole.size() - 40);
+    const size_t last = first + random() % 30;
+    // In the middle of both pictures.
+    const uint64_t start = whole[first].time + 20000000;
+    const uint64_t stop = whole[last].time + 25000000;
+    ASSERT_TRUE(
+        pipeline.seek(1, kAccurate, static_cast<int64_t>(start), static_cast<int64_t>(stop)));
+    const std::vector<Picture> shown = picturesOf(pictures.get());
+    ASSERT_EQ(shown.size(), last - first + 1);
+    for (size_t k = 0; k < shown.size(); ++k) {
+      EXPECT_EQ(shown[k].checksum, whole[first + k].checksum) << k;
+    }
+    const Sound heard = soundOf(sound.get());
+    EXPECT_NEAR(static_cast<double>(heard.begin()), static_cast<double>(start) * 44.1e-6, 0.51);
+    EXPECT_NEAR(static_cast<double>(heard.end()), static_cast<double>(stop) * 44.1e-6, 0.51);
+  }
+}
+
 }  // namespace
