@@ -108,7 +108,7 @@ TEST(Stress, SeeksWhilePlayingLeadToTheEnd) {
 }
 
 TEST(Stress, CapsAreAnsweredWhileAnotherThreadClosesThePad) {
-  constexpr int kRounds = 100000;
+  constexpr int kRounds = 50000;
   Pipeline pipeline(source(media::File{"mp3-only.mp4"}.path().string()) +
                     " d.audio_0 ! fakesink sync=false");
   const auto demuxer = pipeline.element("d");
@@ -169,6 +169,7 @@ class SlowSource {
   GstPad* pad() const { return pad_; }
   int reads() const { return reads_; }
   void setDelay(milliseconds delay) { delay_ = delay; }
+  void failFromNowOn() { fails_ = true; }
 
  private:
   static SlowSource& self(GstPad* pad) {
@@ -179,6 +180,7 @@ class SlowSource {
     SlowSource& source = self(pad);
     ++source.reads_;
     std::this_thread::sleep_for(source.delay_.load());
+    if (source.fails_) return GST_FLOW_ERROR;
     if (offset >= source.bytes_.size()) return GST_FLOW_EOS;
     const size_t left = source.bytes_.size() - offset;
     const size_t count = std::min({size_t{length}, left, source.mostBytes_});
@@ -200,6 +202,7 @@ class SlowSource {
 
   std::atomic<milliseconds> delay_;
   const size_t mostBytes_;
+  std::atomic<bool> fails_{false};
   std::atomic<int> reads_{0};
   std::string bytes_;
   GstPad* pad_;
@@ -234,12 +237,16 @@ TEST(SlowSources, KeepNoStateChangeWaitingForMoreThanTheReadUnderWay) {
   gst_object_unref(sink);
 }
 
+/// More than the plug-in and the queues hold.
+std::string minuteOfSound() {
+  return media::made("minute.m4a", "-f lavfi -i \"sine=440:r=44100:d=60\" -c:a aac -b:a 128k")
+      .string();
+}
+
 TEST(SlowSources, KeepNoFlushingSeekWaitingForMoreThanTheReadUnderWay) {
   // A block of the plug-in's cache is 16 reads, which take 0.8 s where nobody ends them.
   constexpr milliseconds kDelay(50);
-  const std::string file =
-      media::made("slow.m4a", "-f lavfi -i \"sine=440:r=44100:d=60\" -c:a aac -b:a 128k").string();
-  SlowSource slow(file, milliseconds(0), 1024);
+  SlowSource slow(minuteOfSound(), milliseconds(0), 1024);
   Pipeline pipeline(std::string("velademux name=d") + kQueue + "fakesink");
   const auto demuxer = pipeline.element("d");
   GstPad* const sink = gst_element_get_static_pad(demuxer.get(), "sink");
@@ -265,6 +272,24 @@ TEST(SlowSources, KeepNoFlushingSeekWaitingForMoreThanTheReadUnderWay) {
   EXPECT_TRUE(pipeline.waitForState());
   pipeline.setState(GST_STATE_NULL);
   gst_pad_unlink(slow.pad(), sink);
+  gst_object_unref(sink);
+}
+
+TEST(FailingSources, AreAnErrorThatSaysSo) {
+  SlowSource source(minuteOfSound(), milliseconds(0));
+  Pipeline pipeline(std::string("velademux name=d") + kQueue + "fakesink");
+  const auto demuxer = pipeline.element("d");
+  GstPad* const sink = gst_element_get_static_pad(demuxer.get(), "sink");
+  ASSERT_EQ(gst_pad_link_full(source.pad(), sink, GST_PAD_LINK_CHECK_NOTHING), GST_PAD_LINK_OK);
+  pipeline.setState(GST_STATE_PAUSED);
+  ASSERT_TRUE(pipeline.waitForState());
+  source.failFromNowOn();
+  pipeline.setState(GST_STATE_PLAYING);
+  const Outcome outcome = pipeline.waitForEnd();
+  EXPECT_EQ(outcome.kind, Outcome::Kind::error);
+  EXPECT_EQ(outcome.text, "The source could not be read.");
+  pipeline.setState(GST_STATE_NULL);
+  gst_pad_unlink(source.pad(), sink);
   gst_object_unref(sink);
 }
 
