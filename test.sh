@@ -88,9 +88,10 @@ declare -A stages=(
   [hostile]="hostile"
   [gst]="tested gst"
   [gst-threads]="tested gst-threads"
+  [gst-asan]="tested gst-asan"
   [corpus]="corpus_was_used"
 )
-all=(format includes golden dev asan threads compatibility cuts site clang release-tests x86-32 tidy windows windows-x86 arm wince device gst gst-threads bench hostile packages)
+all=(format includes golden dev asan threads compatibility cuts site clang release-tests x86-32 tidy windows windows-x86 arm wince device gst gst-threads gst-asan bench hostile packages)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests,gst}.xml)
 

@@ -25,7 +25,7 @@ int main(int count, char** arguments) {
   setenv("GST_PLUGIN_PATH_1_0", VELA_GST_PLUGIN_FOLDER, 1);
   setenv("GST_REGISTRY_1_0", VELA_GST_REGISTRY, 1);
   setenv("VELA_PLUGIN", VELA_PLUGIN_FILE, 1);
-#ifdef __SANITIZE_THREAD__
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
   // The framework's scanner is not instrumented and can't load the element.
   gst_registry_fork_set_enabled(FALSE);
 #endif
