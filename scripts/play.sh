@@ -7,7 +7,7 @@ set -euo pipefail
 file=$(realpath "$1")
 cd "$(dirname "$0")/.."
 
-build=${VELA_PLAY_BUILD:-$PWD/build/play}
+build=$(realpath -m "${VELA_PLAY_BUILD:-build/play}")
 if [ -z "${VELA_PLAY_BUILD:-}" ]; then
   scripts/setup.sh play
   {

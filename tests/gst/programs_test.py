@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Programs that others wrote play through the element: the discoverer, the command line player, also by
-run.sh, and playbin with a window on a screen of its own, with chapters, and over the network.
+run.sh, gst-launch-1.0 with the pipelines of the documentation, and playbin with a window on a screen of
+its own, with chapters, and over the network.
 Usage: programs_test.py WORK_FOLDER DATA_FOLDER [TEST]
 
 The environment names the element's folder and gives it a rank above all others; VELA_PLAY_BUILD names
@@ -8,6 +9,7 @@ the build for run.sh.
 """
 import array
 import http.server
+import json
 import math
 import os
 import pathlib
@@ -17,9 +19,11 @@ import select
 import shutil
 import subprocess
 import sys
+import tempfile
 import threading
 import time
 import unittest
+import wave
 
 WORK = pathlib.Path(sys.argv[1]).resolve()
 DATA = pathlib.Path(sys.argv[2]).resolve()
@@ -166,6 +170,78 @@ class RunScript(unittest.TestCase):
                               text=True, timeout=LIMIT, stdin=subprocess.DEVNULL)
         self.assertEqual(done.returncode, 1)
         self.assertEqual(done.stderr, "play.sh: there is no /nowhere/gst/libgstvela.so\n")
+
+
+def documented(heading):
+    """The commands below a heading of the element's documentation."""
+    text = (ROOT / "docs/gstreamer.md").read_text(encoding="utf-8")
+    return text.split(f"\n## {heading}\n")[1].split("```sh\n")[1].split("```")[0]
+
+
+def run_in_shell(commands, folder):
+    done = subprocess.run(["sh", "-e", "-c", commands], cwd=folder, stdin=subprocess.DEVNULL,
+                          capture_output=True, text=True, timeout=LIMIT)
+    if done.returncode != 0:
+        raise AssertionError(f"{commands}\n{done.stdout}{done.stderr}")
+
+
+class DocumentedPipelines(unittest.TestCase):
+    """The lines of docs/gstreamer.md, as a user copies them."""
+
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory(dir=WORK)
+        self.addCleanup(scratch.cleanup)
+        self.folder = pathlib.Path(scratch.name)
+
+    def sound(self, name):
+        """@return the rate and the values of a WAV file with one channel of 16 bits"""
+        with wave.open(str(self.folder / name)) as file:
+            self.assertEqual((file.getnchannels(), file.getsampwidth()), (1, 2))
+            return file.getframerate(), array.array("h", file.readframes(file.getnframes()))
+
+    def test_export_a_chapter_with_exactly_its_samples(self):
+        starts = [0, 2500, 5123, 7777, 10000]  # ms, on whole frames at 48,000 Hz
+        marks = ";FFMETADATA1\n" + "".join(
+            f"[CHAPTER]\nTIMEBASE=1/1000\nSTART={start}\nEND={end}\ntitle=Part at {start}\n"
+            for start, end in zip(starts, starts[1:]))
+        (self.folder / "marks.txt").write_text(marks)
+        run_in_shell("ffmpeg -v error -f lavfi -i anoisesrc=r=48000:d=10:a=0.3:seed=9 -i marks.txt "
+                     "-map_chapters 1 -c:a aac -aac_pns 0 book.m4a", self.folder)
+        export = documented("A chapter, exact to the sample")
+        run_in_shell(export, self.folder)
+        run_in_shell(export.replace("item=3", "item=0").replace("chapter-3", "whole"), self.folder)
+        rate, chapter = self.sound("chapter-3.wav")
+        self.assertEqual(rate, 48000)
+        self.assertEqual(len(chapter), (7777 - 5123) * 48)
+        self.assertGreater(max(chapter), 1000)
+        part = self.sound("whole.wav")[1][5123 * 48:7777 * 48]
+        self.assertEqual([i for i, pair in enumerate(zip(part, chapter)) if pair[0] != pair[1]][:1], [],
+                         "the first frame that differs")
+
+    def packets(self, name, stream):
+        text = subprocess.run(["ffprobe", "-v", "error", "-select_streams", stream, "-show_packets",
+                               "-of", "json", name], cwd=self.folder, check=True, timeout=LIMIT,
+                              capture_output=True, text=True).stdout
+        return json.loads(text)["packets"]
+
+    def test_copy_a_film_with_its_key_frames_and_the_order_of_its_pictures(self):
+        shutil.copy(film(), self.folder / "film.mp4")
+        run_in_shell(documented("A copy without decoding"), self.folder)
+        expected = self.packets("film.mp4", "v")
+        copied = self.packets("copy.mp4", "v")
+        self.assertEqual(len(copied), 150)
+        self.assertEqual([(packet["size"], packet["flags"]) for packet in copied],
+                         [(packet["size"], packet["flags"]) for packet in expected])
+        self.assertIn("__", [packet["flags"] for packet in copied])
+        # The film's edit list takes back the time that its first picture waits.
+        for kind in ["pts_time", "dts_time"]:
+            begin, other = float(copied[0]["pts_time"]), float(expected[0]["pts_time"])
+            for packet, model in zip(copied, expected):
+                self.assertAlmostEqual(float(packet[kind]) - begin, float(model[kind]) - other,
+                                       delta=0.001)
+        self.assertTrue(any(packet["pts"] != packet["dts"] for packet in expected))
+        self.assertEqual([packet["size"] for packet in self.packets("copy.mp4", "a")],
+                         [packet["size"] for packet in self.packets("film.mp4", "a")])
 
 
 def playbin(uri, name="playbin", **properties):
@@ -354,7 +430,7 @@ class Window(unittest.TestCase):
 
 if __name__ == "__main__":
     WORK.mkdir(parents=True, exist_ok=True)
-    for program in ["ffmpeg", "gst-play-1.0", "gst-discoverer-1.0", "Xvfb", "import"]:
+    for program in ["ffmpeg", "ffprobe", "gst-play-1.0", "gst-discoverer-1.0", "Xvfb", "import"]:
         if not shutil.which(program):
             sys.exit(f"{program} is missing: scripts/setup.sh all installs it")
     import gi
