@@ -36,7 +36,7 @@ short_bench() {
   cmake --preset bench && cmake --build --preset bench --target vela_callgrind write_media &&
     /usr/bin/python3 -B bench/short.py --build build/bench
 }
-# Valgrind over the test programs. Not among `all`: it takes half an hour.
+# Valgrind over the test programs. Not among `all`: it takes a quarter of an hour.
 memcheck() { cmake --preset dev && cmake --build --preset dev && scripts/memcheck.sh build/dev; }
 # Processor time of small files, with bounds that are generous there.
 hostile() {

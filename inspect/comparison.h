@@ -20,9 +20,9 @@ struct Compared {
 };
 
 /// Compares tracks, packets (their bytes), times, headers, tags, chapters and covers, in this
-/// order. Memory: that of the two movies and of two small pieces of media. Time: in proportion to
-/// the size of the smaller file, whatever its tables claim. Samples may share bytes: up to 16 times
-/// the file's bytes are compared, and what is left then is told.
+/// order. Memory: that of the two movies and of two small pieces of media. Samples that share their
+/// bytes are compared until four times the bytes of the smaller file and 64 KiB have been read, and
+/// chapters until a million of their tags have; what is left then makes its subject `unknown`.
 /// @param poll  called now and then; may throw to end a long look
 /// @throws cli::Failure when a file can't be read
 std::vector<Compared> compareFiles(File& left, File& right, const std::function<void()>& poll);

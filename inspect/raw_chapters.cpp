@@ -1,6 +1,7 @@
 #include "inspect/raw_chapters.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "cli/text.h"
 #include "inspect/box_walker.h"
@@ -67,7 +68,12 @@ std::string sampleText(File& file, const Sample& sample) {
   return cli::toUtf8(units);
 }
 
-RawChapterList readTrack(File& file, const TrackMap& track) {
+// What a chapter takes besides its title, in the budget of readTrack().
+constexpr uint64_t kChapterCost = 16;
+
+/// @param budget  bytes of chapters that may still be kept, less those of this list afterwards.
+/// Samples may share their bytes, so that a small file claims titles without end.
+RawChapterList readTrack(File& file, const TrackMap& track, uint64_t& budget) {
   RawChapterList list;
   list.kind = RawChapterList::Kind::track;
   list.path = "/moov/trak" + (track.number == 0 ? "" : "[" + std::to_string(track.number) + "]");
@@ -82,8 +88,15 @@ RawChapterList readTrack(File& file, const TrackMap& track) {
     constexpr double kHundredNsPerSecond = 1e7;
     const double seconds =
         track.timescale == 0 ? 0 : static_cast<double>(sample.decodeTime) / track.timescale;
-    list.chapters.push_back({static_cast<uint64_t>(std::min(seconds, 1e12) * kHundredNsPerSecond),
-                             sampleText(file, sample)});
+    std::string title = sampleText(file, sample);
+    const uint64_t cost = title.size() + kChapterCost;
+    if (cost > budget) {
+      list.isCutShort = true;
+      break;
+    }
+    budget -= cost;
+    list.chapters.push_back(
+        {static_cast<uint64_t>(std::min(seconds, 1e12) * kHundredNsPerSecond), std::move(title)});
   }
   list.isCutShort = list.isCutShort || list.chapters.size() < reader.count();
   return list;
@@ -98,12 +111,14 @@ bool isTextTrack(const TrackMap& track) {
 /// The text tracks that others name as their chapters. Pictures of chapters are none.
 void readTracks(File& file, std::vector<RawChapterList>& lists) {
   const MovieMap map = readMovieMap(file);
+  // A title in UTF-16 becomes half as long again in UTF-8.
+  uint64_t budget = file.size() + file.size() / 2;
   for (const TrackMap& track : map.tracks) {
     const bool isNamed = std::any_of(map.tracks.begin(), map.tracks.end(), [&](const auto& other) {
       const auto& named = other.chapterTracks;
       return std::find(named.begin(), named.end(), track.id) != named.end();
     });
-    if (isNamed && isTextTrack(track)) lists.push_back(readTrack(file, track));
+    if (isNamed && isTextTrack(track)) lists.push_back(readTrack(file, track, budget));
   }
 }
 

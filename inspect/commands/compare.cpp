@@ -22,7 +22,8 @@ class Compare final : public Command {
            "covers are compared, wherever in the files they lie: a file that was only\n"
            "written in another order is the same. The first difference of each subject is\n"
            "told. Where the tables claim far more samples than the file can hold, the rest\n"
-           "is not compared, and the files don't count as the same.\n"
+           "is not compared, and the files don't count as the same. Of files that the\n"
+           "library refuses only tracks, packets, times and headers are compared.\n"
            "Tracks and samples are counted from 0.";
   }
   void addOptions(CLI::App& app) override {

@@ -148,8 +148,7 @@ class TrackPrinter {
     }
     surroundings_.out.line(
         "{:>8}  and those after it are left out, as the file claims more samples than it has "
-        "bytes: "
-        "{}. --range with both ends lists them.",
+        "bytes: {}. --range with an end lists them.",
         number, cli::counted(rest, "sample"));
   }
 
@@ -279,7 +278,7 @@ class Samples final : public Command {
            "With --runs the tables are shown as they are stored: how many samples share a\n"
            "duration, an offset or a size, and where each chunk lies.\n"
            "Where tracks claim more samples than the file has bytes, only that many are\n"
-           "listed, unless --range tells both ends.\n"
+           "listed, unless --range has an end.\n"
            "With --json one object a line: a track, then its samples or runs.";
   }
 

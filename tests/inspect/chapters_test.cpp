@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/inspect/scratch_movie.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/tag_boxes.h"
@@ -63,19 +65,23 @@ TEST(InspectChapters, OfAListThatIsCutAreShownAsFarAsTheyGo) {
   EXPECT_EQ(document["plugin"]["opens"], false);
 }
 
-TEST(InspectChapters, OfAChapterTrackAreShownThoughThePlugInReadsNone) {
-  const auto tkhd = [](uint32_t id) {
-    return box("tkhd", full(0, 7), zeros(8), u32(id), zeros(68));
-  };
+Bytes tkhdOf(uint32_t id) { return box("tkhd", full(0, 7), zeros(8), u32(id), zeros(68)); }
+
+/// A book whose sound names a track of titles.
+ScratchMovie movieWithChapterTrack(MediaTrack titles) {
   MediaTrack audio = aacTrack({});
-  audio.boxes.tkhd = join(tkhd(1), box("tref", box("chap", u32(2))));
-  MediaTrack titles;
-  titles.boxes.tkhd = tkhd(2);
+  audio.boxes.tkhd = join(tkhdOf(1), box("tref", box("chap", u32(2))));
+  titles.boxes.tkhd = tkhdOf(2);
   titles.boxes.timescale = 10;
   titles.boxes.stsd = stsd(otherEntry());
+  return ScratchMovie(movieFile({.tracks = {audio, titles}}).bytes);
+}
+
+TEST(InspectChapters, OfAChapterTrackAreShownThoughThePlugInReadsNone) {
+  MediaTrack titles;
   titles.boxes.stts = stts({{1, 15}, {1, 5}});
   titles.samples = {join(u16(3), text("One")), join(u16(4), raw({0xfe, 0xff, 0x30, 0x42}))};
-  const ScratchMovie movie(movieFile({.tracks = {audio, titles}}).bytes);
+  const ScratchMovie movie = movieWithChapterTrack(titles);
   const auto lists = movie.json("chapters")["lists"];
   ASSERT_EQ(lists.size(), 1u);
   EXPECT_EQ(lists[0]["kind"], "track");
@@ -88,6 +94,33 @@ TEST(InspectChapters, OfAChapterTrackAreShownThoughThePlugInReadsNone) {
   EXPECT_THAT(
       movie.run("chapters").out,
       HasSubstr("/moov/trak[1], a chapter track: 2 chapters\n      not read by the plug-in\n"));
+}
+
+TEST(InspectChapters, OfAChapterTrackWhoseTitlesShareTheirBytesAreNoMoreThanTheFileHolds) {
+  constexpr uint16_t kLength = 5000;
+  MediaTrack titles;
+  titles.samples = {join(u16(kLength), repeat('x', kLength))};
+  titles.boxes.stts = stts({{60000, 1}});
+  titles.boxes.stsz = stszConstant(kLength + 2, 60000);
+  titles.boxes.stsc = stsc({{1, 1}});
+  const ScratchMovie movie = movieWithChapterTrack(titles);
+  const auto bytes = std::filesystem::file_size(movie.file());
+  const auto lists = movie.json("chapters")["lists"];
+  ASSERT_EQ(lists.size(), 1u);
+  EXPECT_EQ(lists[0]["cut_short"], true);
+  EXPECT_EQ(lists[0]["chapters"].size(), bytes * 3 / 2 / (kLength + 16));
+}
+
+TEST(InspectChapters, OfAChapterTrackWithoutTitlesAreNoMoreThanTheFileHolds) {
+  MediaTrack titles;
+  titles.samples = {u16(0)};
+  titles.boxes.stts = stts({{60000, 1}});
+  titles.boxes.stsz = stszConstant(2, 60000);
+  titles.boxes.stsc = stsc({{1, 1}});
+  const ScratchMovie movie = movieWithChapterTrack(titles);
+  const auto lists = movie.json("chapters")["lists"];
+  EXPECT_EQ(lists[0]["cut_short"], true);
+  EXPECT_LT(lists[0]["chapters"].size(), std::filesystem::file_size(movie.file()) / 10);
 }
 
 TEST(InspectChapters, WithoutAListAreOneOfTheWholeFile) {

@@ -139,7 +139,7 @@ TEST(Compare, EndsWhateverTheTablesClaim) {
     const uint64_t last = (65536 + 4 * book.size()) / bytes;
     const std::string text =
         "track 0, sample " + std::to_string(last) +
-        ", and those after it are left out: the tables claim more than the file holds";
+        ", and all that follow are left out: the tables claim more than the file holds";
     for (const json& one : document["subjects"]) {
       const bool ofSamples = one["subject"] == "packets" || one["subject"] == "times";
       EXPECT_EQ(one["same"], !ofSamples) << one;
@@ -149,6 +149,61 @@ TEST(Compare, EndsWhateverTheTablesClaim) {
       }
     }
   }
+}
+
+TEST(Compare, SaysWhereItStoppedThoughOtherTracksFollow) {
+  MediaTrack claims = aacTrack();
+  claims.boxes.stsz = stszConstant(1, 4000000000);
+  claims.boxes.stts = stts({{4000000000, 1}});
+  const Bytes book = movieFile({.tracks = {claims, avcTrack()}}).bytes;
+  const json document = compared(book, book);
+  const std::string first = "track 0, sample " + std::to_string(65536 + 4 * book.size()) + ", and";
+  EXPECT_THAT(difference(document, "packets"), testing::StartsWith(first));
+  EXPECT_THAT(difference(document, "times"), testing::StartsWith(first));
+}
+
+/// A book of which the last `missing` bytes, all of them media, were lost.
+Bytes cutBook(size_t missing, const MediaTrack& track = aacTrack()) {
+  Bytes book = bookWith({}, track);
+  book.resize(book.size() - missing);
+  return book;
+}
+
+TEST(Compare, GoesOnWithTheTimesBehindTheEndOfTheFiles) {
+  MediaTrack shorter = aacTrack();
+  shorter.boxes.stts = stts({{19, 1024}, {1, 512}});
+  const json document = compared(cutBook(250), cutBook(250, shorter));
+  EXPECT_EQ(difference(document, "times"), "track 0, sample 19, ticks long: 1024 and 512");
+  EXPECT_EQ(difference(document, "packets"), "");
+  EXPECT_TRUE(compared(cutBook(250), cutBook(250))["same"]);
+}
+
+TEST(Compare, GoesOnWithTheTimesBehindTheSizes) {
+  MediaTrack track = aacTrack();
+  track.boxes.stsz = stsz({24, 25, 26});
+  MediaTrack shorter = track;
+  shorter.boxes.stts = stts({{19, 1024}, {1, 512}});
+  EXPECT_EQ(difference(compared(bookWith({}, track), bookWith({}, shorter)), "times"),
+            "track 0, sample 19, ticks long: 1024 and 512");
+  MediaTrack longer = aacTrack();
+  longer.boxes.stsz = stsz({24, 25, 26, 24});
+  EXPECT_EQ(difference(compared(bookWith({}, track), bookWith({}, longer)), "packets"),
+            "track 0, sample 3, only one has a size");
+}
+
+TEST(Compare, EndsWhateverTagsAllChaptersShare) {
+  std::vector<Mark> marks;
+  for (uint64_t i = 0; i < 1000; ++i) marks.push_back({i, ""});
+  Bytes fields;
+  for (int i = 0; i < 600; ++i) {
+    append(fields, box("\xa9nam", box("data", full(0, 1), u32(0), text("T" + std::to_string(i)))));
+  }
+  const Bytes book = bookWith(join(chpl(marks), metaWith(fields)));
+  const json document = compared(book, book);
+  EXPECT_FALSE(document["same"]);
+  EXPECT_THAT(difference(document, "chapters"),
+              testing::MatchesRegex("chapter [0-9]+ and those after it are left out: .*tags"));
+  EXPECT_EQ(difference(document, "tags"), "");
 }
 
 TEST(Compare, TellsADifferenceBeforeThePlaceWhereItStopped) {

@@ -139,7 +139,7 @@ TEST(Samples, ShowTheRangeThatIsAskedFor) {
   EXPECT_THAT(numbers("9000:"), testing::IsEmpty());
 }
 
-TEST(Samples, AreNeverMoreThanTheFileHasBytesUnlessTheRangeEnds) {
+TEST(Samples, AreNeverMoreThanTheFileHasBytesUnlessTheRangeHasAnEnd) {
   MediaTrack sound = aacTrack();
   sound.boxes.stsz = stszConstant(1, 4000000000);
   sound.boxes.stts = stts({{4000000000, 1}});
@@ -153,7 +153,7 @@ TEST(Samples, AreNeverMoreThanTheFileHasBytesUnlessTheRangeEnds) {
   EXPECT_EQ(lines(out), bytes + 2 * 3) << "two headings and the note for each track";
   EXPECT_THAT(out, HasSubstr(fmt::format(
                        "\n{:>8}  and those after it are left out, as the file claims more samples "
-                       "than it has bytes: {} samples. --range with both ends lists them.\n",
+                       "than it has bytes: {} samples. --range with an end lists them.\n",
                        bytes, 4000000000 - bytes)));
   EXPECT_THAT(out, HasSubstr("\n       0  and those after it are left out"))
       << "the budget is that of the file, not of a track";
