@@ -323,7 +323,8 @@ Json seeks(const FileCheck& check) {
 
 }  // namespace
 
-Json reportData(File& file, const PluginView& view, const std::function<void()>& poll) {
+Json reportData(File& file, const PluginView& view, const std::function<void()>& poll,
+                uint64_t mostSamples) {
   Opening opening;
   open(file, opening);
   const MovieMap map = readMovieMap(file);
@@ -348,7 +349,7 @@ Json reportData(File& file, const PluginView& view, const std::function<void()>&
   data["boxes"] = std::move(boxes.boxes);
   data["boxes_left_out"] = boxes.leftOut;
   data["tracks"] = Json::array();
-  uint64_t budget = kMostSamples;
+  uint64_t budget = mostSamples;
   for (const TrackMap& track : map.tracks) {
     data["tracks"].push_back(trackData(file, track, poll, budget));
   }

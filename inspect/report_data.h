@@ -1,11 +1,13 @@
 // Everything that a report shows, as the JSON that its page reads.
 #pragma once
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 
 #include "cli/json_text.h"
 #include "inspect/file.h"
 #include "inspect/plugin_view.h"
+#include "inspect/report_series.h"
 
 namespace inspect {
 
@@ -16,6 +18,8 @@ inline constexpr uint64_t kMostPictureBytes = 1'500'000;
 
 /// @param view  what the plug-in tells of the file
 /// @param poll  called now and then; may throw to end a long look
-cli::Json reportData(File& file, const PluginView& view, const std::function<void()>& poll);
+/// @param mostSamples  that are looked at for the plots, of all tracks together
+cli::Json reportData(File& file, const PluginView& view, const std::function<void()>& poll,
+                     uint64_t mostSamples = kMostSamples);
 
 }  // namespace inspect

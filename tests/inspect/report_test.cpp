@@ -5,7 +5,9 @@
 
 #include <fstream>
 #include <numeric>
+#include <vector>
 
+#include "inspect/report_data.h"
 #include "inspect/report_series.h"
 #include "tests/inspect/scratch_movie.h"
 #include "tests/support/movie_builder.h"
@@ -162,6 +164,24 @@ TEST(TrackSeries, OfATableThatClaimsThousandsOfMillionsEndSoon) {
   EXPECT_EQ(series.leftOut, 0xffffffffu - 50'000);
   EXPECT_LE(series.bitRate.kilobits.size(), inspect::kMostBitRates);
   EXPECT_LE(series.sizes.time.size(), inspect::kMostPoints);
+}
+
+TEST(InspectReport, LooksAtNoMoreSamplesOfAllTracksThanOfOne) {
+  MediaTrack claims = aacTrack();
+  claims.boxes.stsz = stszConstant(1, 40'000);
+  claims.boxes.stts = stts({{40'000, 1}});
+  const ScratchMovie movie(movieFile({.tracks = {claims, claims, claims}}).bytes);
+  inspect::File file(movie.file());
+  const auto data = inspect::reportData(
+      file, {}, [] {}, 50'000);
+  std::vector<uint64_t> looked;
+  std::vector<uint64_t> leftOut;
+  for (const auto& track : data["tracks"]) {
+    looked.push_back(track["samples"]);
+    leftOut.push_back(track["samples_left_out"]);
+  }
+  EXPECT_EQ(looked, (std::vector<uint64_t>{40'000, 10'000, 0}));
+  EXPECT_EQ(leftOut, (std::vector<uint64_t>{0, 30'000, 40'000}));
 }
 
 }  // namespace
