@@ -14,8 +14,7 @@ namespace media {
 struct File {
   std::string name;
   bool ofCorpus = false;
-  bool plays = true;         ///< opens, and can be played to its end
-  std::string remark = "-";  ///< why other programs deliver more or less of it
+  bool plays = true;  ///< opens, and can be played to its end
 
   /// @pre available()
   std::filesystem::path path() const;
@@ -29,6 +28,9 @@ std::vector<File> playableFiles();
 std::vector<File> brokenFiles();
 
 std::optional<std::filesystem::path> corpusFolder();
+
+/// What users read about the element.
+std::filesystem::path documentation();
 
 /// The name of a test case for a file: letters, digits and underscores.
 std::string caseName(const testing::TestParamInfo<File>& info);
