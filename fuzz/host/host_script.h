@@ -25,7 +25,7 @@ enum class FaultKind : uint8_t {
   failOnce,
   failFromThen,
   workThenFail,  // the call does its work and gives a code all the same
-  half,          // half of the bytes, and success
+  half,          // half of the bytes, and success; with an odd argument from here on
   nonsense,      // an out-argument that can't be
   resize,        // the stream becomes shorter or longer
   lieAboutLength,

@@ -41,6 +41,18 @@ uint64_t lie(uint16_t argument, uint64_t length) {
   }
 }
 
+/// Documented codes are small; the others reach over all 32 bits, the sign too.
+uint32_t codeOf(uint16_t argument) {
+  if (argument < 0x100) return std::max<uint32_t>(1, argument);
+  return uint32_t{argument} << 16 | argument;
+}
+
+/// Whether a fault strikes every call from its number on, not this one alone.
+bool goesOn(const Fault& fault) {
+  return fault.kind == FaultKind::failFromThen ||
+         (fault.kind == FaultKind::half && fault.argument % 2 != 0);
+}
+
 void store(void** out, vela::IObject* object) {
   object->addRef();
   if (auto* previous = static_cast<vela::IObject*>(std::exchange(*out, object))) {
@@ -58,7 +70,7 @@ std::vector<Fault> HostRun::enter(HostCall call) {
   for (const Fault& fault : script_->faults) {
     if (fault.call != HostCall::any && fault.call != call) continue;
     const uint32_t number = fault.call == HostCall::any ? ofAny : ofKind;
-    if (fault.kind == FaultKind::failFromThen ? number >= fault.at : number == fault.at) {
+    if (goesOn(fault) ? number >= fault.at : number == fault.at) {
       due.push_back(fault);
     }
   }
@@ -74,7 +86,7 @@ std::vector<Fault> HostRun::enter(HostCall call) {
 TIOResult HostRun::failure(const std::vector<Fault>& due, FaultKind kind) {
   if (!has(due, kind)) return TIOResult::success;
   ++faults;
-  const uint32_t code = std::max<uint32_t>(1, argumentOf(due, kind));
+  const uint32_t code = codeOf(argumentOf(due, kind));
   codes.insert(code);
   const auto result = static_cast<TIOResult>(code);
   if (!firstFailure) firstFailure = result;

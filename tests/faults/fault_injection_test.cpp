@@ -18,7 +18,7 @@ using vela::TIOResult;
 
 namespace {
 
-constexpr auto kForeignCode = static_cast<TIOResult>(0x1234);
+constexpr auto kForeignCode = static_cast<TIOResult>(0x80041234);
 
 struct File {
   std::string name;
