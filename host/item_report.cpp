@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <system_error>
 
 #include "cli/text.h"
 #include "host/failure.h"
@@ -27,6 +28,31 @@ class TextSink final : public vela::IStringSink {
 
 /// The identifier under which a film's tags are found.
 constexpr uint32_t kFirstChapter = 1;
+
+// Every chapter tells the tags of the file, too, so that a small file may tell them without end.
+constexpr uint64_t kBytesOfTags = 8 << 20;   // that are kept of any file
+constexpr uint64_t kBytesForEachOfFile = 4;  // and of larger ones
+
+/// Bytes of memory for the tags of all items.
+class TagBudget {
+ public:
+  explicit TagBudget(const std::filesystem::path& file) {
+    std::error_code unknown;
+    const uint64_t size = std::filesystem::file_size(file, unknown);
+    left_ = kBytesOfTags + (unknown ? 0 : size * kBytesForEachOfFile);
+  }
+
+  bool isSpent() const { return left_ == 0; }
+  void spend(const std::vector<Tag>& tags) {
+    for (const Tag& tag : tags) {
+      const uint64_t units = tag.name.size() + tag.value.size();
+      left_ -= std::min<uint64_t>(left_, sizeof tag + units * sizeof(char16_t));
+    }
+  }
+
+ private:
+  uint64_t left_;
+};
 
 /// What stopped an operation that the rest of the report does not depend on.
 template <class Operation>
@@ -107,14 +133,22 @@ FileReport reportOf(Session& session, const std::filesystem::path& file) {
   report.whole = describe(*splitter.get(), 0, session.token);
   const uint32_t count = splitter->getItemCount();
   report.audioOnly = splitter->getItemId(0) != 0;
+  TagBudget budget(file);
   for (uint32_t index = 0; index < count; ++index) {
     ItemReport item;
     item.id = splitter->getItemId(index);
     if (report.audioOnly && index < report.whole.chapters.size()) {
       item.start = report.whole.chapters[index].start;
     }
-    item.failure =
-        failureOf(session, [&] { item.info = describe(*splitter.get(), item.id, session.token); });
+    item.failure = failureOf(session, [&] {
+      if (budget.isSpent()) {
+        throw Failure(Place::describing, TIOResult::outOfMemory,
+                      "The items before it have more tags than a file of this size may fill memory "
+                      "with.");
+      }
+      item.info = describe(*splitter.get(), item.id, session.token);
+    });
+    budget.spend(item.info.tags);
     if (item.id == 0) {
       MediaInfoRecord chapter;
       if (splitter->describeItem(kFirstChapter, &chapter, &session.token) == TIOResult::success) {

@@ -41,7 +41,8 @@ struct FileReport {
 void shareCommonTags(FileReport& report);
 
 /// Opens the file and asks for all there is. The tags of a file with video are asked for under the
-/// identifier of its first chapter, because the interface tells tags with a chapter only.
+/// identifier of its first chapter, because the interface tells tags with a chapter only. Items
+/// whose tags would need more memory than 8 MiB and four times the file's size have a failure.
 /// @throws Failure when the file can't be opened or described at all
 FileReport reportOf(Session& session, const std::filesystem::path& file);
 

@@ -4,12 +4,16 @@
 
 #include <cstdio>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "host/host_objects.h"
 #include "host/splitter_file.h"
 #include "tests/programs/child.h"
 #include "tests/programs/media.h"
+#include "tests/support/movie_builder.h"
+#include "tests/support/tag_boxes.h"
 
 namespace {
 
@@ -138,6 +142,30 @@ struct FailingFile {
 
   std::FILE* source;
 };
+
+TEST_F(Failures, OfItemsWhoseTagsWouldFillMemoryAreToldWithThem) {
+  using namespace boxes;
+  std::vector<Mark> marks;
+  for (uint64_t i = 0; i < 1000; ++i) marks.push_back({i * 100, ""});
+  Bytes titles;
+  for (int i = 0; i < 600; ++i) {
+    const std::string title = std::string(200, 'x') + std::to_string(i);
+    append(titles, box("\xa9nam", box("data", full(0, 1), u32(0), text(title))));
+  }
+  const Bytes book =
+      movieFile({.tracks = {aacTrack()}, .udta = join(chpl(marks), metaWith(titles))}).bytes;
+  write("book.m4a", std::string(book.begin(), book.end()));
+  const media::ProgramResult result = run({"info", "book.m4a", "--json"});
+  EXPECT_EQ(result.status, 6);
+  EXPECT_LT(result.output.size(), 8u << 20);
+  const auto report = nlohmann::json::parse(result.output.substr(0, result.output.rfind('}') + 1));
+  const auto& items = report["items"];
+  ASSERT_EQ(items.size(), 1000u);
+  EXPECT_FALSE(items[0].contains("error")) << items[0];
+  ASSERT_TRUE(items[999].contains("error"));
+  EXPECT_EQ(items[999]["error"]["message"],
+            "The items before it have more tags than a file of this size may fill memory with.");
+}
 
 TEST(FailingRead, IsToldWithItsByteAndTheSystemsReason) {
   FailingFile file(media::dataFolder() / "sample.mp4");
