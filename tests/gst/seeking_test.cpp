@@ -227,14 +227,26 @@ std::vector<Picture> filmPictures() {
   return picturesOf(pipeline.element("pictures").get());
 }
 
+/// The film, decoded, while it plays.
+struct PlayingFilm {
+  PlayingFilm()
+      : pipeline(source(film()) + kFilmBranches),
+        pictures(pipeline.element("pictures")),
+        sound(pipeline.element("sound")) {
+    pipeline.setState(GST_STATE_PLAYING);
+    EXPECT_TRUE(pull(pictures.get()));
+  }
+
+  Pipeline pipeline;
+  const Owned<GstElement> pictures;
+  const Owned<GstElement> sound;
+};
+
 TEST(SeeksInFilms, ShowThePictureAtTheTarget) {
   const std::vector<Picture> whole = filmPictures();
   ASSERT_GT(whole.size(), 190u);
-  Pipeline pipeline(source(film()) + kFilmBranches);
-  const auto pictures = pipeline.element("pictures");
-  const auto sound = pipeline.element("sound");
-  pipeline.setState(GST_STATE_PLAYING);
-  ASSERT_TRUE(pull(pictures.get()));
+  PlayingFilm playing;
+  auto& [pipeline, pictures, sound] = playing;
   std::mt19937_64 random(22);
   for (int i = 0; i < 60; ++i) {
     const size_t wanted = 1 + random() % (whole.size() - 4);
@@ -252,11 +264,8 @@ TEST(SeeksInFilms, ShowThePictureAtTheTarget) {
 
 TEST(SeeksInFilms, ToAKeyFrameTakeTheSoundAlong) {
   const std::vector<Picture> whole = filmPictures();
-  Pipeline pipeline(source(film()) + kFilmBranches);
-  const auto pictures = pipeline.element("pictures");
-  const auto sound = pipeline.element("sound");
-  pipeline.setState(GST_STATE_PLAYING);
-  ASSERT_TRUE(pull(pictures.get()));
+  PlayingFilm playing;
+  auto& [pipeline, pictures, sound] = playing;
   for (const size_t second : {size_t{5}, size_t{1}, size_t{3}, size_t{6}, size_t{2}}) {
     const uint64_t key = whole[second * 25].time;
     for (const uint64_t after : {uint64_t{0}, uint64_t{30000000}, uint64_t{900000000}}) {
@@ -272,11 +281,8 @@ TEST(SeeksInFilms, ToAKeyFrameTakeTheSoundAlong) {
 
 TEST(SeeksInFilms, WithAStopShowEveryPictureBeforeItAndNoOther) {
   const std::vector<Picture> whole = filmPictures();
-  Pipeline pipeline(source(film()) + kFilmBranches);
-  const auto pictures = pipeline.element("pictures");
-  const auto sound = pipeline.element("sound");
-  pipeline.setState(GST_STATE_PLAYING);
-  ASSERT_TRUE(pull(pictures.get()));
+  PlayingFilm playing;
+  auto& [pipeline, pictures, sound] = playing;
   std::mt19937_64 random(23);
   for (int i = 0; i < 40; ++i) {
     SCOPED_TRACE(i);

@@ -208,6 +208,30 @@ class SlowSource {
   GstPad* pad_;
 };
 
+/// The element behind such a source, with a queue and a sink.
+class Behind {
+ public:
+  explicit Behind(SlowSource& source)
+      : pipeline(std::string("velademux name=d") + kQueue + "fakesink"), source_(source) {
+    const auto demuxer = pipeline.element("d");
+    sink_.reset(gst_element_get_static_pad(demuxer.get(), "sink"));
+    EXPECT_EQ(gst_pad_link_full(source.pad(), sink_.get(), GST_PAD_LINK_CHECK_NOTHING),
+              GST_PAD_LINK_OK);
+  }
+  Behind(const Behind&) = delete;
+  Behind& operator=(const Behind&) = delete;
+  ~Behind() {
+    pipeline.setState(GST_STATE_NULL);
+    gst_pad_unlink(source_.pad(), sink_.get());
+  }
+
+  Pipeline pipeline;
+
+ private:
+  SlowSource& source_;
+  Owned<GstPad> sink_;
+};
+
 bool waitUntil(const std::function<bool()>& condition) {
   for (int i = 0; i < 10000; ++i) {
     if (condition()) return true;
@@ -220,10 +244,8 @@ TEST(SlowSources, KeepNoStateChangeWaitingForMoreThanTheReadUnderWay) {
   // Opening takes several reads, each a quarter of a second.
   constexpr milliseconds kDelay(250);
   SlowSource slow(media::File{"audiobook.m4a"}.path().string(), kDelay);
-  Pipeline pipeline(std::string("velademux name=d") + kQueue + "fakesink");
-  const auto demuxer = pipeline.element("d");
-  GstPad* const sink = gst_element_get_static_pad(demuxer.get(), "sink");
-  ASSERT_EQ(gst_pad_link_full(slow.pad(), sink, GST_PAD_LINK_CHECK_NOTHING), GST_PAD_LINK_OK);
+  Behind behind(slow);
+  Pipeline& pipeline = behind.pipeline;
   for (int round = 0; round < 3; ++round) {
     const int before = slow.reads();
     pipeline.setState(GST_STATE_PAUSED);
@@ -233,8 +255,6 @@ TEST(SlowSources, KeepNoStateChangeWaitingForMoreThanTheReadUnderWay) {
     EXPECT_LT(closing.longest(), kDelay + milliseconds(500));
     EXPECT_EQ(slow.reads(), before + 1) << "the read under way was the last one";
   }
-  gst_pad_unlink(slow.pad(), sink);
-  gst_object_unref(sink);
 }
 
 /// More than the plug-in and the queues hold.
@@ -247,10 +267,8 @@ TEST(SlowSources, KeepNoFlushingSeekWaitingForMoreThanTheReadUnderWay) {
   // A block of the plug-in's cache is 16 reads, which take 0.8 s where nobody ends them.
   constexpr milliseconds kDelay(50);
   SlowSource slow(minuteOfSound(), milliseconds(0), 1024);
-  Pipeline pipeline(std::string("velademux name=d") + kQueue + "fakesink");
-  const auto demuxer = pipeline.element("d");
-  GstPad* const sink = gst_element_get_static_pad(demuxer.get(), "sink");
-  ASSERT_EQ(gst_pad_link_full(slow.pad(), sink, GST_PAD_LINK_CHECK_NOTHING), GST_PAD_LINK_OK);
+  Behind behind(slow);
+  Pipeline& pipeline = behind.pipeline;
   pipeline.setState(GST_STATE_PAUSED);
   ASSERT_TRUE(pipeline.waitForState());
   slow.setDelay(kDelay);
@@ -270,17 +288,12 @@ TEST(SlowSources, KeepNoFlushingSeekWaitingForMoreThanTheReadUnderWay) {
   }
   slow.setDelay(milliseconds(0));
   EXPECT_TRUE(pipeline.waitForState());
-  pipeline.setState(GST_STATE_NULL);
-  gst_pad_unlink(slow.pad(), sink);
-  gst_object_unref(sink);
 }
 
 TEST(FailingSources, AreAnErrorThatSaysSo) {
   SlowSource source(minuteOfSound(), milliseconds(0));
-  Pipeline pipeline(std::string("velademux name=d") + kQueue + "fakesink");
-  const auto demuxer = pipeline.element("d");
-  GstPad* const sink = gst_element_get_static_pad(demuxer.get(), "sink");
-  ASSERT_EQ(gst_pad_link_full(source.pad(), sink, GST_PAD_LINK_CHECK_NOTHING), GST_PAD_LINK_OK);
+  Behind behind(source);
+  Pipeline& pipeline = behind.pipeline;
   pipeline.setState(GST_STATE_PAUSED);
   ASSERT_TRUE(pipeline.waitForState());
   source.failFromNowOn();
@@ -288,9 +301,6 @@ TEST(FailingSources, AreAnErrorThatSaysSo) {
   const Outcome outcome = pipeline.waitForEnd();
   EXPECT_EQ(outcome.kind, Outcome::Kind::error);
   EXPECT_EQ(outcome.text, "The source could not be read.");
-  pipeline.setState(GST_STATE_NULL);
-  gst_pad_unlink(source.pad(), sink);
-  gst_object_unref(sink);
 }
 
 }  // namespace
