@@ -57,6 +57,8 @@ cuts() {
   cmake --preset dev && cmake --build --preset dev --target velahost vela_splitter_mp4 \
     && /usr/bin/python3 -B scripts/cut_figures.py build/dev/host/velahost --check "$VELA_CORPUS"/*.m[p4]*
 }
+# Lines and branches of the plug-in that tests and fuzz inputs reach, with a list of the others.
+coverage() { /usr/bin/python3 -B scripts/coverage.py; }
 site() { /usr/bin/python3 -B scripts/site.py build/site; }
 corpus_was_used() { python3 -B scripts/test_report.py corpus "${corpus_reports[@]}"; }
 
@@ -75,6 +77,7 @@ declare -A stages=(
   [cuts]="cuts"
   [packages]="package_files"
   [site]="site"
+  [coverage]="coverage"
   [clang]="tested clang"
   [release-tests]="tested release-tests"
   [x86-32]="tested x86-32"
@@ -91,7 +94,7 @@ declare -A stages=(
   [gst-asan]="tested gst-asan"
   [corpus]="corpus_was_used"
 )
-all=(format includes golden dev asan threads compatibility cuts site clang release-tests x86-32 tidy windows windows-x86 arm wince device gst gst-threads gst-asan bench hostile packages)
+all=(format includes golden dev asan threads compatibility cuts site clang release-tests x86-32 tidy windows windows-x86 arm wince device gst gst-threads gst-asan coverage bench hostile packages)
 # Stages whose tests must have used the corpus where there is one.
 corpus_reports=(build/stages/{dev,asan,clang,release-tests,gst}.xml)
 
