@@ -88,10 +88,14 @@ class TrackPrinter {
     while (reader.next(sample) && sample.number < range.end) {
       if (sample.number % kPollInterval == 0) surroundings_.throwIfCancelled();
       // Past the size table nothing more is known of any sample.
-      if (!sample.hasSize) return endOfSizes(sample.number);
+      if (!sample.hasSize) return tellRest("without_size", sample.number, "have no size");
       if (sample.number < range.first) continue;
       if (range.end == kNoEnd) {
-        if (budget_ == 0) return leaveOut(sample.number);
+        if (budget_ == 0) {
+          return tellRest("left_out", sample.number,
+                          "are left out, as the file claims more samples than it has bytes",
+                          ". --range with an end lists them.");
+        }
         --budget_;
       }
       if (output_ == Output::json) {
@@ -124,32 +128,16 @@ class TrackPrinter {
   }
 
  private:
-  void endOfSizes(uint32_t number) const {
+  /// Why the samples from `number` on are not listed. @param advice  after their number
+  void tellRest(const char* type, uint32_t number, const char* why, const char* advice = "") const {
     const uint64_t rest = track_.sampleCount - number;
     if (output_ == Output::json) {
-      surroundings_.out.json({{"type", "without_size"},
-                              {"track", track_.number},
-                              {"first_sample", number},
-                              {"samples", rest}});
+      surroundings_.out.json(
+          {{"type", type}, {"track", track_.number}, {"first_sample", number}, {"samples", rest}});
       return;
     }
-    surroundings_.out.line("{:>8}  and those after it have no size: {}", number,
-                           cli::counted(rest, "sample"));
-  }
-
-  void leaveOut(uint32_t number) const {
-    const uint64_t rest = track_.sampleCount - number;
-    if (output_ == Output::json) {
-      surroundings_.out.json({{"type", "left_out"},
-                              {"track", track_.number},
-                              {"first_sample", number},
-                              {"samples", rest}});
-      return;
-    }
-    surroundings_.out.line(
-        "{:>8}  and those after it are left out, as the file claims more samples than it has "
-        "bytes: {}. --range with an end lists them.",
-        number, cli::counted(rest, "sample"));
+    surroundings_.out.line("{:>8}  and those after it {}: {}{}", number, why,
+                           cli::counted(rest, "sample"), advice);
   }
 
   void writeText(const Sample& sample) const {
