@@ -494,9 +494,8 @@ void Demuxer::fail(const Failure& failure) {
 /// Nothing more can follow, whatever the last seek asked for.
 void Demuxer::endAfterError() {
   for (Output& output : outputs_) {
-    const bool hadEnd = output.ended && !playsSegment();
     endOutput(output);
-    if (!hadEnd && playsSegment()) pushEnd(output);
+    if (playsSegment()) pushEnd(output);
   }
   pause();
 }

@@ -124,11 +124,10 @@ class Demuxer {
   std::atomic<std::thread::id> streamingThread_{};
   std::atomic<std::thread::id> seekingThread_{};
 
-  uint32_t playedItem_ = 0;
-
   // Of the streaming thread, or of who holds its lock. Outputs come and go under the element's
   // object lock, too, for a flush that begins in another thread.
   std::vector<Output> outputs_;
+  uint32_t playedItem_ = 0;
   GstFlowCombiner* flows_;
   bool seekPending_ = false;
   PendingSeek seek_;

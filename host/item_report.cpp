@@ -142,9 +142,10 @@ FileReport reportOf(Session& session, const std::filesystem::path& file) {
     }
     item.failure = failureOf(session, [&] {
       if (budget.isSpent()) {
-        throw Failure(Place::describing, TIOResult::outOfMemory,
-                      "The items before it have more tags than a file of this size may fill memory "
-                      "with.");
+        throw Failure(
+            Place::describing, TIOResult::outOfMemory,
+            "The tags of the items before it take all the memory that a file of this size "
+            "may have.");
       }
       item.info = describe(*splitter.get(), item.id, session.token);
     });

@@ -409,7 +409,7 @@ TEST(Failures, OfTheSplitterAreErrorsWithItsSentence) {
             "The file is damaged, or it holds no stream that the splitter can play (result 5).");
 }
 
-/// The sample with one byte changed, `place` bytes behind the name of its first box of a type.
+/// The sample with one byte changed, `place` bytes after the name of its first box of a type.
 void writeChanged(const std::string& to, const std::string& type, size_t place, uint8_t byte) {
   std::ifstream in(data("sample.mp4"), std::ios::binary);
   std::string bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
@@ -463,7 +463,7 @@ class Ends {
   std::atomic<int> count_{0};
 };
 
-TEST(Failures, OfTheElementsBehindEndTheStreamAlsoInsideASegment) {
+TEST(Failures, OfLaterElementsEndTheStreamAlsoInsideASegment) {
   for (const bool segment : {false, true}) {
     SCOPED_TRACE(segment);
     Pipeline pipeline(source(data("audiobook.m4a")) +

@@ -149,7 +149,7 @@ TEST(Stress, CapsAreAnsweredWhileAnotherThreadClosesThePad) {
 class SlowSource {
  public:
   /// @param mostBytes  of each read
-  explicit SlowSource(const std::string& file, milliseconds delay, size_t mostBytes = SIZE_MAX)
+  SlowSource(const std::string& file, milliseconds delay, size_t mostBytes = SIZE_MAX)
       : delay_(delay), mostBytes_(mostBytes) {
     std::ifstream in(file, std::ios::binary);
     bytes_.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
@@ -208,19 +208,19 @@ class SlowSource {
   GstPad* pad_;
 };
 
-/// The element behind such a source, with a queue and a sink.
-class Behind {
+/// A pipeline that plays such a source through the element.
+class SourcePlayer {
  public:
-  explicit Behind(SlowSource& source)
+  explicit SourcePlayer(SlowSource& source)
       : pipeline(std::string("velademux name=d") + kQueue + "fakesink"), source_(source) {
     const auto demuxer = pipeline.element("d");
     sink_.reset(gst_element_get_static_pad(demuxer.get(), "sink"));
     EXPECT_EQ(gst_pad_link_full(source.pad(), sink_.get(), GST_PAD_LINK_CHECK_NOTHING),
               GST_PAD_LINK_OK);
   }
-  Behind(const Behind&) = delete;
-  Behind& operator=(const Behind&) = delete;
-  ~Behind() {
+  SourcePlayer(const SourcePlayer&) = delete;
+  SourcePlayer& operator=(const SourcePlayer&) = delete;
+  ~SourcePlayer() {
     pipeline.setState(GST_STATE_NULL);
     gst_pad_unlink(source_.pad(), sink_.get());
   }
@@ -244,8 +244,8 @@ TEST(SlowSources, KeepNoStateChangeWaitingForMoreThanTheReadUnderWay) {
   // Opening takes several reads, each a quarter of a second.
   constexpr milliseconds kDelay(250);
   SlowSource slow(media::File{"audiobook.m4a"}.path().string(), kDelay);
-  Behind behind(slow);
-  Pipeline& pipeline = behind.pipeline;
+  SourcePlayer player(slow);
+  Pipeline& pipeline = player.pipeline;
   for (int round = 0; round < 3; ++round) {
     const int before = slow.reads();
     pipeline.setState(GST_STATE_PAUSED);
@@ -267,8 +267,8 @@ TEST(SlowSources, KeepNoFlushingSeekWaitingForMoreThanTheReadUnderWay) {
   // A block of the plug-in's cache is 16 reads, which take 0.8 s where nobody ends them.
   constexpr milliseconds kDelay(50);
   SlowSource slow(minuteOfSound(), milliseconds(0), 1024);
-  Behind behind(slow);
-  Pipeline& pipeline = behind.pipeline;
+  SourcePlayer player(slow);
+  Pipeline& pipeline = player.pipeline;
   pipeline.setState(GST_STATE_PAUSED);
   ASSERT_TRUE(pipeline.waitForState());
   slow.setDelay(kDelay);
@@ -292,8 +292,8 @@ TEST(SlowSources, KeepNoFlushingSeekWaitingForMoreThanTheReadUnderWay) {
 
 TEST(FailingSources, AreAnErrorThatSaysSo) {
   SlowSource source(minuteOfSound(), milliseconds(0));
-  Behind behind(source);
-  Pipeline& pipeline = behind.pipeline;
+  SourcePlayer player(source);
+  Pipeline& pipeline = player.pipeline;
   pipeline.setState(GST_STATE_PAUSED);
   ASSERT_TRUE(pipeline.waitForState());
   source.failFromNowOn();

@@ -163,8 +163,9 @@ TEST_F(Failures, OfItemsWhoseTagsWouldFillMemoryAreToldWithThem) {
   ASSERT_EQ(items.size(), 1000u);
   EXPECT_FALSE(items[0].contains("error")) << items[0];
   ASSERT_TRUE(items[999].contains("error"));
-  EXPECT_EQ(items[999]["error"]["message"],
-            "The items before it have more tags than a file of this size may fill memory with.");
+  EXPECT_EQ(
+      items[999]["error"]["message"],
+      "The tags of the items before it take all the memory that a file of this size may have.");
 }
 
 TEST(FailingRead, IsToldWithItsByteAndTheSystemsReason) {

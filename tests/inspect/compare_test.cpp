@@ -169,7 +169,7 @@ Bytes cutBook(size_t missing, const MediaTrack& track = aacTrack()) {
   return book;
 }
 
-TEST(Compare, GoesOnWithTheTimesBehindTheEndOfTheFiles) {
+TEST(Compare, GoesOnWithTheTimesPastTheEndOfTheFiles) {
   MediaTrack shorter = aacTrack();
   shorter.boxes.stts = stts({{19, 1024}, {1, 512}});
   const json document = compared(cutBook(250), cutBook(250, shorter));
@@ -178,7 +178,7 @@ TEST(Compare, GoesOnWithTheTimesBehindTheEndOfTheFiles) {
   EXPECT_TRUE(compared(cutBook(250), cutBook(250))["same"]);
 }
 
-TEST(Compare, GoesOnWithTheTimesBehindTheSizes) {
+TEST(Compare, GoesOnWithTheTimesPastTheSizes) {
   MediaTrack track = aacTrack();
   track.boxes.stsz = stsz({24, 25, 26});
   MediaTrack shorter = track;
