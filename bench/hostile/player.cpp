@@ -188,24 +188,20 @@ uint64_t stackOf(Operation operation) {
 
 }  // namespace
 
-Cost costOf(const boxes::Bytes& file, int repetitions) {
-  Cost cost;
-  {
-    MemoryMeter memory;
-    std::optional<Run> run;
-    const uint64_t stack = stackOf([&] { run.emplace(file); });
-    cost = run->cost();
-    run.reset();
-    cost.stack = stack;
-    cost.memory = memory.mostBytesHeld();
-    cost.memoryLeft = memory.bytesHeld();
-  }
-  for (int i = 0; i < repetitions; ++i) {
-    const Cost again = Run(file).cost();
-    for (double Cost::*time :
-         {&Cost::open, &Cost::describe, &Cost::seek, &Cost::next, &Cost::read}) {
-      cost.*time = i == 0 ? again.*time : std::min(cost.*time, again.*time);
-    }
-  }
+Cost costOf(const boxes::Bytes& file) {
+  Cost cost = Run(file).cost();
+  MemoryMeter memory;
+  std::optional<Run> run;
+  cost.stack = stackOf([&] { run.emplace(file); });
+  run.reset();
+  cost.memory = memory.mostBytesHeld();
+  cost.memoryLeft = memory.bytesHeld();
   return cost;
+}
+
+void timeAgain(const boxes::Bytes& file, Cost& cost) {
+  const Cost again = Run(file).cost();
+  for (double Cost::*time : {&Cost::open, &Cost::describe, &Cost::seek, &Cost::next, &Cost::read}) {
+    cost.*time = std::min(cost.*time, again.*time);
+  }
 }

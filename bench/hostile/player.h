@@ -4,7 +4,7 @@
 
 #include "tests/support/boxes.h"
 
-/// Times are the processor's, in seconds: the smallest of several runs.
+/// Times are the processor's, in seconds.
 struct Cost {
   bool opened = false;      ///< false: the plug-in refused the file
   double open = 0;          ///< creation of a splitter for playback
@@ -17,5 +17,7 @@ struct Cost {
   uint64_t stack = 0;       ///< most bytes of stack below the host's call
 };
 
-/// @param repetitions  runs of each timing
-Cost costOf(const boxes::Bytes& file, int repetitions);
+/// What a run costs.
+Cost costOf(const boxes::Bytes& file);
+/// Runs again, and keeps the smaller of each time.
+void timeAgain(const boxes::Bytes& file, Cost& cost);
