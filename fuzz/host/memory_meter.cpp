@@ -56,7 +56,7 @@ void* reallocateCounted(void* block, size_t bytes) {
 }  // namespace
 
 MemoryMeter::MemoryMeter()
-    : library_(atomkit::setAllocator({allocateCounted, releaseCounted})),
+    : library_(atomkit::setAllocator({allocateCounted, reallocateCounted, releaseCounted})),
       helpers_(VMemory::GSetAllocator({allocateCounted, reallocateCounted, releaseCounted})) {
   REQUIRE(meter.blocks == 0);
   meter = {};

@@ -13,7 +13,7 @@ class FaultyMemory {
  public:
   explicit FaultyMemory(FaultPlan& plan) {
     state() = {&plan, 0};
-    atomkit_ = atomkit::setAllocator({&allocate, &release});
+    atomkit_ = atomkit::setAllocator({&allocate, &reallocate, &release});
     hal_ = VMemory::GSetAllocator({&allocate, &reallocate, &release});
   }
   ~FaultyMemory() {

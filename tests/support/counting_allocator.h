@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 
 #include "atomkit/core/containers/memory.h"
@@ -15,7 +16,7 @@ class FailingAllocation {
   explicit FailingAllocation(uint64_t failAt = kNever) {
     state() = {};
     state().failAt = failAt;
-    previous_ = atomkit::setAllocator({&allocate, &release});
+    previous_ = atomkit::setAllocator({&allocate, &reallocate, &release});
   }
   ~FailingAllocation() { atomkit::setAllocator(previous_); }
   FailingAllocation(const FailingAllocation&) = delete;
@@ -28,6 +29,8 @@ class FailingAllocation {
   uint64_t largestBlock() const { return state().largest; }
   /// Most bytes that were held at a time.
   uint64_t peakBytes() const { return state().peakBytes; }
+  /// Bytes of blocks that changed their size. All of them move.
+  uint64_t bytesMoved() const { return state().bytesMoved; }
   bool failed() const { return state().allocations > state().failAt; }
 
  private:
@@ -38,6 +41,7 @@ class FailingAllocation {
     uint64_t largest = 0;
     uint64_t bytes = 0;
     uint64_t peakBytes = 0;
+    uint64_t bytesMoved = 0;
     std::map<void*, size_t> sizes;  // of the blocks held that were made here
   };
   static State& state() {
@@ -55,6 +59,16 @@ class FailingAllocation {
     state().bytes += bytes;
     state().peakBytes = std::max(state().peakBytes, state().bytes);
     return block;
+  }
+  // Both blocks are held for a while.
+  static void* reallocate(void* block, size_t bytes) {
+    void* const other = allocate(bytes);
+    if (!other || !block) return other;
+    const size_t moved = std::min(bytes, state().sizes.at(block));
+    std::memcpy(other, block, moved);
+    state().bytesMoved += moved;
+    release(block);
+    return other;
   }
   static void release(void* block) {
     --state().held;

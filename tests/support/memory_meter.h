@@ -4,18 +4,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "atomkit/core/containers/memory.h"
 #include "hal/memory/memory.h"
 
 /// While it lives, the MP4 library, the helper library and the front end allocate through it; every
 /// block of that time must be freed in it. Not nestable. Counts the bytes that were asked for,
-/// without what the C library adds.
+/// without what the C library adds. A block that changes its size moves.
 class MemoryMeter {
  public:
   MemoryMeter() {
     state() = {};
-    previousAtomkit_ = atomkit::setAllocator({&allocate, &release});
+    previousAtomkit_ = atomkit::setAllocator({&allocate, &reallocate, &release});
     previousHal_ = VMemory::GSetAllocator({&allocate, &reallocate, &release});
   }
   ~MemoryMeter() {
@@ -59,12 +60,11 @@ class MemoryMeter {
     return bytes <= SIZE_MAX - kHeader ? account(std::malloc(kHeader + bytes), bytes) : nullptr;
   }
   static void* reallocate(void* block, size_t bytes) {
-    if (!block) return allocate(bytes);
-    if (bytes > SIZE_MAX - kHeader) return nullptr;
-    const size_t before = sizeAt(beginOf(block));
-    void* const grown = std::realloc(beginOf(block), kHeader + bytes);
-    if (grown) state().held -= before;
-    return account(grown, bytes);
+    void* const other = allocate(bytes);
+    if (!other || !block) return other;
+    std::memcpy(other, block, std::min(bytes, sizeAt(beginOf(block))));
+    release(block);
+    return other;
   }
   static void release(void* block) {
     if (!block) return;

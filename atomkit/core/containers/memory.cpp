@@ -7,7 +7,7 @@
 namespace atomkit {
 namespace {
 
-Allocator g_allocator = {std::malloc, std::free};
+Allocator g_allocator = {std::malloc, std::realloc, std::free};
 
 }  // namespace
 
@@ -16,6 +16,10 @@ Allocator setAllocator(Allocator allocator) noexcept {
 }
 
 void* allocate(size_t bytes) noexcept { return g_allocator.allocate(bytes); }
+
+void* reallocate(void* block, size_t bytes) noexcept {
+  return g_allocator.reallocate(block, bytes);
+}
 
 void release(void* block) noexcept {
   if (block) g_allocator.release(block);

@@ -7,10 +7,11 @@
 
 namespace atomkit {
 
-/// Where the library's memory comes from. Both operations must be set; `allocate` returns null when
-/// there is no memory.
+/// Where the library's memory comes from. All operations must be set; `allocate` and `reallocate`
+/// return null when there is no memory, and a failed `reallocate` leaves the block as it was.
 struct Allocator {
   void* (*allocate)(size_t bytes);
+  void* (*reallocate)(void* block, size_t bytes);
   void (*release)(void* block);
 };
 
@@ -21,6 +22,11 @@ Allocator setAllocator(Allocator allocator) noexcept;
 
 /// @return a block of `bytes` bytes aligned for any fundamental type, or null
 void* allocate(size_t bytes) noexcept;
+
+/// Changes the size of a block of allocate(), and may move it; null is a block of no bytes.
+/// @param bytes  above 0
+/// @return the block, or null when there is no memory: it is then as it was
+void* reallocate(void* block, size_t bytes) noexcept;
 
 /// Frees a block of allocate(); null is ignored.
 void release(void* block) noexcept;

@@ -193,10 +193,7 @@ void* readTable(ByteStream& stream, uint32_t count, uint32_t wordBytes, Copy cop
   const LongRead longRead(stream.head(), bytes);
   TableReader reader(stream, wordBytes, wordsPerRead, copy, feeder);
   ArrivingBlock block(stream, bytes, {}, kOutOfMemoryInArray);
-  const auto read = [&](uint8_t* to, uint32_t piece) { reader.read(to, piece / wordBytes); };
-  block.begin(read);
-  const uint32_t done = block.gather();
-  read(block.bytes() + done, bytes - done);
+  block.fill([&](uint8_t* to, uint32_t piece) { reader.read(to, piece / wordBytes); });
   feeder.finish();
   return block.take();
 }

@@ -59,9 +59,7 @@ void* readBlock(ByteStream& stream, uint32_t count, SpareRoom spare, const char*
     counted += bytes;
   };
   ArrivingBlock block(stream, count, spare, outOfMemory);
-  block.begin(read);
-  const uint32_t done = block.gather();
-  read(block.bytes() + done, count - done);
+  block.fill(read);
   return block.take();
 }
 

@@ -196,7 +196,8 @@ TEST(ValueReaders, BytesAreWholeInHoweverManyPiecesTheyArrive) {
       ASSERT_EQ(bytes.count(), count);
       EXPECT_EQ(std::memcmp(bytes.data(), expected.data(), count), 0) << count;
       EXPECT_EQ(box.remaining(), 0u);
-      EXPECT_LE(source.reads, 5u) << count;
+      EXPECT_LE(source.reads, 7u) << count;
+      EXPECT_LT(memory.bytesMoved(), 2 * uint64_t{count}) << count;
       EXPECT_EQ(memory.blocksHeld(), 1u);
       bytes.resize(0);
     }
@@ -385,7 +386,8 @@ TEST(ReadString, TheRoomOfTheLongestTextAndItsZeroByteDoesNotWrap) {
   HostStreamAdapter stream(source, 0xffffffff);
   FailingAllocation memory(0);
   EXPECT_THROWS_MESSAGE(readString(stream, 0xffffffff), "out of memory");
-  EXPECT_EQ(memory.largestBlock(), 64'512u) << "the first piece of it";
+  constexpr uint64_t kRoom = SharedString::kHeaderBytes + 1;
+  EXPECT_EQ(memory.largestBlock(), 64'512u + kRoom) << "room for the first piece of it";
 }
 
 }  // namespace
