@@ -60,6 +60,7 @@ set(VELA_HOT_SOURCES
   atomkit/core/streams/table_readers.cpp
   atomkit/core/streams/value_readers.cpp
   atomkit/core/streams/word_order.cpp
+  atomkit/core/streams/word_order_ssse3.cpp
   atomkit/core/tables/place_indexes.cpp
   atomkit/core/tables/run_index.cpp
   atomkit/core/tables/sample_tables.cpp

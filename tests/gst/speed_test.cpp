@@ -76,7 +76,8 @@ double median(std::vector<double> values) {
 }
 
 /// The time to the first buffer is a clock's and differs with what the memory allocator has at
-/// hand, so it is that of the run in the middle. Another program may disturb all runs of a while.
+/// hand, so it is that of the run in the middle. Another program may disturb all runs of a while:
+/// what is wanted is measured up to ten times.
 void measureFirstBuffers(const std::string& file, Cost& ours, Cost& theirs) {
   std::vector<double> ourFirst, theirFirst;
   for (int i = 0; i < 61; ++i) {
@@ -87,21 +88,20 @@ void measureFirstBuffers(const std::string& file, Cost& ours, Cost& theirs) {
   theirs.firstBuffer = median(theirFirst);
 }
 
-TEST(Speed, ThreeHoursOfSoundCostSixTenthsOfQtdemuxAndBeginInSevenTenthsOfItsTime) {
+TEST(Speed, ThreeHoursOfSoundCostAndBeginInSixTenthsOfQtdemux) {
   const std::string file =
       media::made("hours.m4a",
                   "-f lavfi -i \"sine=440:r=44100:d=10800\" -c:a aac -b:a 32k -aac_coder fast")
           .string();
   // Runs take turns, so that both demuxers meet the same load. Processor time is that of the run
   // that was disturbed least: more runs come nearer to it.
-  constexpr double kProcessorBound = 0.6;
+  constexpr double kBound = 0.6;
   Cost ours, theirs;
-  for (int i = 0; i < 3 || (i < 12 && ours.processor > kProcessorBound * theirs.processor); ++i) {
+  for (int i = 0; i < 3 || (i < 12 && ours.processor > kBound * theirs.processor); ++i) {
     ours.processor = std::min(ours.processor, run(file, "velademux", Length::whole).processor);
     theirs.processor = std::min(theirs.processor, run(file, "qtdemux", Length::whole).processor);
   }
-  constexpr double kBound = 0.7;
-  for (int i = 0; i < 3 && ours.firstBuffer > kBound * theirs.firstBuffer; ++i) {
+  for (int i = 0; i < 10 && ours.firstBuffer > kBound * theirs.firstBuffer; ++i) {
     measureFirstBuffers(file, ours, theirs);
   }
   const double processor = ours.processor / theirs.processor;
@@ -111,7 +111,7 @@ TEST(Speed, ThreeHoursOfSoundCostSixTenthsOfQtdemuxAndBeginInSevenTenthsOfItsTim
               processor);
   std::printf("first buffer, ms      %9.3f %9.3f   %5.2f\n", ours.firstBuffer * 1e3,
               theirs.firstBuffer * 1e3, firstBuffer);
-  EXPECT_LE(processor, kProcessorBound);
+  EXPECT_LE(processor, kBound);
   EXPECT_LE(firstBuffer, kBound);
 }
 

@@ -5,26 +5,17 @@
 #include <cstring>
 
 #include "atomkit/core/streams/word_order_armv4.h"
+#include "atomkit/core/streams/word_order_ssse3.h"
+#include "atomkit/core/streams/word_vectors.h"
 
 namespace atomkit {
 namespace {
 
 constexpr bool kSwaps = std::endian::native == std::endian::little;
 
-#if defined(__SSE2__) || defined(__ARM_NEON)
-// Compilers don't find the way of 16 bytes at a time by themselves.
-#define ATOMKIT_HAS_VECTORS 1
+#if ATOMKIT_HAS_VECTORS
 using Halves [[gnu::vector_size(16)]] = uint16_t;
-using Words [[gnu::vector_size(16)]] = uint32_t;
 using LongWords [[gnu::vector_size(16)]] = uint64_t;
-constexpr uint32_t kVectorWords = 4;
-constexpr uint32_t kStepWords = 4 * kVectorWords;  // of one turn of a loop
-
-Words load(const void* from) {
-  Words words;
-  std::memcpy(&words, from, sizeof words);
-  return words;
-}
 
 // The bytes of half-words change places, then the half-words of words.
 Words swapped(Words words) {
@@ -38,31 +29,7 @@ Words swappedLong(Words words) {
   return std::bit_cast<Words>(longs << 32 | longs >> 32);
 }
 
-// Adds words in lanes of 32 bits, and collects their bits, which tell whether a lane may have run
-// over.
-struct VectorSums {
-  Words sums = {};
-  Words bits = {};
-
-  void add(Words words) {
-    sums += words;
-    bits |= words;
-  }
-  uint64_t total() const { return uint64_t{sums[0]} + sums[1] + sums[2] + sums[3]; }
-  /// @param words  number of words that were added
-  bool mayHaveOverflown(uint32_t words) const {
-    const uint64_t most = bits[0] | bits[1] | bits[2] | bits[3];
-    return most * words > UINT32_MAX;
-  }
-};
-uint64_t plainSum(const uint32_t* words, uint32_t count) {
-  uint64_t sum = 0;
-  for (uint32_t i = 0; i < count; ++i) sum += words[i];
-  return sum;
-}
-
 #else
-#define ATOMKIT_HAS_VECTORS 0
 // Of one turn of a loop. One where the ARM loop leaves few words.
 constexpr uint32_t kStepWords = ATOMKIT_HAS_ARMV4_LOOP ? 1 : 4;
 
@@ -125,9 +92,7 @@ inline uint64_t copy(uint32_t* to, const uint8_t* from, uint32_t count) {
     }
     from += kStepWords * sizeof *to;
   }
-  if (wanted == Sum::wanted) {
-    sum = sums.mayHaveOverflown(stepped) ? plainSum(to - stepped, stepped) : sums.total();
-  }
+  if (wanted == Sum::wanted) sum = sums.total(to - stepped, stepped);
 #else
   from = aligned(to, from, count);
 #if ATOMKIT_HAS_ARMV4_LOOP
@@ -152,15 +117,29 @@ inline uint64_t copy(uint32_t* to, const uint8_t* from, uint32_t count) {
 }  // namespace
 
 void copyWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
+#if ATOMKIT_HAS_BYTE_SHUFFLE
+  if (shufflesBytes()) return copyByShuffle(to, from, count);
+#endif
+  copyByShifts(to, from, count);
+}
+
+void copyByShifts(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
 #if ATOMKIT_HAS_ARMV4_LOOP
-  copyAddingWords(to, from, count);  // room for code is scarcer there than time
+  copyAddingByShifts(to, from, count);  // room for code is scarcer there than time
 #else
   copy<Sum::unwanted>(to, from, count);
 #endif
 }
 
-uint64_t copyAddingWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
+uint64_t copyAddingByShifts(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
   return copy<Sum::wanted>(to, from, count);
+}
+
+uint64_t copyAddingWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
+#if ATOMKIT_HAS_BYTE_SHUFFLE
+  if (shufflesBytes()) return copyAddingByShuffle(to, from, count);
+#endif
+  return copyAddingByShifts(to, from, count);
 }
 
 void copyLongWords(uint64_t* to, const uint8_t* from, uint32_t count) noexcept {

@@ -12,6 +12,10 @@ void copyLongWords(uint64_t* to, const uint8_t* from, uint32_t count) noexcept;
 /// @return the sum of the words
 uint64_t copyAddingWords(uint32_t* to, const uint8_t* from, uint32_t count) noexcept;
 
+/// copyWords() and copyAddingWords() of a processor that has no instruction for them.
+void copyByShifts(uint32_t* to, const uint8_t* from, uint32_t count) noexcept;
+uint64_t copyAddingByShifts(uint32_t* to, const uint8_t* from, uint32_t count) noexcept;
+
 /// Sums over pairs of words.
 struct PairSums {
   uint64_t firsts = 0;

@@ -47,6 +47,8 @@ void expectMachineOrder(Copy copy) {
 TEST(WordOrder, WordsOf32BitsComeOutWholeForEveryCountAndAlignment) {
   expectMachineOrder<uint32_t>(copyWords);
   expectMachineOrder<uint32_t>(copyAddingWords);
+  expectMachineOrder<uint32_t>(copyByShifts);
+  expectMachineOrder<uint32_t>(copyAddingByShifts);
 }
 
 TEST(WordOrder, WordsOf64BitsComeOutWholeForEveryCountAndAlignment) {
@@ -77,10 +79,12 @@ TEST(WordOrder, SumsAreThoseOf64BitsHoweverLargeTheWords) {
       const std::vector<uint32_t> words = wordsOf(random, count, bits);
       Bytes file;
       for (const uint32_t word : words) boxes::append(file, boxes::u32(word));
-      std::vector<uint32_t> copied(count);
       const uint64_t sum = std::accumulate(words.begin(), words.end(), uint64_t{0});
-      EXPECT_EQ(copyAddingWords(copied.data(), file.data(), count), sum) << count << "/" << bits;
-      EXPECT_EQ(copied, words);
+      for (const auto copy : {copyAddingWords, copyAddingByShifts}) {
+        std::vector<uint32_t> copied(count);
+        EXPECT_EQ(copy(copied.data(), file.data(), count), sum) << count << "/" << bits;
+        EXPECT_EQ(copied, words);
+      }
     }
   }
 }
