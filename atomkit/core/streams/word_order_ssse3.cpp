@@ -3,6 +3,7 @@
 #if ATOMKIT_HAS_BYTE_SHUFFLE
 #include <cpuid.h>
 
+#include <atomic>
 #include <bit>
 #include <cstddef>
 #include <cstring>
@@ -20,8 +21,10 @@ bool hasSsse3() noexcept {
   return __get_cpuid(1, &a, &b, &features, &d) != 0 && (features & bit_SSSE3) != 0;
 }
 
-// Asked once: in a virtual machine the answer takes longer than a table.
-const bool g_shufflesBytes = hasSsse3();
+// Asked once: in a virtual machine the answer takes longer than many a table. No object is
+// initialised when the library is loaded, so the first table asks.
+enum class Shuffles : uint8_t { unknown, no, yes };
+constinit std::atomic<Shuffles> g_shuffles{Shuffles::unknown};
 
 enum class Sum { unwanted, wanted };
 
@@ -47,7 +50,14 @@ template <Sum wanted>
 
 }  // namespace
 
-bool shufflesBytes() noexcept { return g_shufflesBytes; }
+bool shufflesBytes() noexcept {
+  Shuffles shuffles = g_shuffles.load(std::memory_order_relaxed);
+  if (shuffles == Shuffles::unknown) {
+    shuffles = hasSsse3() ? Shuffles::yes : Shuffles::no;
+    g_shuffles.store(shuffles, std::memory_order_relaxed);
+  }
+  return shuffles == Shuffles::yes;
+}
 
 void copyByShuffle(uint32_t* to, const uint8_t* from, uint32_t count) noexcept {
   copy<Sum::unwanted>(to, from, count);
