@@ -18,20 +18,13 @@ namespace {
 
 using vela::TIOResult;
 
+static_assert(GST_CLOCK_TIME_NONE == vela::kUnknown64);  // what is not known goes both ways
+
 // A decoder of H.264 holds back at most 16 pictures to bring them into the order in which they are
 // shown. After more pictures in a row that come too late, none that is shown earlier can follow.
 constexpr uint32_t kReorderedPictures = 16;
 
-// The time of a picture is off by up to half a host unit. So a picture that a decoder takes to last
-// for one period may seem to reach past the beginning of the next one, and a seek to that would
-// show the wrong picture first: its segment begins one host unit late, which is 60 ns.
-constexpr uint64_t kRoundedTimes = 1;
-
 constexpr size_t kMostWaiting = 100;  // seeks that wait to be followed
-
-uint64_t unitsOrUnknown(uint64_t ns) {
-  return GST_CLOCK_TIME_IS_VALID(ns) ? hostUnitsFromNs(ns) : vela::kUnknown64;
-}
 
 /// Applies a seek to the segment that is played. @return whether that is possible
 bool moveSegment(GstEvent* event, GstSegment& segment) {
@@ -186,26 +179,16 @@ bool Demuxer::openFile() {
     fail(*failure);
     return false;
   }
+  const uint32_t rate = reader_->audioFormat().present ? reader_->sampleRate() : 0;
+  span_ = ItemSpan(reader_->itemStart(), reader_->duration(), rate);
   GST_OBJECT_LOCK(element_);
-  durationNs_ = itemEndNs();
+  durationNs_ = span_.endNs();
   segment_.duration = durationNs_;
   segment_.stop = durationNs_;
   chapters_ = playedItem_ == 0 ? reader_->chapters() : std::vector<ChapterMark>();
   hasToc_ = chapters_.size() > 1;
   GST_OBJECT_UNLOCK(element_);
   return exposeOutputs();
-}
-
-/// Length of the item in its own time, up to the end of the last frame where there is sound.
-uint64_t Demuxer::itemEndNs() const {
-  const uint64_t duration = reader_->duration();
-  if (duration == vela::kUnknown64) return GST_CLOCK_TIME_NONE;
-  const uint64_t start = reader_->itemStart();
-  const uint32_t rate = reader_->sampleRate();
-  if (!reader_->audioFormat().present || rate == 0) return nsFromHostUnits(duration);
-  const uint64_t first = framesFromHostUnits(start, rate);
-  const uint64_t frames = framesFromHostUnits(duration, rate);
-  return segmentStartNs(first + frames, rate) - segmentStartNs(first, rate);
 }
 
 bool Demuxer::exposeOutputs() {
@@ -322,28 +305,9 @@ void Demuxer::pushNext() {
 // -------------------------------------------------------------------------------------------------
 // Pushing
 
-uint64_t Demuxer::stopUnits() const {
-  const uint64_t wanted = unitsOrUnknown(seek_.stopNs);
-  return std::min(wanted, reader_->duration());
-}
-
-uint64_t Demuxer::stopFrame() const {
-  const uint32_t rate = reader_->sampleRate();
-  const uint64_t itemStart = reader_->itemStart();
-  const uint64_t stop = stopUnits();
-  if (stop == vela::kUnknown64) return vela::kUnknown64;
-  // The length of an item is rounded to frames by itself, as the splitter does it.
-  if (stop == reader_->duration()) {
-    return framesFromHostUnits(itemStart, rate) + framesFromHostUnits(stop, rate);
-  }
-  return framesFromHostUnits(itemStart + stop, rate);
-}
-
 bool Demuxer::isPastStop(Output& output, const TimedPacket& packet) const {
-  const uint64_t stop = stopUnits();
-  if (stop == vela::kUnknown64) return false;
-  if (packet.kind == StreamKind::audio) return packet.frame >= stopFrame();
-  const bool late = packet.hostUnits >= reader_->itemStart() + stop;
+  if (packet.kind == StreamKind::audio) return span_.isPastStop(packet.frame);
+  const bool late = span_.isPastStopTime(packet.hostUnits);
   output.late = late ? output.late + 1 : 0;
   return output.late > kReorderedPictures;
 }
@@ -352,23 +316,13 @@ GstSegment Demuxer::segmentOf(const Output& output) const {
   GST_OBJECT_LOCK(element_);
   GstSegment segment = segment_;
   GST_OBJECT_UNLOCK(element_);
+  const SegmentBounds bounds = output.kind == StreamKind::audio
+                                   ? span_.audioBounds(reader_->firstFrame())
+                                   : span_.videoBounds(reader_->offset());
   segment.duration = GST_CLOCK_TIME_NONE;
-  const uint64_t itemStart = reader_->itemStart();
-  const bool endless = stopUnits() == vela::kUnknown64;
-  if (output.kind == StreamKind::audio) {
-    const uint32_t rate = reader_->sampleRate();
-    segment.start = segmentStartNs(reader_->firstFrame(), rate);
-    const uint64_t origin = segmentStartNs(framesFromHostUnits(itemStart, rate), rate);
-    segment.time = segment.start - std::min(origin, segment.start);
-    segment.stop = endless ? GST_CLOCK_TIME_NONE : segmentStopNs(stopFrame(), rate);
-  } else {
-    const uint64_t offset = reader_->offset();
-    segment.start = nsFromHostUnits(itemStart + offset + (offset == 0 ? 0 : kRoundedTimes));
-    segment.time = segment.start - nsFromHostUnits(itemStart);
-    segment.stop = endless ? GST_CLOCK_TIME_NONE : nsFromHostUnits(itemStart + stopUnits());
-  }
-  if (!endless) segment.stop = std::max(segment.start, segment.stop);
-  segment.position = segment.start;
+  segment.start = segment.position = bounds.start;
+  segment.stop = bounds.stop;
+  segment.time = bounds.time;
   return segment;
 }
 
@@ -404,7 +358,7 @@ void Demuxer::pushTags(Output& output) {
 
 void Demuxer::pushToc(Output& output) {
   if (!hasToc_) return;
-  GstToc* const toc = makeToc(reader_->chapters(), itemEndNs());
+  GstToc* const toc = makeToc(reader_->chapters(), span_.endNs());
   gst_pad_push_event(output.pad, gst_event_new_toc(toc, FALSE));
   gst_toc_unref(toc);
 }
@@ -619,7 +573,7 @@ void Demuxer::beginAt(GstEvent* event) {
   sequence_ = gst_event_get_seqnum(event);
   seek_.offsetNs = segment.position;
   // The item's end in ns is not exact in the plug-in's units.
-  seek_.stopNs = segment.stop < durationNs_ ? segment.stop : GST_CLOCK_TIME_NONE;
+  span_.stopAt(segment.stop < durationNs_ ? hostUnitsFromNs(segment.stop) : vela::kUnknown64);
   seek_.mode = (flags & GST_SEEK_FLAG_KEY_UNIT) && !(flags & GST_SEEK_FLAG_ACCURATE)
                    ? SeekMode::keyUnit
                    : SeekMode::accurate;

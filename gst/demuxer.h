@@ -16,6 +16,7 @@
 
 #include "gst/cancel_token.h"
 #include "gst/item_reader.h"
+#include "gst/item_span.h"
 #include "gst/output.h"
 #include "gst/pull_stream.h"
 #include "gst/splitter_library.h"
@@ -60,7 +61,6 @@ class Demuxer {
  private:
   struct PendingSeek {
     uint64_t offsetNs = 0;
-    uint64_t stopNs = GST_CLOCK_TIME_NONE;
     SeekMode mode = SeekMode::accurate;
   };
 
@@ -96,9 +96,6 @@ class Demuxer {
   Output* outputOf(StreamKind kind);
   /// Whether the end of what is played is that of a segment, which others may follow.
   bool playsSegment() const { return (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) != 0; }
-  uint64_t itemEndNs() const;
-  uint64_t stopUnits() const;  ///< where playing stops, from the item's start, or kUnknown64
-  uint64_t stopFrame() const;  ///< the same as a frame of the file
 
   GstElement* element_;
   GstPad* sinkPad_;
@@ -129,6 +126,7 @@ class Demuxer {
   std::vector<Output> outputs_;
   uint32_t playedItem_ = 0;
   GstFlowCombiner* flows_;
+  ItemSpan span_{0, vela::kUnknown64, 0};  // what is played
   bool seekPending_ = false;
   PendingSeek seek_;
   guint32 sequence_ = GST_SEQNUM_INVALID;
