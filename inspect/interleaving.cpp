@@ -7,8 +7,6 @@
 namespace inspect {
 namespace {
 
-/// As many samples are followed; a damaged table may claim more than any file has.
-constexpr uint64_t kMostPackets = 8'000'000;
 constexpr uint64_t kPollInterval = 65536;  // packets
 
 /// The samples of one track, with the next one in hand.
@@ -50,8 +48,9 @@ void measureJumps(File& file, const TrackMap* audioTrack, const TrackMap* videoT
                   const std::function<void()>& poll, Interleaving& result) {
   Stream audio(file, audioTrack);
   Stream video(file, videoTrack);
+  const uint64_t most = mostSamplesFollowed(file);
   uint64_t position = 0;
-  while ((!audio.ended() || !video.ended()) && result.packets < kMostPackets) {
+  while ((!audio.ended() || !video.ended()) && result.packets < most) {
     if (result.packets % kPollInterval == 0) poll();
     Stream& next = nextOf(audio, video);
     const uint64_t offset = next.sample().offset;
@@ -76,8 +75,8 @@ void measureLead(File& file, const TrackMap* audioTrack, const TrackMap* videoTr
   if (!audioTrack || !videoTrack) return;
   Stream audio(file, audioTrack);
   Stream video(file, videoTrack);
-  for (uint64_t packets = 0; !audio.ended() && !video.ended() && packets < kMostPackets;
-       ++packets) {
+  const uint64_t most = mostSamplesFollowed(file);
+  for (uint64_t packets = 0; !audio.ended() && !video.ended() && packets < most; ++packets) {
     if (packets % kPollInterval == 0) poll();
     const double lead = std::abs(audio.seconds() - video.seconds());
     Stream& next = audio.sample().offset < video.sample().offset ? audio : video;

@@ -22,8 +22,6 @@ namespace {
 
 using cli::counted;
 
-/// More samples than a day of any medium has; what a damaged table claims past them is not counted.
-constexpr uint64_t kMostSamples = 8'000'000;
 constexpr uint64_t kPollInterval = 65536;  // samples
 constexpr uint64_t kHostUnitsPerSecond = 16777216;
 
@@ -163,9 +161,10 @@ class Finder {
     const uint64_t end = rangeEnd();
     // The frames of a range without an end have no number that could be counted down.
     uint64_t framesLeft = end == UINT64_MAX ? 0 : (end * summary.sampleRate + 8388608) >> 24;
+    const uint64_t most = mostSamplesFollowed(file_);
     SampleReader reader(file_, track);
     Sample sample;
-    while (sample.number < kMostSamples && reader.next(sample)) {
+    while (sample.number < most && reader.next(sample)) {
       if (sample.number % kPollInterval == 0) poll_();
       const uint64_t rest = track.sampleCount - sample.number;
       const uint64_t frames = framesIn(sample.duration, summary.sampleRate, summary.timescale);
@@ -198,9 +197,10 @@ class Finder {
     }
     uint64_t negative = 0;
     bool ended = false;
+    const uint64_t most = mostSamplesFollowed(file_);
     SampleReader reader(file_, track);
     Sample sample;
-    while (sample.number < kMostSamples && reader.next(sample)) {
+    while (sample.number < most && reader.next(sample)) {
       if (sample.number % kPollInterval == 0) poll_();
       if (sample.compositionOffset < 0) ++negative;
       if (ended || sample.number < start) continue;

@@ -323,8 +323,7 @@ Json seeks(const FileCheck& check) {
 
 }  // namespace
 
-Json reportData(File& file, const PluginView& view, const std::function<void()>& poll,
-                uint64_t mostSamples) {
+Json reportData(File& file, const PluginView& view, const std::function<void()>& poll) {
   Opening opening;
   open(file, opening);
   const MovieMap map = readMovieMap(file);
@@ -349,7 +348,7 @@ Json reportData(File& file, const PluginView& view, const std::function<void()>&
   data["boxes"] = std::move(boxes.boxes);
   data["boxes_left_out"] = boxes.leftOut;
   data["tracks"] = Json::array();
-  uint64_t budget = mostSamples;
+  uint64_t budget = std::min(kMostSamples, file.size());
   for (const TrackMap& track : map.tracks) {
     data["tracks"].push_back(trackData(file, track, poll, budget));
   }

@@ -18,8 +18,7 @@ inline constexpr uint64_t kMostPictureBytes = 1'500'000;
 
 /// @param view  what the plug-in tells of the file
 /// @param poll  called now and then; may throw to end a long look
-/// @param mostSamples  that are looked at for the plots, of all tracks together
-cli::Json reportData(File& file, const PluginView& view, const std::function<void()>& poll,
-                     uint64_t mostSamples = kMostSamples);
+/// Looks at kMostSamples of all tracks together, and at no more than the file has bytes.
+cli::Json reportData(File& file, const PluginView& view, const std::function<void()>& poll);
 
 }  // namespace inspect

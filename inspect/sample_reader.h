@@ -1,7 +1,9 @@
 // SampleReader: the samples of a track, one after the other, straight from the file's tables.
 #pragma once
+#include <algorithm>
 #include <cstdint>
 
+#include "inspect/file.h"
 #include "inspect/movie_map.h"
 
 namespace inspect {
@@ -24,6 +26,13 @@ struct Sample {
   int64_t compositionTime() const { return static_cast<int64_t>(decodeTime) + compositionOffset; }
   uint64_t end() const { return offset + size; }
 };
+
+/// Samples of a track that are followed where nothing else limits them: more than a day of any
+/// medium has, and one for each byte of the file. A damaged table of a few bytes claims thousands
+/// of millions.
+inline uint64_t mostSamplesFollowed(const File& file) {
+  return std::min<uint64_t>(8'000'000, file.size());
+}
 
 /// Memory: a small piece of each table. A run of no samples is passed over.
 class SampleReader {

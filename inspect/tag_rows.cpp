@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
+#include <optional>
+#include <tuple>
+#include <utility>
 
 #include "atomkit/core/containers/owned_string.h"
 #include "atomkit/meta/tags/tag_names.h"
@@ -10,25 +14,46 @@
 namespace inspect {
 namespace {
 
-bool sameName(const std::string& left, const std::string& right) {
-  return atomkit::compareIgnoringCase(left.c_str(), right.c_str()) == 0;
+/// The order of names, whatever their case.
+struct OrderOfNames {
+  bool operator()(const std::string& left, const std::string& right) const {
+    return atomkit::compareIgnoringCase(left.c_str(), right.c_str()) < 0;
+  }
+};
+
+/// Where each name stands in a list of tags.
+using Places = std::map<std::string, size_t, OrderOfNames>;
+
+Places placesOf(const std::vector<ToldTag>& told) {
+  Places places;
+  for (size_t i = 0; i < told.size(); ++i) places.emplace(told[i].name, i);
+  return places;
 }
 
-ToldTag* findTold(std::vector<ToldTag>& told, const std::string& name) {
-  const auto found = std::find_if(told.begin(), told.end(),
-                                  [&](const ToldTag& tag) { return sameName(tag.name, name); });
-  return found == told.end() ? nullptr : &*found;
-}
+/// Collects what records tell. A name that an earlier record told keeps its values.
+class ToldTags {
+ public:
+  void addTags(const velahost::MediaInfoRecord& record, bool ofOneItem);
+  void addReplayGain(const velahost::MediaInfoRecord& record, bool ofOneItem);
+  std::vector<ToldTag> take() { return std::move(tags_); }
 
-/// Adds a record's tags. A name that is there already keeps its values.
-void addTags(std::vector<ToldTag>& told, const velahost::MediaInfoRecord& record, bool ofOneItem) {
-  const size_t before = told.size();
+ private:
+  /// @return the place of a name, and whether it is new
+  std::pair<size_t, bool> place(const std::string& name, bool ofOneItem) {
+    const auto [known, added] = places_.emplace(name, tags_.size());
+    if (added) tags_.push_back({name, {}, ofOneItem});
+    return {known->second, added};
+  }
+
+  std::vector<ToldTag> tags_;
+  Places places_;
+};
+
+void ToldTags::addTags(const velahost::MediaInfoRecord& record, bool ofOneItem) {
+  const size_t before = tags_.size();
   for (const velahost::Tag& tag : record.tags) {
-    const std::string name = cli::toUtf8(tag.name);
-    ToldTag* const known = findTold(told, name);
-    if (known && known < told.data() + before) continue;
-    ToldTag& target = known ? *known : told.emplace_back(ToldTag{name, {}, ofOneItem});
-    target.values.push_back(cli::toUtf8(tag.value));
+    const size_t at = place(cli::toUtf8(tag.name), ofOneItem).first;
+    if (at >= before) tags_[at].values.push_back(cli::toUtf8(tag.value));
   }
 }
 
@@ -53,13 +78,12 @@ std::string decimalText(double value, const char* format) {
   return text;
 }
 
-void addReplayGain(std::vector<ToldTag>& told, const velahost::MediaInfoRecord& record,
-                   bool ofOneItem) {
+void ToldTags::addReplayGain(const velahost::MediaInfoRecord& record, bool ofOneItem) {
   for (const velahost::ReplayGainValue& value : velahost::kReplayGainValues) {
-    const std::string name = replayGainTag(value.flag);
-    if (!(record.flags & value.flag) || findTold(told, name)) continue;
-    told.push_back(
-        {name, {decimalText(record.*value.member / value.unitsPerOne, value.format)}, ofOneItem});
+    if (!(record.flags & value.flag)) continue;
+    const auto [at, isNew] = place(replayGainTag(value.flag), ofOneItem);
+    if (!isNew) continue;
+    tags_[at].values = {decimalText(record.*value.member / value.unitsPerOne, value.format)};
   }
 }
 
@@ -77,12 +101,12 @@ std::vector<std::string> libraryNames(const RawTag& tag) {
 }  // namespace
 
 std::vector<ToldTag> toldTags(const velahost::FileReport& report) {
-  std::vector<ToldTag> told;
-  addTags(told, report.whole, false);
-  for (const velahost::ItemReport& item : report.items) addTags(told, item.info, true);
-  addReplayGain(told, report.whole, false);
-  for (const velahost::ItemReport& item : report.items) addReplayGain(told, item.info, true);
-  return told;
+  ToldTags told;
+  told.addTags(report.whole, false);
+  for (const velahost::ItemReport& item : report.items) told.addTags(item.info, true);
+  told.addReplayGain(report.whole, false);
+  for (const velahost::ItemReport& item : report.items) told.addReplayGain(item.info, true);
+  return told.take();
 }
 
 std::vector<RawValue> TagRow::values() const {
@@ -101,30 +125,29 @@ bool TagRow::isToldAsItIs() const {
 }
 
 std::vector<TagRow> tagRows(const std::vector<RawTag>& raw, const velahost::FileReport* report) {
-  std::vector<ToldTag> told = report ? toldTags(*report) : std::vector<ToldTag>();
+  const std::vector<ToldTag> told = report ? toldTags(*report) : std::vector<ToldTag>();
+  const Places places = placesOf(told);
   std::vector<bool> claimed(told.size());
   const bool hasTaggingBox = std::any_of(raw.begin(), raw.end(), [](const RawTag& tag) {
     return tag.place == RawTag::Place::taggingBox;
   });
   std::vector<TagRow> rows;
+  std::map<std::tuple<RawTag::Place, std::string, std::optional<uint32_t>, bool>, size_t> known;
   for (const RawTag& tag : raw) {
-    const auto sameRow = std::find_if(rows.begin(), rows.end(), [&](const TagRow& row) {
-      const RawTag& first = row.raw.front();
-      return first.place == tag.place && first.item == tag.item && first.chapter == tag.chapter &&
-             first.isMovies == tag.isMovies;
-    });
-    if (sameRow != rows.end()) {
-      sameRow->raw.push_back(tag);
+    const auto [sameRow, isNew] =
+        known.try_emplace({tag.place, tag.item, tag.chapter, tag.isMovies}, rows.size());
+    if (!isNew) {
+      rows[sameRow->second].raw.push_back(tag);
       continue;
     }
     TagRow row{{tag}, {}};
     // The two formats are never merged: the tagging box hides the item list.
     if (!hasTaggingBox || tag.place == RawTag::Place::taggingBox) {
       for (const std::string& name : libraryNames(tag)) {
-        ToldTag* const found = findTold(told, name);
-        if (!found) continue;
-        claimed[static_cast<size_t>(found - told.data())] = true;
-        row.told.push_back(*found);
+        const auto found = places.find(name);
+        if (found == places.end()) continue;
+        claimed[found->second] = true;
+        row.told.push_back(told[found->second]);
       }
     }
     rows.push_back(std::move(row));

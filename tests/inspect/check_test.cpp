@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "inspect/file_check.h"
 #include "tests/inspect/scratch_movie.h"
 #include "tests/support/movie_builder.h"
 
@@ -200,6 +201,16 @@ TEST(Check, GivesTheGravestOfSeveralFiles) {
   EXPECT_EQ(
       inspecting::run({"check", "sample.mp4", "corrupt/chunks-overlap.mp4", "no-such-file"}).status,
       3);
+}
+
+TEST(InspectCheck, FollowsNoMoreSamplesThanTheFileHasBytes) {
+  MediaTrack claims = aacTrack();
+  claims.boxes.stsz = stszConstant(1, 1'000'000);
+  claims.boxes.stts = stts({{1'000'000, 1}});
+  claims.boxes.stsc = stsc({{1, 1'000'000}});
+  const ScratchMovie movie(movieFile({.tracks = {claims}}).bytes);
+  inspect::File file(movie.file());
+  EXPECT_EQ(inspect::checkFile(file, [] {}).interleaving->packets, file.size());
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ctime>
 
+#include "inspect/tag_rows.h"
 #include "tests/inspect/scratch_movie.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/tag_boxes.h"
@@ -139,6 +141,24 @@ TEST(InspectTags, OfAFileThatCanNotSteerTheTerminal) {
           .out;
   EXPECT_THAT(out, HasSubstr("a\\x1b[31m\\u202eb"));
   EXPECT_THAT(out, Not(HasSubstr("\x1b")));
+}
+
+// Comparing each name with all others would take half a minute.
+TEST(InspectTags, OfManyNamesFindTheirRowsInAMoment) {
+  constexpr size_t kNames = 40'000;
+  std::vector<inspect::RawTag> raw(kNames);
+  velahost::FileReport report;
+  for (size_t i = 0; i < kNames; ++i) {
+    raw[i].item = raw[i].name = "name" + std::to_string(i);
+    raw[i].values = {{"value"}};
+    const std::string told = "NAME" + std::to_string(i);
+    report.whole.tags.push_back({std::u16string(told.begin(), told.end()), u"value"});
+  }
+  const std::clock_t start = std::clock();
+  const std::vector<inspect::TagRow> rows = inspect::tagRows(raw, &report);
+  EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 5);
+  ASSERT_EQ(rows.size(), kNames);
+  EXPECT_EQ(rows.back().told.at(0).name, "NAME39999");
 }
 
 TEST(InspectTags, WithoutAPlugInSaysSoAndShowsTheFile) {

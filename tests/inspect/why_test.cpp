@@ -6,6 +6,9 @@
 #include <map>
 
 #include "host/command_line.h"
+#include "inspect/losses.h"
+#include "inspect/movie_map.h"
+#include "inspect/opening.h"
 #include "tests/inspect/scratch_movie.h"
 #include "tests/support/movie_builder.h"
 
@@ -129,6 +132,23 @@ int64_t countOf(const json& losses, const std::string& code) {
     if (loss["code"] == code) return loss["count"];
   }
   return -1;
+}
+
+TEST(Losses, AreLookedForInNoMoreSamplesThanTheFileHasBytes) {
+  // A thousand chunks in the same place, with a thousand samples each.
+  MediaTrack claims = aacTrack();
+  claims.boxes.stsz = stszConstant(1, 1'000'000);
+  claims.boxes.stts = stts({{1'000'000, 1024}});
+  claims.boxes.stsc = stsc({{1, 1000}});
+  claims.boxes.stco = stco(std::vector<uint64_t>(1000, 100));
+  claims.boxes.duration = uint64_t{1'000'000} * 1024;
+  const ScratchMovie movie(movieFile({.tracks = {claims}}).bytes);
+  inspect::File file(movie.file());
+  inspect::Opening opening;
+  inspect::open(file, opening);
+  int polls = 0;
+  inspect::findLosses(file, opening, inspect::readMovieMap(file), [&] { ++polls; });
+  EXPECT_EQ(polls, 1) << "one for 65,536 samples";
 }
 
 TEST(Losses, AreNoneForAFileThatIsDeliveredWhole) {
