@@ -18,8 +18,7 @@ struct SpareRoom {
 /// gives as its length may both lie, so only bytes that have arrived earn memory: the block is
 /// never larger than 64 KiB and 1 3/4 of all bytes that have arrived, and grows when it is full.
 /// Where it can't grow in its place it moves, and both are held for that time. Thus memory stays
-/// below 3 times what has arrived and 64 KiB, and fewer bytes are moved than twice those of the
-/// block.
+/// below 3 times what has arrived and 64 KiB, and less than twice the block is moved.
 class ArrivingBlock {
  public:
   /// @param outOfMemory  message of the exception when there is no memory

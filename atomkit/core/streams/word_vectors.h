@@ -1,5 +1,4 @@
-// Words 16 bytes at a time, where the machine has vectors: compilers don't find that way by
-// themselves.
+// Words 16 bytes at a time where there are vectors: compilers don't find that way by themselves.
 #pragma once
 #include <bit>
 #include <cstdint>
@@ -25,8 +24,7 @@ inline Words load(const void* from) {
   return words;
 }
 
-/// Adds words in lanes of 32 bits, and collects their bits, which tell whether a lane may have run
-/// over.
+/// Adds words in lanes of 32 bits. Their bits, collected, tell whether a lane may have overflown.
 struct VectorSums {
   Words sums = {};
   Words bits = {};
